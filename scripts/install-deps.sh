@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# Installs every Debian 12 package Lanternfold needs to build, run, test, fuzz and benchmark.
+# Idempotent: packages already present are left alone; safe to run again at any time.
+set -euo pipefail
+
+packages=(
+  # build
+  build-essential cmake ninja-build g++ clang clang-format clang-tidy libclang-rt-14-dev
+  qt6-base-dev qt6-base-dev-tools qtkeychain-qt6-dev qcoro-qt6-dev libicu-dev libssl-dev
+  pkg-config git
+  # runtime pieces loaded at run time
+  libsecret-1-0 libqt6svg6 qt6-svg-dev
+  # tests and tools
+  dbus gnome-keyring libsecret-tools xvfb xdotool imagemagick fonts-dejavu-core openssl
+  curl python3 tzdata
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
+    missing+=("$p")
+  fi
+done
+
+if ((${#missing[@]})); then
+  export DEBIAN_FRONTEND=noninteractive
+  if [ "$(id -u)" -ne 0 ]; then SUDO=sudo; else SUDO=; fi
+  $SUDO apt-get update -qq
+  $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi
