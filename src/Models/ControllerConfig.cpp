@@ -54,11 +54,8 @@ QUrl ControllerConfig::baseURL() const
 QJsonObject ControllerConfig::toJson() const
 {
     return QJsonObject{
-        {u"host"_s, host},
-        {u"port"_s, port},
-        {u"kind"_s, toRawValue(kind)},
-        {u"username"_s, username},
-        {u"site"_s, site},
+        {u"host"_s, host},         {u"port"_s, port}, {u"kind"_s, toRawValue(kind)},
+        {u"username"_s, username}, {u"site"_s, site},
     };
 }
 

@@ -76,8 +76,8 @@ private:
 } // namespace lanternfold
 
 /// Unwraps a Decoded<T> into `lhs`, or returns its error from the enclosing function.
-#define LF_TRY_DECODE(lhs, expr)                                                                   \
-    auto lhs##_result_ = (expr);                                                                   \
-    if (!lhs##_result_.ok())                                                                       \
-        return std::move(lhs##_result_).error();                                                   \
+#define LF_TRY_DECODE(lhs, expr)                                                                                       \
+    auto lhs##_result_ = (expr);                                                                                       \
+    if (!lhs##_result_.ok())                                                                                           \
+        return std::move(lhs##_result_).error();                                                                       \
     auto lhs = std::move(lhs##_result_).value()
