@@ -1,0 +1,218 @@
+#include "Services/Inventory.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QTest>
+
+using namespace lanternfold;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QByteArray testData(const QString &name)
+{
+    QFile file(QStringLiteral(LANTERNFOLD_TEST_DATA_DIR) + u'/' + name);
+    if (!file.open(QIODevice::ReadOnly))
+        qFatal("cannot open test data %s", qPrintable(name));
+    return file.readAll();
+}
+
+} // namespace
+
+class TestInventoryDecoding final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void keepsOnlyAccessPointsInOrder();
+    void appliesDefaultsForMissingNameAndModel();
+    void copiesStateAndIpAsReported();
+    void emptyDataIsEmptyList();
+    void decodingErrors_data();
+    void decodingErrors();
+    void wrongTypeInDroppedEntryStillFails();
+    void integerStateAcceptsWholeDouble();
+    void camerasMapEveryEntry();
+    void cameraDecodingErrors_data();
+    void cameraDecodingErrors();
+    void emptyCameraArray();
+};
+
+void TestInventoryDecoding::keepsOnlyAccessPointsInOrder()
+{
+    const auto decoded = decodeAccessPoints(testData(u"stat-device-mixed.json"_s));
+    QVERIFY2(decoded.ok(), decoded.ok() ? "" : qPrintable(decoded.error().message));
+    QStringList macs;
+    for (const UnifiDevice &device : decoded.value())
+        macs << device.mac;
+    // Switches, the gateway, the console and the entry without a type are dropped; the smart plug
+    // reports "uap" and therefore stays. Order is the controller's.
+    QCOMPARE(macs, (QStringList{u"80:2a:a8:00:01:02"_s, u"78:8a:20:4d:5e:6f"_s, u"74:83:c2:01:02:03"_s,
+                                u"fc:ec:da:10:20:30"_s, u"24:5a:4c:99:88:77"_s, u"AC:8B:A9:AB:CD:EF"_s,
+                                u"d0:21:f9:00:00:01"_s}));
+    for (const UnifiDevice &device : decoded.value())
+        QCOMPARE(device.type, u"uap"_s);
+}
+
+void TestInventoryDecoding::appliesDefaultsForMissingNameAndModel()
+{
+    const auto decoded = decodeAccessPoints(testData(u"stat-device-mixed.json"_s));
+    QVERIFY(decoded.ok());
+    const UnifiDevice &unnamed = decoded.value().at(1);
+    QCOMPARE(unnamed.name, u"78:8a:20:4d:5e:6f"_s);
+    QCOMPARE(unnamed.model, u"U6LR"_s);
+    const UnifiDevice &noModel = decoded.value().at(2);
+    QCOMPARE(noModel.name, u"Garage AP"_s);
+    QCOMPARE(noModel.model, u"Access Point"_s);
+    QCOMPARE(decoded.value().at(3).model, u"UP1"_s);
+}
+
+void TestInventoryDecoding::copiesStateAndIpAsReported()
+{
+    const auto decoded = decodeAccessPoints(testData(u"stat-device-mixed.json"_s));
+    QVERIFY(decoded.ok());
+    const auto &aps = decoded.value();
+    QCOMPARE(aps.at(0),
+             (UnifiDevice{u"80:2a:a8:00:01:02"_s, u"Lobby AP"_s, u"U7PG2"_s, u"uap"_s, 1, u"192.168.1.21"_s}));
+    QCOMPARE(aps.at(2).state, std::optional<qint64>(0));
+    QVERIFY(!aps.at(2).ip.has_value());
+    QCOMPARE(aps.at(4).state, std::optional<qint64>(4));
+    QCOMPARE(aps.at(5).state, std::optional<qint64>(5));
+    QCOMPARE(aps.at(5).mac, u"AC:8B:A9:AB:CD:EF"_s); // as the controller wrote it, not lower-cased
+    QVERIFY(!aps.at(6).state.has_value());
+    QVERIFY(!aps.at(6).isOnline());
+}
+
+void TestInventoryDecoding::emptyDataIsEmptyList()
+{
+    const auto decoded = decodeAccessPoints(R"({"data": []})");
+    QVERIFY(decoded.ok());
+    QVERIFY(decoded.value().isEmpty());
+    const auto onlyNonAps = decodeAccessPoints(R"({"meta":{"rc":"ok"},"data":[{"mac":"a","type":"usw"}]})");
+    QVERIFY(onlyNonAps.ok());
+    QVERIFY(onlyNonAps.value().isEmpty());
+}
+
+void TestInventoryDecoding::decodingErrors_data()
+{
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("no data") << QByteArray(R"({"meta":{"rc":"ok"}})") << u"Missing key \"data\" at the top level."_s;
+    QTest::newRow("data null") << QByteArray(R"({"data":null})")
+                               << u"Expected array for \"data\" at the top level, found null."_s;
+    QTest::newRow("data object") << QByteArray(R"({"data":{}})")
+                                 << u"Expected array for \"data\" at the top level, found object."_s;
+    QTest::newRow("top-level array") << QByteArray(R"([{"mac":"a"}])")
+                                     << u"Expected object at the top level, found array."_s;
+    QTest::newRow("entry not an object") << QByteArray(R"({"data":[{"mac":"a"},"b"]})")
+                                         << u"Expected object at data[1], found string."_s;
+    QTest::newRow("missing mac") << QByteArray(R"({"data":[{"mac":"a"},{"mac":"b"},{"mac":"c"},{"name":"x"}]})")
+                                 << u"Missing key \"mac\" at data[3]."_s;
+    QTest::newRow("mac null") << QByteArray(R"({"data":[{"mac":null}]})")
+                              << u"Expected string for \"mac\" at data[0], found null."_s;
+    QTest::newRow("state as text") << QByteArray(R"({"data":[{"mac":"a","type":"uap","state":"1"}]})")
+                                   << u"Expected integer for \"state\" at data[0], found string."_s;
+    QTest::newRow("state with fraction") << QByteArray(R"({"data":[{"mac":"a","type":"uap","state":1.5}]})")
+                                         << u"Expected integer for \"state\" at data[0], found number."_s;
+    QTest::newRow("name as number") << QByteArray(R"({"data":[{"mac":"a","type":"uap","name":7}]})")
+                                    << u"Expected string for \"name\" at data[0], found integer."_s;
+    QTest::newRow("ip as array") << QByteArray(R"({"data":[{"mac":"a","type":"uap","ip":[]}]})")
+                                 << u"Expected string for \"ip\" at data[0], found array."_s;
+    QTest::newRow("type as boolean") << QByteArray(R"({"data":[{"mac":"a","type":true}]})")
+                                     << u"Expected string for \"type\" at data[0], found boolean."_s;
+    QTest::newRow("empty body") << QByteArray() << u"The data is not valid JSON (illegal value at offset 0)."_s;
+    QTest::newRow("truncated") << QByteArray(R"({"data":[)")
+                               << u"The data is not valid JSON (unterminated array at offset 9)."_s;
+    QTest::newRow("garbage after")
+        << QByteArray(R"({"data":[]}x)")
+        << u"The data is not valid JSON (garbage at the end of the document at offset 11)."_s;
+    QTest::newRow("html error page") << QByteArray("<html><body>502 Bad Gateway</body></html>")
+                                     << u"The data is not valid JSON (illegal value at offset 1)."_s;
+    QTest::newRow("not utf-8") << QByteArray("\xff\xfe{")
+                               << u"The data is not valid JSON (illegal value at offset 1)."_s;
+}
+
+void TestInventoryDecoding::decodingErrors()
+{
+    QFETCH(QByteArray, body);
+    QFETCH(QString, message);
+    const auto decoded = decodeAccessPoints(body);
+    QVERIFY(!decoded.ok());
+    QCOMPARE(decoded.error().message, message);
+}
+
+void TestInventoryDecoding::wrongTypeInDroppedEntryStillFails()
+{
+    // A switch with a malformed state would be filtered out, but the whole answer is decoded first.
+    QJsonObject document = QJsonDocument::fromJson(testData(u"stat-device-mixed.json"_s)).object();
+    QJsonArray data = document.value(u"data"_s).toArray();
+    QJsonObject theSwitch = data.at(1).toObject();
+    QCOMPARE(theSwitch.value(u"type"_s).toString(), u"usw"_s);
+    theSwitch.insert(u"state"_s, u"1"_s);
+    data.replace(1, theSwitch);
+    document.insert(u"data"_s, data);
+    const auto decoded = decodeAccessPoints(QJsonDocument(document).toJson());
+    QVERIFY(!decoded.ok());
+    QCOMPARE(decoded.error().message, u"Expected integer for \"state\" at data[1], found string."_s);
+}
+
+void TestInventoryDecoding::integerStateAcceptsWholeDouble()
+{
+    const auto decoded = decodeAccessPoints(R"({"data":[{"mac":"a","type":"uap","state":1.0,"name":null}]})");
+    QVERIFY(decoded.ok());
+    QCOMPARE(decoded.value().size(), 1);
+    QCOMPARE(decoded.value().first().state, std::optional<qint64>(1));
+    QCOMPARE(decoded.value().first().name, u"a"_s); // null optional counts as absent
+}
+
+void TestInventoryDecoding::camerasMapEveryEntry()
+{
+    const auto decoded = decodeCameras(testData(u"protect-cameras.json"_s));
+    QVERIFY2(decoded.ok(), decoded.ok() ? "" : qPrintable(decoded.error().message));
+    const auto &cameras = decoded.value();
+    QCOMPARE(cameras.size(), 4);
+    QCOMPARE(cameras.at(0),
+             (ProtectCamera{u"0de062b4f6922d489d3b312d"_s, u"Front Door"_s, u"UVC G4 Doorbell"_s, u"CONNECTED"_s}));
+    QVERIFY(cameras.at(0).isOnline());
+    QCOMPARE(cameras.at(1).state, std::optional<QString>(u"DISCONNECTED"_s));
+    QVERIFY(!cameras.at(1).isOnline());
+    QCOMPARE(cameras.at(2),
+             (ProtectCamera{u"61b3f5c9005aa703e7000441"_s, u"61b3f5c9005aa703e7000441"_s, u"camera"_s, std::nullopt}));
+    QVERIFY(!cameras.at(3).isOnline()); // "connected" in lower case is not online
+}
+
+void TestInventoryDecoding::cameraDecodingErrors_data()
+{
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("enveloped") << QByteArray(R"({"data":[]})") << u"Expected array at the top level, found object."_s;
+    QTest::newRow("missing id") << QByteArray(R"([{"id":"a"},{"id":"b"},{"name":"c"}])")
+                                << u"Missing key \"id\" at [2]."_s;
+    QTest::newRow("id as number") << QByteArray(R"([{"id":7}])")
+                                  << u"Expected string for \"id\" at [0], found integer."_s;
+    QTest::newRow("state as boolean") << QByteArray(R"([{"id":"a","state":true}])")
+                                      << u"Expected string for \"state\" at [0], found boolean."_s;
+    QTest::newRow("element null") << QByteArray(R"([null])") << u"Expected object at [0], found null."_s;
+    QTest::newRow("malformed") << QByteArray(R"([{"id":"a"})")
+                               << u"The data is not valid JSON (unterminated array at offset 11)."_s;
+}
+
+void TestInventoryDecoding::cameraDecodingErrors()
+{
+    QFETCH(QByteArray, body);
+    QFETCH(QString, message);
+    const auto decoded = decodeCameras(body);
+    QVERIFY(!decoded.ok());
+    QCOMPARE(decoded.error().message, message);
+}
+
+void TestInventoryDecoding::emptyCameraArray()
+{
+    const auto decoded = decodeCameras("[]");
+    QVERIFY(decoded.ok());
+    QVERIFY(decoded.value().isEmpty());
+}
+
+QTEST_GUILESS_MAIN(TestInventoryDecoding)
+#include "tst_inventorydecoding.moc"
