@@ -1,0 +1,26 @@
+#include "Services/Inventory.h"
+#include "support/FuzzSupport.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <cstddef>
+#include <cstdint>
+
+using namespace lanternfold;
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    fuzz::countExecution();
+    const QByteArray bytes(reinterpret_cast<const char *>(data), static_cast<qsizetype>(size));
+    const auto decoded = decodeCameras(bytes);
+    if (!decoded.ok())
+        return 0;
+    QJsonArray cameras;
+    for (const ProtectCamera &camera : decoded.value())
+        cameras.append(camera.toJson());
+    const auto again = decodeCameras(QJsonDocument(cameras).toJson());
+    if (!again.ok() || again.value() != decoded.value())
+        fuzz::roundTripFailed("cameras changed on the way back");
+    return 0;
+}

@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# Builds the libFuzzer targets with clang and runs each for a bounded time, starting from the
+# committed corpus in fuzz/corpus/<target>/. Fails on any crash, hang, leak or sanitizer report.
+#
+#   scripts/fuzz.sh [SECONDS]          run every target (default 60 s each)
+#   scripts/fuzz.sh --merge [SECONDS]  run, then minimise the committed corpus with -merge=1
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+merge=0
+if [ "${1:-}" = "--merge" ]; then merge=1; shift; fi
+seconds=${1:-60}
+build=${LANTERNFOLD_FUZZ_BUILD:-build-fuzz}
+
+cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
+  -DLANTERNFOLD_FUZZ=ON -DLANTERNFOLD_TESTS=OFF -DLANTERNFOLD_BENCH=OFF -DLANTERNFOLD_TOOLS=OFF \
+  -DLANTERNFOLD_WERROR=ON >/dev/null
+ninja -C "$build" >/dev/null
+
+export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-halt_on_error=1:print_stacktrace=1}
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+status=0
+for corpus in fuzz/corpus/*/; do
+  target=$(basename "$corpus")
+  binary="$build/fuzz/$target"
+  if [ ! -x "$binary" ]; then
+    echo "fuzz: no target built for corpus $corpus" >&2
+    status=1
+    continue
+  fi
+  mkdir -p "$work/$target" "$work/artifacts-$target"
+  echo "== $target: ${seconds}s from $(ls "$corpus" | wc -l) corpus files"
+  if ! "$binary" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
+      -artifact_prefix="$work/artifacts-$target/" "$work/$target" "$corpus" >"$work/$target.log" 2>&1; then
+    echo "fuzz: $target FAILED" >&2
+    tail -n 60 "$work/$target.log" >&2
+    mkdir -p fuzz-artifacts && cp -r "$work/artifacts-$target/." fuzz-artifacts/ 2>/dev/null || true
+    status=1
+    continue
+  fi
+  grep -E '^(executions:|stat::number_of_executed_units)' "$work/$target.log" | tr '\n' ' '
+  echo
+  if [ "$merge" = 1 ]; then
+    mkdir -p "$work/merged-$target"
+    "$binary" -merge=1 "$work/merged-$target" "$corpus" "$work/$target" >/dev/null 2>&1
+    rm -rf "$corpus" && mkdir -p "$corpus" && cp "$work/merged-$target"/* "$corpus"/
+    echo "   corpus minimised to $(ls "$corpus" | wc -l) files"
+  fi
+done
+exit $status
