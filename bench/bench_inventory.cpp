@@ -1,0 +1,67 @@
+// Decoding speed of a large stat/device answer: the whole path from response bytes to the list of
+// access points, as the client runs it. Prints milliseconds, MB/s and resident memory.
+
+#include "Services/Inventory.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+using namespace lanternfold;
+
+namespace {
+
+long residentKiB()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').first().toLong();
+    }
+    return -1;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: %s STAT_DEVICE_JSON [ROUNDS]\n", argv[0]);
+        return 2;
+    }
+    const int rounds = argc > 2 ? std::max(1, std::atoi(argv[2])) : 20;
+    const long rssStart = residentKiB();
+    QFile file(QString::fromLocal8Bit(argv[1]));
+    if (!file.open(QIODevice::ReadOnly)) {
+        std::fprintf(stderr, "cannot read %s\n", argv[1]);
+        return 1;
+    }
+    const QByteArray body = file.readAll();
+    const double megabytes = double(body.size()) / 1e6;
+
+    std::vector<double> times;
+    QList<UnifiDevice> kept;
+    for (int i = 0; i < rounds; ++i) {
+        QElapsedTimer timer;
+        timer.start();
+        auto decoded = decodeAccessPoints(body);
+        times.push_back(double(timer.nsecsElapsed()) / 1e6);
+        if (!decoded.ok()) {
+            std::fprintf(stderr, "decoding failed: %s\n", qPrintable(decoded.error().message));
+            return 1;
+        }
+        kept = std::move(decoded).value();
+    }
+    std::sort(times.begin(), times.end());
+    const double median = times[times.size() / 2];
+    std::printf("decodeAccessPoints: %.2f MB, %d devices kept, %d rounds\n", megabytes, int(kept.size()), rounds);
+    std::printf("  median %.1f ms (min %.1f ms), %.0f MB/s\n", median, times.front(), megabytes / (median / 1e3));
+    std::printf("  resident: %ld KiB at start, %ld KiB afterwards (input bytes and the kept list still held)\n",
+                rssStart, residentKiB());
+    return 0;
+}
