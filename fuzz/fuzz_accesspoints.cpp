@@ -15,6 +15,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     fuzz::countExecution();
     const QByteArray bytes(reinterpret_cast<const char *>(data), static_cast<qsizetype>(size));
     const auto decoded = decodeAccessPoints(bytes);
+    // The fast scan and the document parser must agree on every input, errors included.
+    if (decoded != decodeAccessPointsFromDocument(bytes))
+        fuzz::roundTripFailed("fast scan and document parser disagree");
     if (!decoded.ok())
         return 0;
     // Whatever decodes, written back as a controller would send it, must decode to the same list.

@@ -14,6 +14,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     fuzz::countExecution();
     const QByteArray bytes(reinterpret_cast<const char *>(data), static_cast<qsizetype>(size));
     const auto decoded = decodeCameras(bytes);
+    // The fast scan and the document parser must agree on every input, errors included.
+    if (decoded != decodeCamerasFromDocument(bytes))
+        fuzz::roundTripFailed("fast scan and document parser disagree");
     if (!decoded.ok())
         return 0;
     QJsonArray cameras;

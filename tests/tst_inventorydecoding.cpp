@@ -1,3 +1,4 @@
+#include "Models/JsonRecordScanner.h"
 #include "Services/Inventory.h"
 
 #include <QFile>
@@ -37,6 +38,9 @@ private Q_SLOTS:
     void cameraDecodingErrors_data();
     void cameraDecodingErrors();
     void emptyCameraArray();
+    void scannerTakesRealAnswers();
+    void scannerAgreesWithDocumentParser_data();
+    void scannerAgreesWithDocumentParser();
 };
 
 void TestInventoryDecoding::keepsOnlyAccessPointsInOrder()
@@ -212,6 +216,72 @@ void TestInventoryDecoding::emptyCameraArray()
     const auto decoded = decodeCameras("[]");
     QVERIFY(decoded.ok());
     QVERIFY(decoded.value().isEmpty());
+}
+
+void TestInventoryDecoding::scannerTakesRealAnswers()
+{
+    // The fast scan must handle real answers itself, not hand them to the document parser.
+    const auto devices = json::scanRecords(testData(u"stat-device-mixed.json"_s), u"data"_s,
+                                           {u"mac"_s, u"name"_s, u"model"_s, u"type"_s, u"state"_s, u"ip"_s});
+    QVERIFY(devices.has_value());
+    QCOMPARE(devices->size(), 11);
+    QCOMPARE(devices->at(0).value(u"name"_s).toString(), u"Lobby AP"_s);
+    QCOMPARE(devices->at(0).value(u"state"_s).toInteger(), 1);
+    QVERIFY(!devices->at(2).contains(u"name"_s));
+    const auto cameras = json::scanRecords(testData(u"protect-cameras.json"_s), QString(), {u"id"_s, u"name"_s});
+    QVERIFY(cameras.has_value());
+    QCOMPARE(cameras->size(), 4);
+    QCOMPARE(cameras->at(1).value(u"name"_s).toString(), u"Driveway"_s);
+    QCOMPARE(decodeAccessPoints(testData(u"stat-device-mixed.json"_s)),
+             decodeAccessPointsFromDocument(testData(u"stat-device-mixed.json"_s)));
+    QCOMPARE(decodeCameras(testData(u"protect-cameras.json"_s)),
+             decodeCamerasFromDocument(testData(u"protect-cameras.json"_s)));
+}
+
+void TestInventoryDecoding::scannerAgreesWithDocumentParser_data()
+{
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<bool>("scanned");
+    auto row = [](const char *name, const QByteArray &body, bool scanned) { QTest::newRow(name) << body << scanned; };
+    row("escapes", R"({"data":[{"mac":"a\"b\\c\/d\n\t","type":"uap","name":"\u00e9\ud83d\ude00"}]})", true);
+    row("raw utf-8",
+        "{\"data\":[{\"mac\":\"m\",\"type\":\"uap\",\"name\":\"K\xc3\xbc"
+        "che \xe2\x80\x94 \xf0\x9f\x93\xb6\"}]}",
+        true);
+    row("whitespace everywhere", " \r\n\t{ \"data\" : [ { \"mac\" : \"m\" , \"type\" : \"uap\" } ] } \n", true);
+    row("nested values skipped",
+        R"({"meta":{"rc":"ok","x":[1,2.5,-3,true,false,null,{"a":[]}]},"data":[{"mac":"m","type":"uap","port_table":[{"mac":"n","state":"x"}],"state":4}]})",
+        true);
+    row("duplicate kept key", R"({"data":[{"mac":"a","mac":"b","type":"uap"}]})", false);
+    row("duplicate data", R"({"data":[],"data":[{"mac":"a","type":"uap"}]})", false);
+    row("state with exponent", R"({"data":[{"mac":"a","type":"uap","state":1e0}]})", false);
+    row("state with fraction", R"({"data":[{"mac":"a","type":"uap","state":1.0}]})", false);
+    row("huge state", R"({"data":[{"mac":"a","type":"uap","state":99999999999999999999}]})", false);
+    row("lone surrogate", R"({"data":[{"mac":"a\ud800","type":"uap"}]})", false);
+    row("escaped nul", R"({"data":[{"mac":"a\u0000","type":"uap"}]})", false);
+    row("control character", "{\"data\":[{\"mac\":\"a\x01\",\"type\":\"uap\"}]}", false);
+    row("overlong utf-8", "{\"data\":[{\"mac\":\"\xc0\xaf\",\"type\":\"uap\"}]}", false);
+    row("leading zero", R"({"data":[{"mac":"a","type":"uap","state":01}]})", false);
+    row("trailing comma", R"({"data":[{"mac":"a","type":"uap"},]})", false);
+    row("truncated", R"({"data":[{"mac":"a","type":"uap"})", false);
+    row("wrong type", R"({"data":[{"mac":"a","type":"uap","name":7}]})", false);
+    row("missing data", R"({"meta":{}})", false);
+    row("bare array", R"([{"mac":"a"}])", false);
+    row("garbage after", R"({"data":[]} x)", false);
+    row("empty data", R"({"data":[]})", true);
+}
+
+void TestInventoryDecoding::scannerAgreesWithDocumentParser()
+{
+    QFETCH(QByteArray, body);
+    QFETCH(bool, scanned);
+    const auto fast =
+        json::scanRecords(body, u"data"_s, {u"mac"_s, u"name"_s, u"model"_s, u"type"_s, u"state"_s, u"ip"_s});
+    const auto decoded = decodeAccessPoints(body);
+    const auto reference = decodeAccessPointsFromDocument(body);
+    // Whatever the scanner accepts or declines, the result equals the document parser's.
+    QCOMPARE(fast.has_value() && decoded.ok(), scanned);
+    QCOMPARE(decoded, reference);
 }
 
 QTEST_GUILESS_MAIN(TestInventoryDecoding)

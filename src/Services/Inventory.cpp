@@ -1,5 +1,7 @@
 #include "Services/Inventory.h"
 
+#include "Models/JsonRecordScanner.h"
+
 namespace lanternfold {
 
 using namespace Qt::StringLiterals;
@@ -74,14 +76,37 @@ QList<ProtectCamera> camerasFrom(const QList<CameraDTO> &cameras)
     return result;
 }
 
-Decoded<QList<UnifiDevice>> decodeAccessPoints(const QByteArray &body)
+namespace {
+
+/// Decodes the records the scanner found; nothing when one of them does not decode, so that the
+/// document parser reports the error exactly as it would have.
+template <typename DTO>
+std::optional<QList<DTO>> decodeScanned(const QByteArray &body, const QString &arrayKey, const QStringList &keys)
+{
+    const auto records = json::scanRecords(body, arrayKey, keys);
+    if (!records)
+        return std::nullopt;
+    QList<DTO> result;
+    result.reserve(records->size());
+    for (qsizetype i = 0; i < records->size(); ++i) {
+        auto dto = DTO::fromJson(records->at(i), json::elementPath(arrayKey, i));
+        if (!dto.ok())
+            return std::nullopt;
+        result.append(std::move(dto).value());
+    }
+    return result;
+}
+
+} // namespace
+
+Decoded<QList<UnifiDevice>> decodeAccessPointsFromDocument(const QByteArray &body)
 {
     LF_TRY_DECODE(document, json::parse(body));
     LF_TRY_DECODE(envelope, Envelope::fromJson(document));
     return accessPointsFrom(envelope.data);
 }
 
-Decoded<QList<ProtectCamera>> decodeCameras(const QByteArray &body)
+Decoded<QList<ProtectCamera>> decodeCamerasFromDocument(const QByteArray &body)
 {
     LF_TRY_DECODE(document, json::parse(body));
     LF_TRY_DECODE(array, json::asArray(document, {}));
@@ -92,6 +117,22 @@ Decoded<QList<ProtectCamera>> decodeCameras(const QByteArray &body)
         cameras.append(std::move(camera));
     }
     return camerasFrom(cameras);
+}
+
+Decoded<QList<UnifiDevice>> decodeAccessPoints(const QByteArray &body)
+{
+    static const QStringList keys{u"mac"_s, u"name"_s, u"model"_s, u"type"_s, u"state"_s, u"ip"_s};
+    if (const auto devices = decodeScanned<DeviceDTO>(body, u"data"_s, keys))
+        return accessPointsFrom(*devices);
+    return decodeAccessPointsFromDocument(body);
+}
+
+Decoded<QList<ProtectCamera>> decodeCameras(const QByteArray &body)
+{
+    static const QStringList keys{u"id"_s, u"name"_s, u"type"_s, u"state"_s};
+    if (const auto cameras = decodeScanned<CameraDTO>(body, QString(), keys))
+        return camerasFrom(*cameras);
+    return decodeCamerasFromDocument(body);
 }
 
 } // namespace lanternfold

@@ -55,4 +55,9 @@ Decoded<QList<UnifiDevice>> decodeAccessPoints(const QByteArray &body);
 /// Response bytes of Protect's camera list to cameras, or why they could not be read.
 Decoded<QList<ProtectCamera>> decodeCameras(const QByteArray &body);
 
+/// The same decoders through Qt's document parser alone, without the fast scan; they give the
+/// error messages, and tests and fuzzing compare them with the fast path.
+Decoded<QList<UnifiDevice>> decodeAccessPointsFromDocument(const QByteArray &body);
+Decoded<QList<ProtectCamera>> decodeCamerasFromDocument(const QByteArray &body);
+
 } // namespace lanternfold
