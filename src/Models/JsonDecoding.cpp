@@ -3,7 +3,6 @@
 #include <QJsonDocument>
 #include <QJsonParseError>
 
-#include <cmath>
 
 namespace lanternfold::json {
 
@@ -28,13 +27,14 @@ std::optional<qint64> exactInteger(const QJsonValue &value)
 {
     if (!value.isDouble())
         return std::nullopt;
-    const double d = value.toDouble();
-    // 2^63 is exactly representable; anything at or beyond it does not fit.
-    constexpr double limit = 9223372036854775808.0;
-    if (!std::isfinite(d) || std::trunc(d) != d || d < -limit || d >= limit)
+    // toInteger() answers its default unless the value is a whole number that fits 64 bits, and
+    // it keeps the exact value of large integers that a double would round; two different
+    // defaults tell "no" apart from a real answer.
+    const qint64 a = value.toInteger(0);
+    const qint64 b = value.toInteger(1);
+    if (a != b)
         return std::nullopt;
-    // toInteger() keeps the exact value of large integers that a double would round.
-    return value.toInteger(static_cast<qint64>(d));
+    return a;
 }
 
 QString typeName(const QJsonValue &value)

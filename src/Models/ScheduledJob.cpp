@@ -1,0 +1,84 @@
+#include "Models/ScheduledJob.h"
+
+#include "Models/JsonDate.h"
+
+#include <QJsonArray>
+
+namespace lanternfold {
+
+using namespace Qt::StringLiterals;
+
+QString uuidText(const QUuid &uuid)
+{
+    return uuid.toString(QUuid::WithoutBraces).toUpper();
+}
+
+std::optional<QUuid> uuidFromText(QStringView text)
+{
+    // QUuid::fromString also takes braces and answers the nil UUID for garbage, which would make
+    // "00000000-0000-0000-0000-000000000000" indistinguishable from an error; check the form first.
+    if (text.size() != 36)
+        return std::nullopt;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const char16_t c = text[i].unicode();
+        const bool dash = i == 8 || i == 13 || i == 18 || i == 23;
+        const bool hex = (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
+        if (dash ? c != u'-' : !hex)
+            return std::nullopt;
+    }
+    return QUuid::fromString(text);
+}
+
+std::optional<QJsonObject> ScheduledJob::toJson() const
+{
+    const auto ruleJson = rule.toJson();
+    if (!ruleJson)
+        return std::nullopt;
+    QJsonArray targetsJson;
+    for (const RestartTarget &target : targets)
+        targetsJson.append(target.toJson());
+    QJsonObject object{
+        {u"id"_s, uuidText(id)}, {u"name"_s, name},           {u"targets"_s, targetsJson},
+        {u"rule"_s, *ruleJson},  {u"isEnabled"_s, isEnabled}, {u"staggerSeconds"_s, staggerSeconds},
+    };
+    // Absent dates leave their keys out (never null).
+    for (const auto &[key, date] : {std::pair{u"lastRunAt"_s, &lastRunAt}, std::pair{u"nextRunAt"_s, &nextRunAt}}) {
+        if (!*date)
+            continue;
+        const auto text = json::formatDate(**date);
+        if (!text)
+            return std::nullopt;
+        object.insert(key, *text);
+    }
+    return object;
+}
+
+Decoded<ScheduledJob> ScheduledJob::fromJson(const QJsonValue &json, const QString &path)
+{
+    LF_TRY_DECODE(object, json::asObject(json, path));
+    const json::ObjectReader reader(object, path);
+    LF_TRY_DECODE(idText, reader.string(u"id"_s));
+    const auto id = uuidFromText(idText);
+    if (!id) {
+        return DecodeError{u"Invalid UUID \""_s + idText + u"\" for \"id\" at "_s + json::describePath(path) + u'.'};
+    }
+    LF_TRY_DECODE(name, reader.string(u"name"_s));
+    LF_TRY_DECODE(targetsJson, reader.array(u"targets"_s));
+    const QString targetsPath = json::childPath(path, u"targets"_s);
+    QList<RestartTarget> targets;
+    targets.reserve(targetsJson.size());
+    for (qsizetype i = 0; i < targetsJson.size(); ++i) {
+        LF_TRY_DECODE(target, RestartTarget::fromJson(targetsJson.at(i), json::elementPath(targetsPath, i)));
+        targets.append(std::move(target));
+    }
+    LF_TRY_DECODE(ruleJson, reader.value(u"rule"_s));
+    LF_TRY_DECODE(rule, RecurrenceRule::fromJson(ruleJson, json::childPath(path, u"rule"_s)));
+    LF_TRY_DECODE(isEnabled, reader.boolean(u"isEnabled"_s));
+    LF_TRY_DECODE(lastRunAt, json::readOptionalDate(reader, u"lastRunAt"_s));
+    LF_TRY_DECODE(nextRunAt, json::readOptionalDate(reader, u"nextRunAt"_s));
+    LF_TRY_DECODE(staggerSeconds, reader.integer(u"staggerSeconds"_s));
+    return ScheduledJob{*id,       name,      std::move(targets), std::move(rule),
+                        isEnabled, lastRunAt, nextRunAt,          staggerSeconds};
+}
+
+} // namespace lanternfold

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "Models/JsonDecoding.h"
+#include "Models/ScheduledJob.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QtGlobal>
+
+#include <optional>
+
+namespace lanternfold {
+
+/// Keeps the job list in "Lanternfold/schedules.json" under the user's data folder. Nothing it
+/// does reports an error: an unreadable file loads as an empty list and a failed save leaves the
+/// list in memory only. So that one bad byte cannot cost the user every schedule, a file that
+/// exists but did not load is copied to "schedules.json.unreadable" before a save replaces it.
+class ScheduleStore final
+{
+public:
+    /// Keeps the file in `dataFolder`/Lanternfold, creating that folder if it is missing.
+    explicit ScheduleStore(const QString &dataFolder);
+    Q_DISABLE_COPY_MOVE(ScheduleStore)
+
+    /// The program's one store, over $XDG_DATA_HOME (~/.local/share), created on first use.
+    static ScheduleStore &shared();
+
+    QList<ScheduledJob> load();
+    void save(const QList<ScheduledJob> &jobs);
+
+    /// The file format on its own: a JSON array of jobs, indented, keys sorted.
+    static Decoded<QList<ScheduledJob>> decode(const QByteArray &bytes);
+    /// None when a job holds a date the file cannot hold.
+    static std::optional<QByteArray> encode(const QList<ScheduledJob> &jobs);
+
+private:
+    void keepUnreadableCopy() const;
+
+    QString m_filePath;
+    // Set when load() found a file it could not read or decode; cleared once a save replaced it.
+    bool m_fileUnreadable = false;
+};
+
+} // namespace lanternfold
