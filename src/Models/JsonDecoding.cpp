@@ -3,7 +3,6 @@
 #include <QJsonDocument>
 #include <QJsonParseError>
 
-
 namespace lanternfold::json {
 
 using namespace Qt::StringLiterals;
