@@ -528,6 +528,14 @@ ControllerSimulator::Outcome ControllerSimulator::handle(const HttpRequest &requ
         outcome.response = route(request, path);
     }
     outcome.response.setHeader(QByteArrayLiteral("Server"), QByteArrayLiteral("lanternfold-sim"));
+    for (const auto &[name, value] : std::as_const(m_extraHeaders))
+        outcome.response.setHeader(name, value);
+    if (const auto malformed = faultFor(FaultKind::MalformedJson, path);
+        malformed && !malformed->pathPrefix.isEmpty() && outcome.response.status == 200 && !isInventoryPath(path)) {
+        // A broken body on a command's success answer: clients that only look at the status must not care.
+        outcome.response.body = QByteArrayLiteral(R"({"meta":{"rc":"ok"},"data":[)");
+        entry.insert(u"fault"_s, faultName(FaultKind::MalformedJson));
+    }
 
     if (outcome.action == Outcome::Action::Respond)
         entry.insert(u"status"_s, outcome.response.status);
@@ -651,7 +659,7 @@ HttpResponse ControllerSimulator::login(const HttpRequest &request)
     HttpResponse response = m_kind == Kind::UnifiOS ? self(session) : apiOk();
     response.headers.append({QByteArrayLiteral("Set-Cookie"),
                              cookieName() + '=' + cookieValue + "; Path=/; HttpOnly; Secure; SameSite=Strict"});
-    if (!jwt)
+    if (!jwt && m_csrfHeaderAtLogin)
         response.setHeader(QByteArrayLiteral("X-CSRF-Token"), session.csrfToken.toUtf8());
     return response;
 }
@@ -681,6 +689,18 @@ HttpResponse ControllerSimulator::logout(const QByteArray &cookieValue)
         {QByteArrayLiteral("Set-Cookie"),
          cookieName() + "=; Path=/; HttpOnly; Secure; Max-Age=0; Expires=Thu, 01 Jan 1970 00:00:00 GMT"});
     return response;
+}
+
+void ControllerSimulator::setExtraHeader(const QByteArray &name, const QByteArray &value)
+{
+    m_extraHeaders.removeIf([&](const auto &header) { return header.first.compare(name, Qt::CaseInsensitive) == 0; });
+    if (!value.isEmpty())
+        m_extraHeaders.append({name, value});
+}
+
+bool ControllerSimulator::isInventoryPath(const QString &path) const
+{
+    return path.endsWith(u"/stat/device"_s) || path == u"/proxy/protect/api/cameras"_s;
 }
 
 HttpResponse ControllerSimulator::inventory(const QString &path, bool devices)

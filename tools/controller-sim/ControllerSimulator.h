@@ -39,7 +39,8 @@ public:
     enum class FaultKind {
         Latency,       ///< answer late by Fault::latency
         ServerError,   ///< HTTP 500 with a body that is not UTF-8
-        MalformedJson, ///< inventory GETs answer 200 with truncated JSON
+        MalformedJson, ///< inventory GETs answer 200 with truncated JSON; with an explicit path
+                       ///< prefix, any other 200 answer under it too
         WrongType,     ///< inventory GETs answer 200 with a device "state" string / numeric camera "id"
         Drop,          ///< close the connection without answering
         Hang,          ///< keep the connection open and never answer
@@ -79,6 +80,11 @@ public:
     void setCsrfRotation(bool on) { m_csrfRotation = on; }
     /// UniFi OS only: the token travels only as the "csrfToken" claim of a JWT session cookie.
     void setJwtCookie(bool on) { m_jwtCookie = on; }
+    /// Off: a successful login carries no CSRF header at all (older firmware, or a token that
+    /// travels elsewhere), so a client must keep whatever token it had.
+    void setCsrfHeaderAtLogin(bool on) { m_csrfHeaderAtLogin = on; }
+    /// Adds this header to every answer, whatever its status (an empty value removes it again).
+    void setExtraHeader(const QByteArray &name, const QByteArray &value);
     /// After maxLogins login attempts within window, further ones get 429 until the window has
     /// room again. maxLogins 0 turns the limit off.
     void setLoginRateLimit(int maxLogins, std::chrono::milliseconds window);
@@ -157,6 +163,7 @@ private:
     QString fingerprintOfSocket(const QSslSocket *socket) const;
 
     [[nodiscard]] QString loginPath() const;
+    [[nodiscard]] bool isInventoryPath(const QString &path) const;
     [[nodiscard]] QString logoutPath() const;
     [[nodiscard]] QByteArray cookieName() const;
     [[nodiscard]] std::optional<Fault> faultFor(FaultKind kind, const QString &path) const;
@@ -182,6 +189,8 @@ private:
     std::chrono::milliseconds m_sessionLifetime{std::chrono::hours(2)};
     bool m_csrfRotation = false;
     bool m_jwtCookie = false;
+    bool m_csrfHeaderAtLogin = true;
+    QList<QPair<QByteArray, QByteArray>> m_extraHeaders;
     int m_rateLimitLogins = 0;
     std::chrono::milliseconds m_rateLimitWindow{std::chrono::minutes(1)};
     QList<Clock::time_point> m_recentLogins;
