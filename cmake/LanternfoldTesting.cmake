@@ -8,7 +8,8 @@ set(LANTERNFOLD_ISOLATE ${CMAKE_SOURCE_DIR}/tests/support/run-isolated.sh)
 function(lanternfold_add_test name)
   cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
-  target_link_libraries(${name} PRIVATE Qt6::Test ${ARG_LIBS})
+  target_link_libraries(${name} PRIVATE Qt6::Test QCoro6::Core ${ARG_LIBS})
+  target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests/support)
   target_compile_definitions(${name} PRIVATE
     LANTERNFOLD_TEST_DATA_DIR="${CMAKE_SOURCE_DIR}/tests/data"
     LANTERNFOLD_SOURCE_DIR="${CMAKE_SOURCE_DIR}")

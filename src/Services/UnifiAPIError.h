@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QString>
+
+namespace lanternfold {
+
+/// The one error of controller operations; every caller shows it by description(), unchanged.
+class UnifiAPIError final
+{
+public:
+    enum class Case {
+        certificateMismatch,
+        server,
+        decoding,
+        network,
+        invalidCredentials,
+        certificateRejected,
+        notLoggedIn,
+    };
+
+    static UnifiAPIError certificateMismatch(const QString &expected, const QString &presented);
+    static UnifiAPIError server(int status, const QString &body);
+    static UnifiAPIError decoding(const QString &message);
+    /// A transport failure, described by the transport's own text.
+    static UnifiAPIError network(const QString &description);
+    static UnifiAPIError invalidCredentials();
+    static UnifiAPIError certificateRejected();
+    static UnifiAPIError notLoggedIn();
+
+    [[nodiscard]] Case kind() const { return m_case; }
+    [[nodiscard]] const QString &expected() const { return m_first; }
+    [[nodiscard]] const QString &presented() const { return m_second; }
+    [[nodiscard]] int status() const { return m_status; }
+    /// The server's body text, the decoding message or the network description.
+    [[nodiscard]] const QString &detail() const { return m_first; }
+
+    /// The text users read.
+    [[nodiscard]] QString description() const;
+
+    bool operator==(const UnifiAPIError &) const = default;
+
+private:
+    explicit UnifiAPIError(Case kind, QString first = {}, QString second = {}, int status = 0);
+
+    Case m_case;
+    QString m_first;
+    QString m_second;
+    int m_status;
+};
+
+} // namespace lanternfold

@@ -1,0 +1,45 @@
+#pragma once
+
+// Helpers shared by the test programs.
+
+#include <QCoroTask>
+#include <QProcess>
+#include <QString>
+
+#include <optional>
+
+namespace lanternfold::test {
+
+/// Runs a bash script in folder and returns its standard output; stops the test program when the
+/// script fails, since every caller needs its result.
+inline QString runShell(const QString &script, const QString &folder)
+{
+    QProcess process;
+    process.setWorkingDirectory(folder);
+    process.start(QStringLiteral("/bin/bash"), {QStringLiteral("-c"), QStringLiteral("set -o pipefail; ") + script});
+    if (!process.waitForFinished(60'000) || process.exitCode() != 0)
+        qFatal("command failed: %s\n%s", qPrintable(script), process.readAllStandardError().constData());
+    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+}
+
+template <typename T>
+QCoro::Task<void> storeResult(QCoro::Task<T> task, std::optional<T> &out)
+{
+    out.emplace(co_await std::move(task));
+}
+
+/// Runs the event loop until task is done; results need not be default-constructible.
+template <typename T>
+T await(QCoro::Task<T> task)
+{
+    std::optional<T> result;
+    QCoro::waitFor(storeResult(std::move(task), result));
+    return std::move(*result);
+}
+
+inline void await(QCoro::Task<void> task)
+{
+    QCoro::waitFor(std::move(task));
+}
+
+} // namespace lanternfold::test
