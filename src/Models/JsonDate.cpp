@@ -86,10 +86,11 @@ std::optional<QDateTime> parseDate(QStringView text)
         const int offsetMinutes = digitsAt(text, 23, 2);
         if (offsetHours < 0 || offsetHours > 23 || offsetMinutes < 0 || offsetMinutes > 59)
             return std::nullopt;
-        offsetSeconds = (offsetHours * 3600 + offsetMinutes * 60) * (sign == u'-' ? -1 : 1);
+        offsetSeconds = (qint64(offsetHours) * 3600 + qint64(offsetMinutes) * 60) * (sign == u'-' ? -1 : 1);
     }
 
-    const qint64 seconds = daysSinceEpoch(date) * secondsPerDay + hour * 3600 + minute * 60 + second - offsetSeconds;
+    const qint64 seconds =
+        daysSinceEpoch(date) * secondsPerDay + qint64(hour) * 3600 + qint64(minute) * 60 + second - offsetSeconds;
     if (seconds < earliestDateSeconds() || seconds > latestDateSeconds())
         return std::nullopt;
     return QDateTime::fromSecsSinceEpoch(seconds, QTimeZone::utc());

@@ -76,6 +76,7 @@ private:
 } // namespace lanternfold
 
 /// Unwraps a Decoded<T> into `lhs`, or returns its error from the enclosing function.
+// NOLINTNEXTLINE(bugprone-macro-parentheses): lhs names a new variable and cannot be parenthesised.
 #define LF_TRY_DECODE(lhs, expr)                                                                                       \
     auto lhs##_result_ = (expr);                                                                                       \
     if (!lhs##_result_.ok())                                                                                           \

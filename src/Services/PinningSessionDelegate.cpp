@@ -39,9 +39,11 @@ void PinningSessionDelegate::handleSslErrors(QNetworkReply *reply, const QList<Q
     const QSslCertificate leaf = chain.isEmpty() ? configuration.peerCertificate() : chain.first();
     const auto refusal = check(CertTrustService::fingerprint(leaf));
     if (!refusal) {
+        m_lastRefusal.reset();
         reply->ignoreSslErrors(errors);
         return;
     }
+    m_lastRefusal = refusal;
     // Not ignoring the errors is the refusal: the handshake fails and nothing is sent. The reply
     // remembers why, so the client can report it once the request has ended.
     reply->setProperty(refusalProperty, QVariant::fromValue(QStringList{QString::number(int(refusal->reason)),

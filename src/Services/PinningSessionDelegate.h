@@ -48,6 +48,10 @@ public:
     /// Why the check refused the connection of reply, if it did.
     static std::optional<PinRefusal> refusalOf(const QNetworkReply *reply);
 
+    /// The most recent refusal. Requests queued on a connection whose handshake was refused fail
+    /// with it too, although only the first of them was handed to the check.
+    [[nodiscard]] const std::optional<PinRefusal> &lastRefusal() const { return m_lastRefusal; }
+
     /// The decision for one presented key: nothing when it matches the pin.
     [[nodiscard]] std::optional<PinRefusal> check(const std::optional<QString> &presented) const;
 
@@ -56,6 +60,7 @@ private:
 
     QString m_host;
     CertTrustService &m_trust;
+    std::optional<PinRefusal> m_lastRefusal;
 };
 
 } // namespace lanternfold

@@ -163,7 +163,10 @@ QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::send(QNetworkRe
 
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
     if (!status.isValid()) {
-        if (const auto refusal = PinningSessionDelegate::refusalOf(reply.get())) {
+        auto refusal = PinningSessionDelegate::refusalOf(reply.get());
+        if (!refusal && reply->error() == QNetworkReply::SslHandshakeFailedError)
+            refusal = m_delegate->lastRefusal();
+        if (refusal) {
             if (refusal->reason == PinRefusal::Reason::mismatch) {
                 m_delegate->onMismatch(m_config.host, refusal->expected, refusal->presented);
                 co_return UnifiAPIError::certificateMismatch(refusal->expected, refusal->presented);
@@ -258,7 +261,7 @@ QCoro::Task<APIResult<Done>> UnifiAPIClient::ensureKeyApproved()
     const auto fingerprint = CertTrustService::fingerprint(certificate.value());
     if (!fingerprint)
         co_return UnifiAPIError::certificateRejected();
-    const QString presented = *fingerprint;
+    const QString &presented = *fingerprint;
     // One question per host at a time: a second login to the same host waits for the answer.
     std::function<QCoro::Task<bool>()> ask = [this, host, presented] { return askOnce(host, presented); };
     const bool approved = co_await m_trust.askOnce(host, std::move(ask));
