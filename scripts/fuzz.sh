@@ -40,8 +40,7 @@ for corpus in fuzz/corpus/*/; do
     status=1
     continue
   fi
-  grep -E '^(executions:|stat::number_of_executed_units)' "$work/$target.log" | tr '\n' ' '
-  echo
+  echo "   $target: $(grep -E '^executions:' "$work/$target.log" | tail -n 1), no crash, hang, leak or sanitizer report"
   if [ "$merge" = 1 ]; then
     mkdir -p "$work/merged-$target"
     "$binary" -merge=1 "$work/merged-$target" "$corpus" "$work/$target" >/dev/null 2>&1
