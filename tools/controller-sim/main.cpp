@@ -64,11 +64,11 @@ void writeFile(const QString &path, const QByteArray &bytes)
 }
 
 /// Turns "KIND[:PREFIX]" (or "MS[:PREFIX]" for latency) into a run-time command line.
-QString faultCommand(const QString &kind, const QString &spec)
+QString faultCommand(const QString &kind, const QString &argument)
 {
-    const qsizetype colon = spec.indexOf(u':');
-    const QString head = colon < 0 ? spec : spec.left(colon);
-    const QString prefix = colon < 0 ? QString() : spec.mid(colon + 1);
+    const qsizetype colon = argument.indexOf(u':');
+    const QString head = colon < 0 ? argument : argument.left(colon);
+    const QString prefix = colon < 0 ? QString() : argument.mid(colon + 1);
     return kind.isEmpty() ? u"fault %1 %2"_s.arg(head, prefix) : u"fault %1 %2 %3"_s.arg(kind, head, prefix);
 }
 
@@ -202,8 +202,8 @@ int main(int argc, char *argv[])
     QStringList faultCommands;
     if (parser.isSet(u"latency"_s))
         faultCommands.append(faultCommand(u"latency"_s, parser.value(u"latency"_s)));
-    for (const QString &spec : parser.values(u"fault"_s))
-        faultCommands.append(faultCommand({}, spec));
+    for (const QString &argument : parser.values(u"fault"_s))
+        faultCommands.append(faultCommand({}, argument));
     for (const QString &command : std::as_const(faultCommands)) {
         const QString reply = simulator.applyCommand(command);
         if (!reply.startsWith(u"OK"_s))
