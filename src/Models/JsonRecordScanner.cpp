@@ -42,6 +42,17 @@ public:
         return true;
     }
 
+    /// After a member or element: consumes "," (more follow) or `closer` (the container ended).
+    bool separatorOrEnd(unsigned char closer, bool *ended)
+    {
+        const unsigned char next = peek();
+        if (next != ',' && next != closer)
+            return false;
+        ++m_p;
+        *ended = next == closer;
+        return true;
+    }
+
     /// Peeks the next significant byte (0 at the end).
     unsigned char peek()
     {
@@ -137,14 +148,11 @@ public:
             while (true) {
                 if (!string(nullptr) || !expect(':') || !skipValue(depth + 1))
                     return false;
-                const unsigned char next = peek();
-                if (next == 0)
+                bool ended = false;
+                if (!separatorOrEnd('}', &ended))
                     return false;
-                ++m_p;
-                if (next == '}')
+                if (ended)
                     return true;
-                if (next != ',')
-                    return false;
             }
         }
         case '[': {
@@ -156,14 +164,11 @@ public:
             while (true) {
                 if (!skipValue(depth + 1))
                     return false;
-                const unsigned char next = peek();
-                if (next == 0)
+                bool ended = false;
+                if (!separatorOrEnd(']', &ended))
                     return false;
-                ++m_p;
-                if (next == ']')
+                if (ended)
                     return true;
-                if (next != ',')
-                    return false;
             }
         }
         case '"':
@@ -395,10 +400,10 @@ bool scanRecord(Scanner &scanner, const QStringList &keys, QJsonObject *record)
         } else if (!scanner.skipValue(2)) {
             return false;
         }
-        const unsigned char next = scanner.peek();
-        if (!scanner.expect(next == '}' ? '}' : ','))
+        bool ended = false;
+        if (!scanner.separatorOrEnd('}', &ended))
             return false;
-        if (next == '}')
+        if (ended)
             return true;
     }
 }
@@ -414,10 +419,10 @@ bool scanArray(Scanner &scanner, const QStringList &keys, QList<QJsonObject> *re
         if (!scanRecord(scanner, keys, &record))
             return false;
         records->append(std::move(record));
-        const unsigned char next = scanner.peek();
-        if (!scanner.expect(next == ']' ? ']' : ','))
+        bool ended = false;
+        if (!scanner.separatorOrEnd(']', &ended))
             return false;
-        if (next == ']')
+        if (ended)
             return true;
     }
 }
@@ -448,10 +453,10 @@ std::optional<QList<QJsonObject>> scanRecords(const QByteArray &bytes, const QSt
             } else if (!scanner.skipValue(1)) {
                 return std::nullopt;
             }
-            const unsigned char next = scanner.peek();
-            if (!scanner.expect(next == '}' ? '}' : ','))
+            bool ended = false;
+            if (!scanner.separatorOrEnd('}', &ended))
                 return std::nullopt;
-            if (next == '}')
+            if (ended)
                 break;
         }
         if (!found)
