@@ -115,9 +115,12 @@ private Q_SLOTS:
     void unreadableFileIsCopiedBeforeSave();
     void noCopyWhenFileDecoded();
     void noCopyWhenNoFile();
-    void olderCopyIsReplaced();
+    void olderCopyIsKept();
     void copyRepeatsUntilASaveReplacedTheFile();
-    void failedCopyDoesNotStopTheSave();
+    void failedCopySkipsTheSave_data();
+    void failedCopySkipsTheSave();
+    void copyOfTheSameBytesLetsTheSaveGoOn();
+    void fileGoneSinceLoadIsSavedWithoutCopy();
     void unwritableJobLeavesFileAlone();
     void sharedStoreUsesXdgDataHome();
 
@@ -265,14 +268,23 @@ void TestScheduleStore::noCopyWhenNoFile()
     QVERIFY(!QFile::exists(copyPath()));
 }
 
-void TestScheduleStore::olderCopyIsReplaced()
+void TestScheduleStore::olderCopyIsKept()
 {
+    // The copy of an earlier bad file may be all that is left of its schedules: a second bad
+    // file must not cost the user the first one. That save writes nothing instead.
+    const QByteArray older = "an older unreadable file, much longer than the new one ......................";
     QVERIFY(QDir().mkpath(m_dir->path() + u"/Lanternfold"_s));
-    writeFile(copyPath(), "an older unreadable file, much longer than the new one ......................");
+    writeFile(copyPath(), older);
     writeFile(filePath(), "{broken");
     ScheduleStore store(m_dir->path());
     QCOMPARE(store.load(), QList<ScheduledJob>{});
     store.save(sampleJobs());
+    QCOMPARE(readFile(copyPath()), older);
+    QCOMPARE(readFile(filePath()), QByteArray("{broken"));
+    // Once the user moved the older copy away, the next save copies and writes.
+    QVERIFY(QFile::rename(copyPath(), copyPath() + u".1"_s));
+    store.save(sampleJobs());
+    QCOMPARE(readFile(copyPath() + u".1"_s), older);
     QCOMPARE(readFile(copyPath()), QByteArray("{broken"));
     QCOMPARE(readFile(filePath()), expectedFile());
 }
@@ -294,15 +306,86 @@ void TestScheduleStore::copyRepeatsUntilASaveReplacedTheFile()
     QCOMPARE(readFile(filePath()), expectedFile());
 }
 
-void TestScheduleStore::failedCopyDoesNotStopTheSave()
+void TestScheduleStore::failedCopySkipsTheSave_data()
 {
-    // A folder in the copy's place cannot be replaced by a file.
-    QVERIFY(QDir().mkpath(copyPath() + u"/occupied"_s));
+    // Things in the copy's place that a file cannot replace, so the copy cannot be made.
+    QTest::addColumn<QString>("obstacle");
+    QTest::newRow("folder with a file in it") << u"full folder"_s;
+    QTest::newRow("empty folder") << u"empty folder"_s;
+    QTest::newRow("link to nowhere") << u"dangling link"_s;
+}
+
+void TestScheduleStore::failedCopySkipsTheSave()
+{
+    QFETCH(QString, obstacle);
+    QVERIFY(QDir().mkpath(m_dir->path() + u"/Lanternfold"_s));
+    if (obstacle == u"full folder"_s)
+        QVERIFY(QDir().mkpath(copyPath() + u"/occupied"_s));
+    else if (obstacle == u"empty folder"_s)
+        QVERIFY(QDir().mkpath(copyPath()));
+    else
+        QVERIFY(QFile::link(m_dir->path() + u"/nowhere/at/all"_s, copyPath()));
+    const QByteArray broken = oneGoodOneBad;
+    writeFile(filePath(), broken);
+    const QDateTime modifiedBefore = QFileInfo(filePath()).lastModified();
+    ScheduleStore store(m_dir->path());
+    QCOMPARE(store.load(), QList<ScheduledJob>{});
+
+    // The file is the only record of what it held: without a copy it stays exactly as it was,
+    // and so does whatever stands in the copy's place.
+    store.save(sampleJobs());
+    QCOMPARE(readFile(filePath()), broken);
+    QCOMPARE(QFileInfo(filePath()).lastModified(), modifiedBefore);
+    const QFileInfo blocked(copyPath());
+    QCOMPARE(blocked.isDir(), obstacle != u"dangling link"_s);
+    QCOMPARE(blocked.isSymLink(), obstacle == u"dangling link"_s);
+    if (obstacle == u"full folder"_s)
+        QVERIFY(QFileInfo(copyPath() + u"/occupied"_s).isDir());
+    // No temporary file or half-written copy is left behind either.
+    QCOMPARE(QDir(m_dir->path() + u"/Lanternfold"_s).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System),
+             (QStringList{u"schedules.json"_s, u"schedules.json.unreadable"_s}));
+    // A second save does no better while the obstacle stands.
+    store.save({});
+    QCOMPARE(readFile(filePath()), broken);
+
+    // Once the place is free, the next save copies the file aside and then writes.
+    if (obstacle == u"dangling link"_s)
+        QVERIFY(QFile::remove(copyPath()));
+    else
+        QVERIFY(QDir(copyPath()).removeRecursively());
+    store.save(sampleJobs());
+    QCOMPARE(readFile(copyPath()), broken);
+    QCOMPARE(readFile(filePath()), expectedFile());
+    // That save replaced the bad file: later saves make no copy.
+    QVERIFY(QFile::remove(copyPath()));
+    store.save({});
+    QVERIFY(!QFile::exists(copyPath()));
+    QCOMPARE(readFile(filePath()), QByteArray("[\n]\n"));
+}
+
+void TestScheduleStore::copyOfTheSameBytesLetsTheSaveGoOn()
+{
+    // A save that copied the file aside but then could not write it leaves the copy behind; it
+    // holds exactly this file, so the next save may replace the file.
+    QVERIFY(QDir().mkpath(m_dir->path() + u"/Lanternfold"_s));
     writeFile(filePath(), "{broken");
+    writeFile(copyPath(), "{broken");
     ScheduleStore store(m_dir->path());
     QCOMPARE(store.load(), QList<ScheduledJob>{});
     store.save(sampleJobs());
-    QVERIFY(QFileInfo(copyPath()).isDir());
+    QCOMPARE(readFile(copyPath()), QByteArray("{broken"));
+    QCOMPARE(readFile(filePath()), expectedFile());
+}
+
+void TestScheduleStore::fileGoneSinceLoadIsSavedWithoutCopy()
+{
+    QVERIFY(QDir().mkpath(m_dir->path() + u"/Lanternfold"_s));
+    writeFile(filePath(), "{broken");
+    ScheduleStore store(m_dir->path());
+    QCOMPARE(store.load(), QList<ScheduledJob>{});
+    QVERIFY(QFile::remove(filePath()));
+    store.save(sampleJobs());
+    QVERIFY(!QFile::exists(copyPath()));
     QCOMPARE(readFile(filePath()), expectedFile());
 }
 

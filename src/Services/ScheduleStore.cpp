@@ -78,23 +78,42 @@ QList<ScheduledJob> ScheduleStore::load()
     return jobs.ok() ? std::move(jobs).value() : QList<ScheduledJob>{};
 }
 
-void ScheduleStore::keepUnreadableCopy() const
+namespace {
+
+std::optional<QByteArray> readWhole(const QString &path)
 {
-    // Written through QSaveFile as well, so an older copy is replaced whole or not at all.
-    QFile original(m_filePath);
-    if (!original.open(QIODevice::ReadOnly))
-        return;
-    const QByteArray bytes = original.readAll();
-    if (original.error() != QFileDevice::NoError)
-        return;
-    QSaveFile copy(m_filePath + u".unreadable"_s);
-    if (!copy.open(QIODevice::WriteOnly))
-        return;
-    if (copy.write(bytes) != bytes.size()) {
-        copy.cancelWriting();
-        return;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    QByteArray bytes = file.readAll();
+    if (file.error() != QFileDevice::NoError)
+        return std::nullopt;
+    return bytes;
+}
+
+} // namespace
+
+bool ScheduleStore::keepUnreadableCopy() const
+{
+    // A file that went away since load() has nothing left in it to lose.
+    if (!QFileInfo::exists(m_filePath))
+        return true;
+    const QString copyPath = m_filePath + u".unreadable"_s;
+    const QFileInfo existing(copyPath);
+    if (existing.exists() || existing.isSymLink()) {
+        // Whatever stands there already is kept, never replaced: an earlier copy may be the only
+        // record of the schedules of an earlier bad file, and the user may not have looked at it
+        // yet. Only a copy of these very bytes (left by a save that copied but then could not
+        // write) makes this file safe to replace.
+        if (!existing.isFile())
+            return false;
+        const auto original = readWhole(m_filePath);
+        return original && readWhole(copyPath) == original;
     }
-    copy.commit();
+    // QFile::copy refuses to replace anything at the destination and writes through a temporary
+    // file that it renames into place, so a copy that fails halfway (a full disk) leaves nothing
+    // under the copy's name for the next save to mistake for a finished one.
+    return QFile::copy(m_filePath, copyPath);
 }
 
 void ScheduleStore::save(const QList<ScheduledJob> &jobs)
@@ -102,8 +121,11 @@ void ScheduleStore::save(const QList<ScheduledJob> &jobs)
     const auto bytes = encode(jobs);
     if (!bytes)
         return;
-    if (m_fileUnreadable)
-        keepUnreadableCopy(); // a failed copy does not stop the save
+    // Without a copy aside, replacing the file would destroy the only record of what it held.
+    // The save is dropped instead, quietly like every other failed save: the jobs stay in memory,
+    // m_fileUnreadable stays set, and the next save tries the copy again.
+    if (m_fileUnreadable && !keepUnreadableCopy())
+        return;
     QSaveFile file(m_filePath);
     if (!file.open(QIODevice::WriteOnly))
         return;

@@ -15,7 +15,8 @@ namespace lanternfold {
 /// Keeps the job list in "Lanternfold/schedules.json" under the user's data folder. Nothing it
 /// does reports an error: an unreadable file loads as an empty list and a failed save leaves the
 /// list in memory only. So that one bad byte cannot cost the user every schedule, a file that
-/// exists but did not load is copied to "schedules.json.unreadable" before a save replaces it.
+/// exists but did not load is copied to "schedules.json.unreadable" before a save replaces it, and
+/// a save that cannot make that copy writes nothing.
 class ScheduleStore final
 {
 public:
@@ -35,7 +36,9 @@ public:
     static std::optional<QByteArray> encode(const QList<ScheduledJob> &jobs);
 
 private:
-    void keepUnreadableCopy() const;
+    /// True when replacing the file loses nothing: its bytes now lie in the ".unreadable" copy, or
+    /// the file is gone. False leaves everything on disk as it was.
+    [[nodiscard]] bool keepUnreadableCopy() const;
 
     QString m_filePath;
     // Set when load() found a file it could not read or decode; cleared once a save replaced it.
