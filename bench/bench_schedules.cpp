@@ -110,7 +110,7 @@ int main()
         QElapsedTimer timer;
         timer.start();
         for (int i = 0; i < ruleCount; ++i)
-            found += rules[static_cast<size_t>(i)].nextRun(afters[static_cast<size_t>(i)], calendar).has_value();
+            found += nextRun(rules[static_cast<size_t>(i)], afters[static_cast<size_t>(i)], calendar).has_value();
         nextRunTimes.push_back(static_cast<double>(timer.nsecsElapsed()) / 1e6);
     }
     const double nextRunMs = median(nextRunTimes);

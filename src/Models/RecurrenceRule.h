@@ -12,8 +12,6 @@
 
 namespace lanternfold {
 
-struct Calendar;
-
 /// When a scheduled job fires: once, daily, weekly on chosen weekdays, or every N hours.
 /// Values the editor never produces (hour 25, weekday 9, interval 0) are carried as they are;
 /// the operations turn them into "no date" or odd but harmless text, never into an error.
@@ -62,13 +60,6 @@ public:
 
     [[nodiscard]] Kind kind() const { return static_cast<Kind>(m_value.index()); }
     [[nodiscard]] const Value &value() const { return m_value; }
-
-    /// The next moment strictly after `after` at which the rule fires, in UTC; none if it never
-    /// fires again or only after 9999-12-31T23:59:59Z. Defined with the calendar arithmetic in
-    /// Services/RecurrenceRuleNextRun.cpp.
-    [[nodiscard]] std::optional<QDateTime> nextRun(const QDateTime &after, const Calendar &calendar) const;
-    /// The one-line text of the schedule list ("Daily at 07:30", "Weekly on Mon, Fri at 07:05").
-    [[nodiscard]] QString summary(const Calendar &calendar) const;
 
     /// None when a `once` date cannot be written in the jobs file's date form (years 1-9999 UTC).
     [[nodiscard]] std::optional<QJsonObject> toJson() const;

@@ -102,52 +102,52 @@ QString twoDigits(qint64 value)
 
 } // namespace
 
-std::optional<QDateTime> RecurrenceRule::nextRun(const QDateTime &after, const Calendar &calendar) const
+std::optional<QDateTime> nextRun(const RecurrenceRule &rule, const QDateTime &after, const Calendar &calendar)
 {
     if (!after.isValid())
         return std::nullopt;
     const qint64 afterMSecs = after.toMSecsSinceEpoch();
     const qint64 latestMSecs = json::latestDateSeconds() * 1000;
 
-    if (const auto *rule = std::get_if<Once>(&m_value)) {
-        if (!rule->date.isValid() || rule->date <= after || rule->date.toMSecsSinceEpoch() > latestMSecs)
+    if (const auto *once = std::get_if<RecurrenceRule::Once>(&rule.value())) {
+        if (!once->date.isValid() || once->date <= after || once->date.toMSecsSinceEpoch() > latestMSecs)
             return std::nullopt;
-        return rule->date.toUTC();
+        return once->date.toUTC();
     }
-    if (const auto *rule = std::get_if<DailyAt>(&m_value))
-        return nextWallClockMatch(calendar.timeZone, afterMSecs, rule->hour, rule->minute, nullptr);
-    if (const auto *rule = std::get_if<WeeklyAt>(&m_value)) {
-        if (rule->weekdays.empty())
+    if (const auto *daily = std::get_if<RecurrenceRule::DailyAt>(&rule.value()))
+        return nextWallClockMatch(calendar.timeZone, afterMSecs, daily->hour, daily->minute, nullptr);
+    if (const auto *weekly = std::get_if<RecurrenceRule::WeeklyAt>(&rule.value())) {
+        if (weekly->weekdays.empty())
             return std::nullopt;
-        return nextWallClockMatch(calendar.timeZone, afterMSecs, rule->hour, rule->minute, &rule->weekdays);
+        return nextWallClockMatch(calendar.timeZone, afterMSecs, weekly->hour, weekly->minute, &weekly->weekdays);
     }
-    const auto &rule = std::get<EveryInterval>(m_value);
+    const auto &interval = std::get<RecurrenceRule::EveryInterval>(rule.value());
     // An absolute interval, not calendar hours: the spacing holds across clock changes.
     constexpr qint64 msecsPerHour = secondsPerHour * 1000;
-    if (rule.hours < 1 || afterMSecs > latestMSecs || rule.hours > (latestMSecs - afterMSecs) / msecsPerHour)
+    if (interval.hours < 1 || afterMSecs > latestMSecs || interval.hours > (latestMSecs - afterMSecs) / msecsPerHour)
         return std::nullopt;
-    return QDateTime::fromMSecsSinceEpoch(afterMSecs + rule.hours * msecsPerHour, Qt::UTC);
+    return QDateTime::fromMSecsSinceEpoch(afterMSecs + interval.hours * msecsPerHour, Qt::UTC);
 }
 
-QString RecurrenceRule::summary(const Calendar &calendar) const
+QString summary(const RecurrenceRule &rule, const Calendar &calendar)
 {
-    if (const auto *rule = std::get_if<Once>(&m_value)) {
-        return u"Once, on "_s + formatDateTime(rule->date, calendar, FormatStyle::mediumStyle, FormatStyle::shortStyle);
+    if (const auto *once = std::get_if<RecurrenceRule::Once>(&rule.value())) {
+        return u"Once, on "_s + formatDateTime(once->date, calendar, FormatStyle::mediumStyle, FormatStyle::shortStyle);
     }
-    if (const auto *rule = std::get_if<DailyAt>(&m_value))
-        return u"Daily at "_s + twoDigits(rule->hour) + u':' + twoDigits(rule->minute);
-    if (const auto *rule = std::get_if<WeeklyAt>(&m_value)) {
+    if (const auto *daily = std::get_if<RecurrenceRule::DailyAt>(&rule.value()))
+        return u"Daily at "_s + twoDigits(daily->hour) + u':' + twoDigits(daily->minute);
+    if (const auto *weekly = std::get_if<RecurrenceRule::WeeklyAt>(&rule.value())) {
         const QStringList symbols = shortWeekdaySymbols(calendar);
         QStringList days;
-        for (const qint64 weekday : rule->weekdays) { // ascending: std::set
+        for (const qint64 weekday : weekly->weekdays) { // ascending: std::set
             const bool known = weekday >= 1 && weekday <= symbols.size();
             days.append(known ? symbols.at(static_cast<qsizetype>(weekday - 1)) : u"?"_s);
         }
-        return u"Weekly on "_s + days.join(u", "_s) + u" at "_s + twoDigits(rule->hour) + u':' +
-               twoDigits(rule->minute);
+        return u"Weekly on "_s + days.join(u", "_s) + u" at "_s + twoDigits(weekly->hour) + u':' +
+               twoDigits(weekly->minute);
     }
-    const auto &rule = std::get<EveryInterval>(m_value);
-    return u"Every "_s + QString::number(rule.hours) + (rule.hours == 1 ? u" hour"_s : u" hours"_s);
+    const auto &interval = std::get<RecurrenceRule::EveryInterval>(rule.value());
+    return u"Every "_s + QString::number(interval.hours) + (interval.hours == 1 ? u" hour"_s : u" hours"_s);
 }
 
 } // namespace lanternfold
