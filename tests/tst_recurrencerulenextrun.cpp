@@ -29,6 +29,22 @@ QDateTime none()
     return {};
 }
 
+/// The one script that every letter of `text` is written in; Script_Unknown when there are no
+/// letters, Script_Common when they mix scripts.
+QChar::Script scriptOfLetters(const QString &text)
+{
+    QChar::Script found = QChar::Script_Unknown;
+    for (const QChar c : text) {
+        if (!c.isLetter())
+            continue;
+        if (found == QChar::Script_Unknown)
+            found = c.script();
+        else if (c.script() != found)
+            return QChar::Script_Common;
+    }
+    return found;
+}
+
 } // namespace
 
 /// nextRun and summary of every rule case, in explicit zones and locales.
@@ -55,6 +71,8 @@ private Q_SLOTS:
     void summaries_data();
     void summaries();
     void onceSummaryUsesSystemZoneData();
+    void localesKeepTheirScript_data();
+    void localesKeepTheirScript();
 };
 
 void TestRecurrenceRuleNextRun::zonesExist()
@@ -444,6 +462,54 @@ void TestRecurrenceRuleNextRun::onceSummaryUsesSystemZoneData()
     const Calendar cairo = calendarIn("Africa/Cairo");
     QCOMPARE(cairo.timeZone.offsetFromUtc(at("2025-06-01T12:00:00Z")), 3 * 3600);
     QCOMPARE(summary(RecurrenceRule::once(at("2025-06-01T12:00:00Z")), cairo), u"Once, on Jun 1, 2025, 3:00\u202FPM"_s);
+}
+
+void TestRecurrenceRuleNextRun::localesKeepTheirScript_data()
+{
+    QTest::addColumn<QString>("locale");
+    QTest::addColumn<QString>("dateTime");
+    QTest::addColumn<QString>("weekdays");
+    QTest::addColumn<QChar::Script>("script");
+    // 2025-03-14 08:30 UTC, medium date and short time; the weekdays are the short symbols,
+    // Sunday first, as "Weekly on ..." shows them.
+    QTest::newRow("en_US") << u"en_US"_s << u"Mar 14, 2025, 8:30\u202FAM"_s << u"Sun Mon Tue Wed Thu Fri Sat"_s
+                           << QChar::Script_Latin;
+    QTest::newRow("de_DE") << u"de_DE"_s << u"14.03.2025, 08:30"_s << u"So. Mo. Di. Mi. Do. Fr. Sa."_s
+                           << QChar::Script_Latin;
+    QTest::newRow("C") << u"C"_s << u"Mar 14, 2025, 8:30\u202FAM"_s << u"Sun Mon Tue Wed Thu Fri Sat"_s
+                       << QChar::Script_Latin;
+    QTest::newRow("zh_Hans_CN") << u"zh_Hans_CN"_s << u"2025年3月14日 08:30"_s
+                                << u"周日 周一 周二 周三 周四 周五 周六"_s << QChar::Script_Han;
+    QTest::newRow("zh_Hant_TW") << u"zh_Hant_TW"_s << u"2025年3月14日 上午8:30"_s
+                                << u"週日 週一 週二 週三 週四 週五 週六"_s << QChar::Script_Han;
+    // Serbian is written in both scripts; QLocale's name for both is "sr_RS".
+    QTest::newRow("sr_Latn_RS") << u"sr_Latn_RS"_s << u"14. 3. 2025. 08:30"_s << u"ned pon uto sre čet pet sub"_s
+                                << QChar::Script_Latin;
+    QTest::newRow("sr_Cyrl_RS") << u"sr_Cyrl_RS"_s << u"14. 3. 2025. 08:30"_s << u"нед пон уто сре чет пет суб"_s
+                                << QChar::Script_Cyrillic;
+    QTest::newRow("sr_RS") << u"sr_RS"_s << u"14. 3. 2025. 08:30"_s << u"нед пон уто сре чет пет суб"_s
+                           << QChar::Script_Cyrillic;
+    // Uzbek's medium date spells the month, so there the script shows in the instant itself.
+    QTest::newRow("uz_Cyrl_UZ") << u"uz_Cyrl_UZ"_s << u"14 мар, 2025 08:30"_s << u"якш душ сеш чор пай жум шан"_s
+                                << QChar::Script_Cyrillic;
+    QTest::newRow("uz_Latn_UZ") << u"uz_Latn_UZ"_s << u"14-mar, 2025, 08:30"_s << u"Yak Dush Sesh Chor Pay Jum Shan"_s
+                                << QChar::Script_Latin;
+}
+
+void TestRecurrenceRuleNextRun::localesKeepTheirScript()
+{
+    QFETCH(QString, locale);
+    QFETCH(QString, dateTime);
+    QFETCH(QString, weekdays);
+    QFETCH(QChar::Script, script);
+    const Calendar calendar{QTimeZone("UTC"), QLocale(locale)};
+    const QString formatted =
+        formatDateTime(at("2025-03-14T08:30:00Z"), calendar, FormatStyle::mediumStyle, FormatStyle::shortStyle);
+    QCOMPARE(formatted, dateTime);
+    QCOMPARE(shortWeekdaySymbols(calendar).join(u' '), weekdays);
+    QCOMPARE(scriptOfLetters(formatted + weekdays), script);
+    QCOMPARE(summary(RecurrenceRule::weeklyAt({2, 6}, 7, 5), calendar),
+             u"Weekly on "_s + weekdays.section(u' ', 1, 1) + u", "_s + weekdays.section(u' ', 5, 5) + u" at 07:05"_s);
 }
 
 QTEST_GUILESS_MAIN(TestRecurrenceRuleNextRun)

@@ -34,7 +34,17 @@ QByteArray icuLocaleId(const QLocale &locale)
     // QLocale names the C locale "C", which ICU does not know; its POSIX English is the match.
     if (locale.language() == QLocale::C)
         return QByteArrayLiteral("en_US_POSIX");
-    return locale.name().toLatin1();
+    // Not QLocale::name(): it leaves out the script, so Serbian in Latin letters ("sr_Latn_RS")
+    // reaches ICU as "sr_RS" and comes out in Cyrillic, ICU's usual script for Serbian. Naming
+    // language, script and territory hands ICU exactly the locale QLocale resolved to; ICU falls
+    // back from "de_Latn_AT" to its "de_AT" data by itself, so locales in their usual script
+    // format as before.
+    QString id = QLocale::languageToCode(locale.language());
+    if (locale.script() != QLocale::AnyScript)
+        id += u'_' + QLocale::scriptToCode(locale.script());
+    if (locale.territory() != QLocale::AnyTerritory)
+        id += u'_' + QLocale::territoryToCode(locale.territory());
+    return id.toLatin1();
 }
 
 /// A formatter whose zone is UTC and whose calendar is Gregorian all the way back, so that it
