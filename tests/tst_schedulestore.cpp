@@ -271,7 +271,7 @@ void TestScheduleStore::noCopyWhenNoFile()
 void TestScheduleStore::olderCopyIsKept()
 {
     // The copy of an earlier bad file may be all that is left of its schedules: a second bad
-    // file must not cost the user the first one. That save writes nothing instead.
+    // file must not cost the user the first one, nor block every later save.
     const QByteArray older = "an older unreadable file, much longer than the new one ......................";
     QVERIFY(QDir().mkpath(m_dir->path() + u"/Lanternfold"_s));
     writeFile(copyPath(), older);
@@ -280,13 +280,16 @@ void TestScheduleStore::olderCopyIsKept()
     QCOMPARE(store.load(), QList<ScheduledJob>{});
     store.save(sampleJobs());
     QCOMPARE(readFile(copyPath()), older);
-    QCOMPARE(readFile(filePath()), QByteArray("{broken"));
-    // Once the user moved the older copy away, the next save copies and writes.
-    QVERIFY(QFile::rename(copyPath(), copyPath() + u".1"_s));
+    QCOMPARE(readFile(copyPath() + u".2"_s), QByteArray("{broken"));
+    QCOMPARE(store.load(), sampleJobsTruncated());
+    // A third bad file goes beside both.
+    writeFile(filePath(), "[{still broken");
+    QCOMPARE(store.load(), QList<ScheduledJob>{});
     store.save(sampleJobs());
-    QCOMPARE(readFile(copyPath() + u".1"_s), older);
-    QCOMPARE(readFile(copyPath()), QByteArray("{broken"));
-    QCOMPARE(readFile(filePath()), expectedFile());
+    QCOMPARE(readFile(copyPath()), older);
+    QCOMPARE(readFile(copyPath() + u".2"_s), QByteArray("{broken"));
+    QCOMPARE(readFile(copyPath() + u".3"_s), QByteArray("[{still broken"));
+    QCOMPARE(store.load(), sampleJobsTruncated());
 }
 
 void TestScheduleStore::copyRepeatsUntilASaveReplacedTheFile()

@@ -98,22 +98,38 @@ bool ScheduleStore::keepUnreadableCopy() const
     // A file that went away since load() has nothing left in it to lose.
     if (!QFileInfo::exists(m_filePath))
         return true;
-    const QString copyPath = m_filePath + u".unreadable"_s;
-    const QFileInfo existing(copyPath);
-    if (existing.exists() || existing.isSymLink()) {
-        // Whatever stands there already is kept, never replaced: an earlier copy may be the only
-        // record of the schedules of an earlier bad file, and the user may not have looked at it
-        // yet. Only a copy of these very bytes (left by a save that copied but then could not
-        // write) makes this file safe to replace.
+    std::optional<QByteArray> original;
+    for (int number = 1; number <= maxUnreadableCopies; ++number) {
+        const QString copyPath = unreadableCopyPath(number);
+        const QFileInfo existing(copyPath);
+        if (!existing.exists() && !existing.isSymLink()) {
+            // QFile::copy refuses to replace anything at the destination and writes through a
+            // temporary file that it renames into place, so a copy that fails halfway (a full
+            // disk) leaves nothing under the copy's name for the next save to mistake for a
+            // finished one.
+            return QFile::copy(m_filePath, copyPath);
+        }
+        // Anything but an earlier copy in the way is left alone, and the save with it.
         if (!existing.isFile())
             return false;
-        const auto original = readWhole(m_filePath);
-        return original && readWhole(copyPath) == original;
+        // A copy of these very bytes (left by a save that copied but then could not write)
+        // already makes this file safe to replace.
+        if (!original)
+            original = readWhole(m_filePath);
+        if (!original)
+            return false;
+        if (readWhole(copyPath) == original)
+            return true;
+        // An earlier copy of another bad file may be the only record of its schedules, and the
+        // user may not have looked at it yet: it is kept, and this one goes beside it.
     }
-    // QFile::copy refuses to replace anything at the destination and writes through a temporary
-    // file that it renames into place, so a copy that fails halfway (a full disk) leaves nothing
-    // under the copy's name for the next save to mistake for a finished one.
-    return QFile::copy(m_filePath, copyPath);
+    return false;
+}
+
+QString ScheduleStore::unreadableCopyPath(int number) const
+{
+    const QString first = m_filePath + u".unreadable"_s;
+    return number == 1 ? first : first + u'.' + QString::number(number);
 }
 
 void ScheduleStore::save(const QList<ScheduledJob> &jobs)

@@ -15,8 +15,9 @@ namespace lanternfold {
 /// Keeps the job list in "Lanternfold/schedules.json" under the user's data folder. Nothing it
 /// does reports an error: an unreadable file loads as an empty list and a failed save leaves the
 /// list in memory only. So that one bad byte cannot cost the user every schedule, a file that
-/// exists but did not load is copied to "schedules.json.unreadable" before a save replaces it, and
-/// a save that cannot make that copy writes nothing.
+/// exists but did not load is copied to "schedules.json.unreadable" (or, when an earlier copy is
+/// there, ".unreadable.2", ".3"…) before a save replaces it, and a save that cannot make that copy
+/// writes nothing.
 class ScheduleStore final
 {
 public:
@@ -39,6 +40,11 @@ private:
     /// True when replacing the file loses nothing: its bytes now lie in the ".unreadable" copy, or
     /// the file is gone. False leaves everything on disk as it was.
     [[nodiscard]] bool keepUnreadableCopy() const;
+    /// "schedules.json.unreadable", then "schedules.json.unreadable.2", ".3" and so on.
+    [[nodiscard]] QString unreadableCopyPath(int number) const;
+
+    /// Beyond this many kept copies, a new bad file is left in place rather than copied aside.
+    static constexpr int maxUnreadableCopies = 20;
 
     QString m_filePath;
     // Set when load() found a file it could not read or decode; cleared once a save replaced it.
