@@ -1,0 +1,61 @@
+// The simulated controller's run-time command language, as the program reads it from stdin.
+#include "SimTestClient.h"
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+using namespace lanternfold::simtest;
+
+class TestSimCommands final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void commandLanguage();
+    void helpNamesEveryCommand();
+};
+
+void TestSimCommands::commandLanguage()
+{
+    const auto simulator = startSimulator();
+    QCOMPARE(simulator->applyCommand(u"fault latency 300"_s), u"OK fault latency 300"_s);
+    QCOMPARE(simulator->applyCommand(u"fault hang /proxy/protect"_s), u"OK fault hang /proxy/protect"_s);
+    QCOMPARE(simulator->faults().size(), 2);
+    QCOMPARE(simulator->faults().value(FaultKind::Latency).latency, 300ms);
+    QCOMPARE(simulator->faults().value(FaultKind::Hang).pathPrefix, u"/proxy/protect"_s);
+    QVERIFY(simulator->applyCommand(u"status"_s).contains(u"faults=hang@/proxy/protect,latency:300@*"_s));
+    QCOMPARE(simulator->applyCommand(u"fault clear latency"_s), u"OK fault clear latency"_s);
+    QCOMPARE(simulator->faults().size(), 1);
+    QCOMPARE(simulator->applyCommand(u"fault none"_s), u"OK fault none"_s);
+    QVERIFY(simulator->faults().isEmpty());
+    for (const QString &kind : {u"error500"_s, u"malformed"_s, u"wrongtype"_s, u"drop"_s})
+        QVERIFY(simulator->applyCommand(u"fault "_s + kind).startsWith(u"OK"_s));
+    QCOMPARE(simulator->faults().size(), 4);
+
+    QVERIFY(simulator->applyCommand(u"fault latency x"_s).startsWith(u"ERROR"_s));
+    QVERIFY(simulator->applyCommand(u"fault hang proxy"_s).startsWith(u"ERROR"_s));
+    QVERIFY(simulator->applyCommand(u"fault explode"_s).startsWith(u"ERROR"_s));
+    QVERIFY(simulator->applyCommand(u"dance"_s).startsWith(u"ERROR"_s));
+    QVERIFY(simulator->applyCommand(u"rotate maybe"_s).startsWith(u"ERROR"_s));
+
+    QVERIFY(simulator->applyCommand(u"rotate on"_s).startsWith(u"OK"_s));
+    QVERIFY(simulator->applyCommand(u"jwt on"_s).startsWith(u"OK"_s));
+    QVERIFY(simulator->applyCommand(u"ratelimit 5 30"_s).startsWith(u"OK"_s));
+    QVERIFY(simulator->applyCommand(u"session-seconds 1.5"_s).startsWith(u"OK"_s));
+    QVERIFY(simulator->applyCommand(u"offline-seconds 2"_s).startsWith(u"OK"_s));
+    const QString status = simulator->applyCommand(u"status"_s);
+    QVERIFY2(status.contains(u"rotate=on jwt=on"_s) && status.contains(u"ratelimit=5/30s session=1.5s offline=2s"_s),
+             qPrintable(status));
+    QVERIFY(simulator->applyCommand(u"expire-sessions"_s).startsWith(u"OK"_s));
+}
+
+void TestSimCommands::helpNamesEveryCommand()
+{
+    const QString help = ControllerSimulator::commandHelp();
+    for (const QString &word : {u"fault hang"_s, u"expire-sessions"_s})
+        QVERIFY2(help.contains(word), qPrintable(word));
+    const auto simulator = startSimulator();
+    QVERIFY(simulator->applyCommand(u"help"_s).startsWith(u"OK Commands"_s));
+}
+
+QTEST_GUILESS_MAIN(TestSimCommands)
+#include "tst_simcommands.moc"

@@ -1,0 +1,300 @@
+// The simulated controller's logins, sessions and CSRF tokens, over real TLS with a plain Qt
+// client. Time-dependent behaviour runs on a manual clock, so no test waits for real time.
+#include "SimTestClient.h"
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+using namespace lanternfold::simtest;
+
+class TestSimSessions final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void loginAnswers_data();
+    void loginAnswers();
+    void loginBodyIsTheUserOrTheEnvelope();
+    void sessionIsCheckedBeforeEverything_data();
+    void sessionIsCheckedBeforeEverything();
+    void postsNeedTheCurrentToken();
+    void tokenRotates();
+    void logoutEndsTheSession();
+    void loginRateLimit();
+    void loginRateLimitWindowPasses();
+    void sessionExpires();
+    void jwtCookieMode();
+    void manualClockIsSharedByCopies();
+};
+
+void TestSimSessions::loginAnswers_data()
+{
+    QTest::addColumn<Kind>("kind");
+    QTest::addColumn<QByteArray>("cookieName");
+    QTest::addColumn<int>("failStatus");
+    QTest::addColumn<QByteArray>("failBody");
+    QTest::newRow("unifiOS")
+        << Kind::UnifiOS << QByteArrayLiteral("TOKEN") << 401
+        << QByteArrayLiteral(
+               R"({"code":"AUTHENTICATION_FAILED_INVALID_CREDENTIALS","message":"Invalid username or password"})");
+    QTest::newRow("classic") << Kind::Classic << QByteArrayLiteral("unifises") << 400
+                             << QByteArrayLiteral(R"({"meta":{"rc":"error","msg":"api.err.Invalid"},"data":[]})");
+}
+
+void TestSimSessions::loginAnswers()
+{
+    QFETCH(Kind, kind);
+    QFETCH(QByteArray, cookieName);
+    QFETCH(int, failStatus);
+    QFETCH(QByteArray, failBody);
+    const auto simulator = startSimulator(kind);
+    simulator->setCredentials(u"alice"_s, u"s3cret pass"_s);
+
+    SimClient client(*simulator);
+    const Answer wrong = client.login(u"alice"_s, u"wrong"_s);
+    QCOMPARE(wrong.status, failStatus);
+    QCOMPARE(wrong.body, failBody);
+    QVERIFY(!wrong.hasHeader(QByteArrayLiteral("Set-Cookie")));
+    QVERIFY(!wrong.hasHeader(QByteArrayLiteral("X-CSRF-Token")));
+    QCOMPARE(client.login(u"bob"_s, u"s3cret pass"_s).status, failStatus);
+
+    const Answer ok = client.login(u"alice"_s, u"s3cret pass"_s);
+    QCOMPARE(ok.status, 200);
+    const QByteArray setCookie = ok.header(QByteArrayLiteral("Set-Cookie"));
+    QVERIFY2(setCookie.startsWith(cookieName + '='), setCookie.constData());
+    QVERIFY(setCookie.contains("; Path=/"));
+    QVERIFY(setCookie.contains("; HttpOnly"));
+    QVERIFY(setCookie.contains("; Secure"));
+    QVERIFY(!ok.header(QByteArrayLiteral("X-CSRF-Token")).isEmpty());
+    const auto cookies = client.cookies();
+    QCOMPARE(cookies.size(), 1);
+    QCOMPARE(cookies.first().name(), cookieName);
+    QCOMPARE(simulator->liveSessionCount(), 1);
+}
+
+void TestSimSessions::loginBodyIsTheUserOrTheEnvelope()
+{
+    const auto classic = startSimulator(Kind::Classic);
+    SimClient classicClient(*classic);
+    QCOMPARE(classicClient.loginOk().body, QByteArray(emptyOk));
+
+    const auto unifiOS = startSimulator(Kind::UnifiOS);
+    SimClient client(*unifiOS);
+    const QJsonObject user = client.loginOk().json().object();
+    QCOMPARE(user.value(u"username"_s).toString(), unifiOS->username());
+    QVERIFY(!user.value(u"unique_id"_s).toString().isEmpty());
+}
+
+void TestSimSessions::sessionIsCheckedBeforeEverything_data()
+{
+    QTest::addColumn<Kind>("kind");
+    QTest::newRow("unifiOS") << Kind::UnifiOS;
+    QTest::newRow("classic") << Kind::Classic;
+}
+
+void TestSimSessions::sessionIsCheckedBeforeEverything()
+{
+    QFETCH(Kind, kind);
+    const auto simulator = startSimulator(kind);
+    SimClient other(*simulator);
+    other.loginOk(); // a real, current token, but from another session
+    QVERIFY(!other.csrfToken.isEmpty());
+
+    SimClient client(*simulator);
+    const RawHeaders token{{QByteArrayLiteral("X-CSRF-Token"), other.csrfToken}};
+    QCOMPARE(client.get(devicesPath(kind), token).status, 401);
+    QCOMPARE(client.get(devicesPath(kind), token).body, QByteArray(loginRequired));
+    const Answer post = client.post(restartPath(kind), restartBody(u"78:45:58:a1:10:20"_s), token);
+    QCOMPARE(post.status, 401);
+    QCOMPARE(post.body, QByteArray(loginRequired));
+    // Even a path that does not exist asks for a session first.
+    QCOMPARE(client.get(u"/api/no/such/thing"_s).status, 401);
+    // A made-up cookie is no session either.
+    const RawHeaders cookie{{QByteArrayLiteral("Cookie"), kind == Kind::UnifiOS ? QByteArrayLiteral("TOKEN=abc")
+                                                                                : QByteArrayLiteral("unifises=abc")}};
+    QCOMPARE(client.get(devicesPath(kind), cookie).status, 401);
+}
+
+void TestSimSessions::postsNeedTheCurrentToken()
+{
+    const auto simulator = startSimulator();
+    SimClient client(*simulator);
+    QCOMPARE(client.loginOk().status, 200);
+    const QByteArray body = restartBody(u"78:45:58:a1:10:20"_s);
+
+    const Answer missing = client.post(QString::fromLatin1(unifiOsRestart), body);
+    QCOMPARE(missing.status, 403);
+    QCOMPARE(missing.body, QByteArray(invalidCsrf));
+    const Answer wrong = client.post(QString::fromLatin1(unifiOsRestart), body,
+                                     {{QByteArrayLiteral("X-CSRF-Token"), QByteArrayLiteral("not-the-token")}});
+    QCOMPARE(wrong.status, 403);
+    QCOMPARE(wrong.body, QByteArray(invalidCsrf));
+
+    // GETs need no token.
+    QCOMPARE(client.get(QString::fromLatin1(unifiOsDevices)).status, 200);
+
+    const Answer ok = client.postWithToken(QString::fromLatin1(unifiOsRestart), body);
+    QCOMPARE(ok.status, 200);
+    QCOMPARE(ok.body, QByteArray(emptyOk));
+    QVERIFY(!ok.hasHeader(QByteArrayLiteral("X-Updated-CSRF-Token")));
+    // Without rotation the token stays valid.
+    QCOMPARE(client.postWithToken(QString::fromLatin1(unifiOsRestart), body).status, 200);
+}
+
+void TestSimSessions::tokenRotates()
+{
+    const auto simulator = startSimulator();
+    simulator->setCsrfRotation(true);
+    SimClient client(*simulator);
+    client.loginOk();
+    const QByteArray first = client.csrfToken;
+    const QByteArray body = restartBody(u"78:45:58:a1:10:20"_s);
+
+    const Answer one = client.postWithToken(QString::fromLatin1(unifiOsRestart), body);
+    QCOMPARE(one.status, 200);
+    const QByteArray second = one.header(QByteArrayLiteral("X-Updated-CSRF-Token"));
+    QVERIFY(!second.isEmpty());
+    QVERIFY(second != first);
+
+    const Answer stale = client.postWithToken(QString::fromLatin1(unifiOsRestart), body);
+    QCOMPARE(stale.status, 403);
+    QCOMPARE(stale.body, QByteArray(invalidCsrf));
+
+    client.csrfToken = second;
+    const Answer two = client.postWithToken(QString::fromLatin1(unifiOsRestart), body);
+    QCOMPARE(two.status, 200);
+    const QByteArray third = two.header(QByteArrayLiteral("X-Updated-CSRF-Token"));
+    QVERIFY(!third.isEmpty() && third != second);
+}
+
+void TestSimSessions::logoutEndsTheSession()
+{
+    const auto simulator = startSimulator(Kind::Classic);
+    SimClient client(*simulator);
+    client.loginOk();
+    QCOMPARE(client.get(u"/api/self"_s).status, 200);
+    QCOMPARE(client.post(u"/api/logout"_s).status, 403); // a POST like any other: token first
+    const Answer logout = client.postWithToken(u"/api/logout"_s);
+    QCOMPARE(logout.status, 200);
+    QCOMPARE(simulator->liveSessionCount(), 0);
+    QCOMPARE(client.get(u"/api/self"_s).status, 401);
+}
+
+void TestSimSessions::loginRateLimit()
+{
+    const auto simulator = startSimulator();
+    simulator->setLoginRateLimit(3, 10min);
+    SimClient client(*simulator);
+    QCOMPARE(client.login(u"demo"_s, u"wrong"_s).status, 401);
+    QCOMPARE(client.loginOk().status, 200); // successful logins count as well
+    QCOMPARE(client.login(u"demo"_s, u"wrong"_s).status, 401);
+    const Answer limited = client.loginOk();
+    QCOMPARE(limited.status, 429);
+    QCOMPARE(limited.body, QByteArray(limitReached));
+    QVERIFY(!limited.hasHeader(QByteArrayLiteral("Set-Cookie")));
+    QCOMPARE(client.loginOk().status, 429);
+
+    simulator->setLoginRateLimit(0, 10min);
+    QCOMPARE(client.loginOk().status, 200);
+}
+
+void TestSimSessions::loginRateLimitWindowPasses()
+{
+    const auto simulator = startSimulator(Kind::Classic);
+    ManualClock clock;
+    simulator->setClock(clock);
+    simulator->setLoginRateLimit(2, 1s);
+    SimClient client(*simulator);
+    QCOMPARE(client.loginOk().status, 200);
+    QCOMPARE(client.loginOk().status, 200);
+    QCOMPARE(client.loginOk().status, 429);
+    clock.advance(500ms);
+    QCOMPARE(client.loginOk().status, 429);
+    QCOMPARE(client.loginOk().status, 429);
+    clock.advance(499ms);
+    QCOMPARE(client.loginOk().status, 429); // the first two are still inside the window
+    // One second after the first two the window is empty: the refused attempts at 0.5 s did not
+    // count, or they would still fill it.
+    clock.advance(1ms);
+    QCOMPARE(client.loginOk().status, 200);
+    QCOMPARE(client.loginOk().status, 200);
+    QCOMPARE(client.loginOk().status, 429);
+}
+
+void TestSimSessions::sessionExpires()
+{
+    const auto simulator = startSimulator();
+    ManualClock clock;
+    simulator->setClock(clock);
+    simulator->setSessionLifetime(2s);
+    SimClient client(*simulator);
+    client.loginOk();
+    QCOMPARE(client.get(u"/api/users/self"_s).status, 200);
+    clock.advance(1999ms);
+    QCOMPARE(client.get(u"/api/users/self"_s).status, 200);
+    QCOMPARE(simulator->liveSessionCount(), 1);
+    // Not sliding: the requests in between did not keep it alive.
+    clock.advance(1ms);
+    QCOMPARE(simulator->liveSessionCount(), 0);
+    const Answer expired = client.get(u"/api/users/self"_s);
+    QCOMPARE(expired.status, 401);
+    QCOMPARE(expired.body, QByteArray(loginRequired));
+    // A new login works, and lives its own two seconds.
+    QCOMPARE(client.loginOk().status, 200);
+    QCOMPARE(client.get(u"/api/users/self"_s).status, 200);
+    clock.advance(2s);
+    QCOMPARE(client.get(u"/api/users/self"_s).status, 401);
+}
+
+void TestSimSessions::jwtCookieMode()
+{
+    const auto simulator = startSimulator();
+    simulator->setJwtCookie(true);
+    SimClient client(*simulator);
+    const Answer login = client.loginOk();
+    QCOMPARE(login.status, 200);
+    QVERIFY(!login.hasHeader(QByteArrayLiteral("X-CSRF-Token")));
+    QVERIFY(client.csrfToken.isEmpty());
+
+    const auto cookies = client.cookies();
+    QCOMPARE(cookies.size(), 1);
+    QCOMPARE(cookies.first().name(), QByteArrayLiteral("TOKEN"));
+    const QList<QByteArray> parts = cookies.first().value().split('.');
+    QCOMPARE(parts.size(), 3);
+    for (const QByteArray &part : parts) {
+        QVERIFY(!part.isEmpty());
+        QVERIFY(!part.contains('=') && !part.contains('+') && !part.contains('/'));
+    }
+    const auto decode = [](const QByteArray &part) {
+        return QJsonDocument::fromJson(
+                   QByteArray::fromBase64(part, QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals))
+            .object();
+    };
+    QCOMPARE(decode(parts[0]).value(u"typ"_s).toString(), u"JWT"_s);
+    const QJsonObject payload = decode(parts[1]);
+    const QString token = payload.value(u"csrfToken"_s).toString();
+    QVERIFY(!token.isEmpty());
+    QVERIFY(payload.value(u"userId"_s).isString());
+    QVERIFY(payload.value(u"exp"_s).toInteger() > payload.value(u"iat"_s).toInteger());
+
+    const QByteArray body = restartBody(u"78:45:58:a1:10:20"_s);
+    QCOMPARE(client.post(QString::fromLatin1(unifiOsRestart), body).status, 403);
+    client.csrfToken = token.toUtf8();
+    QCOMPARE(client.postWithToken(QString::fromLatin1(unifiOsRestart), body).status, 200);
+}
+
+void TestSimSessions::manualClockIsSharedByCopies()
+{
+    ManualClock clock;
+    const ManualClock copy = clock;
+    const auto start = clock.now();
+    clock.advance(5s);
+    QCOMPARE(copy.now() - start, std::chrono::steady_clock::duration(5s));
+    const auto simulator = startSimulator();
+    simulator->setClock(copy);
+    QCOMPARE(simulator->now(), clock.now());
+    simulator->setClock({}); // the real clock again
+    QVERIFY(simulator->now() != clock.now());
+}
+
+QTEST_GUILESS_MAIN(TestSimSessions)
+#include "tst_simsessions.moc"

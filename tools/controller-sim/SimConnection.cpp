@@ -1,0 +1,120 @@
+#include "SimConnection.h"
+
+#include "SimLog.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSslSocket>
+#include <QTimer>
+
+namespace lanternfold::sim {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+SimConnection::SimConnection(QSslSocket *socket, QObject *parent, int id, QString fingerprint, Handler handler,
+                             SimLog &log)
+    : QObject(parent),
+      m_socket(socket),
+      m_id(id),
+      m_fingerprint(std::move(fingerprint)),
+      m_handler(std::move(handler)),
+      m_log(log)
+{
+    m_socket->setParent(this);
+    connect(m_socket, &QSslSocket::readyRead, this, &SimConnection::onReadyRead);
+    connect(m_socket, &QSslSocket::disconnected, this, &SimConnection::onDisconnected);
+    // Data may have arrived between the end of the handshake and this point.
+    if (m_socket->state() != QAbstractSocket::ConnectedState)
+        QTimer::singleShot(0, this, &SimConnection::onDisconnected);
+    else if (m_socket->bytesAvailable() > 0)
+        QTimer::singleShot(0, this, &SimConnection::onReadyRead);
+}
+
+void SimConnection::onReadyRead()
+{
+    const QByteArray bytes = m_socket->readAll();
+    if (m_hung || m_closing)
+        return; // a hung connection swallows input and never answers
+    m_parser.feed(bytes);
+    pump();
+}
+
+void SimConnection::onDisconnected()
+{
+    if (m_gone)
+        return;
+    m_gone = true;
+    m_log.append(QJsonObject{{u"event"_s, u"disconnect"_s}, {u"conn"_s, m_id}, {u"requests"_s, m_requests}});
+    deleteLater();
+}
+
+void SimConnection::pump()
+{
+    while (!m_busy && !m_hung && !m_closing) {
+        if (m_parser.hasFailed()) {
+            failRequest();
+            return;
+        }
+        std::optional<HttpRequest> request = m_parser.next();
+        if (!request) {
+            if (m_parser.hasFailed())
+                continue;
+            return;
+        }
+        ++m_requests;
+        const bool keepAlive = request->wantsKeepAlive();
+        SimOutcome outcome = m_handler(*request, m_id, m_fingerprint);
+        if (outcome.delay > 0ms) {
+            m_busy = true;
+            QTimer::singleShot(outcome.delay, this, [this, outcome, keepAlive] {
+                m_busy = false;
+                execute(outcome, keepAlive);
+                pump();
+            });
+            return;
+        }
+        execute(outcome, keepAlive);
+    }
+}
+
+void SimConnection::execute(const SimOutcome &outcome, bool keepAlive)
+{
+    if (m_closing || m_gone)
+        return;
+    switch (outcome.action) {
+    case SimOutcome::Action::Respond:
+        m_socket->write(outcome.response.serialise(keepAlive));
+        if (!keepAlive) {
+            m_closing = true;
+            m_socket->disconnectFromHost();
+        }
+        break;
+    case SimOutcome::Action::Drop:
+        m_closing = true;
+        m_socket->abort();
+        break;
+    case SimOutcome::Action::Hang:
+        m_hung = true;
+        break;
+    }
+}
+
+void SimConnection::failRequest()
+{
+    const int status = m_parser.failStatus();
+    m_log.append(QJsonObject{{u"event"_s, u"bad-request"_s},
+                             {u"conn"_s, m_id},
+                             {u"status"_s, status},
+                             {u"reason"_s, QString::fromLatin1(m_parser.failReason())}});
+    HttpResponse response;
+    response.status = status;
+    response.setHeader(QByteArrayLiteral("Content-Type"), QByteArrayLiteral("application/json; charset=utf-8"));
+    response.body = QJsonDocument(QJsonObject{{u"error"_s, QString::fromLatin1(HttpResponse::reasonPhrase(status))}})
+                        .toJson(QJsonDocument::Compact);
+    m_closing = true;
+    m_socket->write(response.serialise(false));
+    m_socket->disconnectFromHost();
+}
+
+} // namespace lanternfold::sim

@@ -1,0 +1,79 @@
+#pragma once
+
+#include "HttpMessage.h"
+
+#include <QHash>
+#include <QJsonObject>
+#include <QList>
+#include <QString>
+
+#include <chrono>
+#include <functional>
+#include <optional>
+
+namespace lanternfold::sim {
+
+enum class FaultKind {
+    Latency,       ///< answer late by Fault::latency
+    ServerError,   ///< HTTP 500 with a body that is not UTF-8
+    MalformedJson, ///< inventory GETs answer 200 with truncated JSON; with an explicit path
+                   ///< prefix, any other 200 answer under it too
+    WrongType,     ///< inventory GETs answer 200 with a device "state" string / numeric camera "id"
+    Drop,          ///< close the connection without answering
+    Hang,          ///< keep the connection open and never answer
+};
+
+struct Fault
+{
+    FaultKind kind = FaultKind::Latency;
+    /// Paths beginning with this; empty means every path except the login path.
+    QString pathPrefix;
+    std::chrono::milliseconds latency{0};
+};
+
+/// What a connection does with one request.
+struct SimOutcome
+{
+    enum class Action {
+        Respond, ///< write the whole answer
+        Drop,    ///< close without answering
+        Hang,    ///< never answer, ignore what follows
+    };
+    Action action = Action::Respond;
+    HttpResponse response;
+    std::chrono::milliseconds delay{0};
+
+    /// Whether the client receives at least the start of response.
+    [[nodiscard]] bool startsAnswer() const { return action == Action::Respond; }
+};
+
+/// The switched-on faults, one per kind, and how they bend an answer.
+class SimFaults
+{
+public:
+    void set(const Fault &fault) { m_faults.insert(fault.kind, fault); }
+    void clear(FaultKind kind) { m_faults.remove(kind); }
+    void clearAll() { m_faults.clear(); }
+    [[nodiscard]] const QHash<FaultKind, Fault> &all() const { return m_faults; }
+
+    /// The fault of that kind if it applies to path; loginPath is spared by faults without a prefix.
+    [[nodiscard]] std::optional<Fault> faultFor(FaultKind kind, const QString &path, const QString &loginPath) const;
+
+    /// Runs one request through the faults: latency delays, drop/hang/error500 replace the answer
+    /// (answer() is called only when none of them does), and a malformed fault with a prefix
+    /// breaks a command's success body. Notes the deciding fault in entry["fault"].
+    [[nodiscard]] SimOutcome decide(const QString &path, const QString &loginPath, bool inventoryPath,
+                                    const std::function<HttpResponse()> &answer, QJsonObject &entry) const;
+
+    /// "kind[:ms]@prefix" for each fault, sorted, or "none".
+    static QString summary(const QHash<FaultKind, Fault> &faults);
+
+    static QString name(FaultKind kind);
+    static std::optional<FaultKind> fromName(const QString &name);
+    static QList<FaultKind> allKinds();
+
+private:
+    QHash<FaultKind, Fault> m_faults;
+};
+
+} // namespace lanternfold::sim

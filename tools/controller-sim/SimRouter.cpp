@@ -1,0 +1,289 @@
+#include "SimRouter.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QUrl>
+
+namespace lanternfold::sim {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr auto jsonType = "application/json; charset=utf-8";
+
+QByteArray compact(const QJsonObject &object)
+{
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
+HttpResponse jsonResponse(int status, const QByteArray &body)
+{
+    HttpResponse response;
+    response.status = status;
+    response.setHeader(QByteArrayLiteral("Content-Type"), QByteArray(jsonType));
+    response.body = body;
+    return response;
+}
+
+/// The classic Network Application's envelope, which UniFi OS keeps for the Network API. Written by
+/// hand so the member order is the controller's ("meta" first), not QJsonObject's.
+HttpResponse okEnvelope(const QByteArray &dataMembers = {})
+{
+    return jsonResponse(200, QByteArrayLiteral(R"({"meta":{"rc":"ok"},"data":[)") + dataMembers + "]}");
+}
+
+HttpResponse apiError(int status, const QString &message)
+{
+    return jsonResponse(status, QByteArrayLiteral(R"({"meta":{"rc":"error","msg":")") + message.toUtf8() +
+                                    QByteArrayLiteral(R"("},"data":[]})"));
+}
+
+HttpResponse notFound()
+{
+    return jsonResponse(404, QByteArrayLiteral(R"({"error":"Not Found"})"));
+}
+
+HttpResponse htmlResponse(const QByteArray &title)
+{
+    HttpResponse response;
+    response.setHeader(QByteArrayLiteral("Content-Type"), QByteArrayLiteral("text/html; charset=utf-8"));
+    response.body = "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>" + title +
+                    "</title></head>\n<body><h1>" + title +
+                    "</h1><p>Simulated controller for Lanternfold.</p></body></html>\n";
+    return response;
+}
+
+QString percentDecoded(const QString &segment)
+{
+    return QUrl::fromPercentEncoding(segment.toUtf8());
+}
+
+} // namespace
+
+QString SimRouter::loginPath(SimKind kind)
+{
+    return kind == SimKind::UnifiOS ? u"/api/auth/login"_s : u"/api/login"_s;
+}
+
+QString SimRouter::logoutPath(SimKind kind)
+{
+    return kind == SimKind::UnifiOS ? u"/api/auth/logout"_s : u"/api/logout"_s;
+}
+
+QByteArray SimRouter::cookieName(SimKind kind)
+{
+    return kind == SimKind::UnifiOS ? QByteArrayLiteral("TOKEN") : QByteArrayLiteral("unifises");
+}
+
+bool SimRouter::isInventoryPath(const QString &path)
+{
+    return path.endsWith(u"/stat/device"_s) || path == u"/proxy/protect/api/cameras"_s;
+}
+
+SimulatedSite::Shape SimRouter::shapeFor(const QString &path) const
+{
+    return m_state.faults.faultFor(FaultKind::WrongType, path, loginPath(m_state.kind))
+               ? SimulatedSite::Shape::WrongType
+               : SimulatedSite::Shape::Normal;
+}
+
+bool SimRouter::truncates(const QString &path) const
+{
+    return m_state.faults.faultFor(FaultKind::MalformedJson, path, loginPath(m_state.kind)).has_value();
+}
+
+HttpResponse SimRouter::route(const HttpRequest &request, const QString &path)
+{
+    const bool isGet = request.method == "GET";
+    const bool isPost = request.method == "POST";
+    const bool unifiOS = m_state.kind == SimKind::UnifiOS;
+
+    // Paths answered without a session.
+    if (path == loginPath(m_state.kind))
+        return isPost ? login(request) : notFound();
+    if (path == u"/"_s && isGet) {
+        if (unifiOS)
+            return htmlResponse(QByteArrayLiteral("UniFi OS"));
+        HttpResponse redirect;
+        redirect.status = 302;
+        redirect.setHeader(QByteArrayLiteral("Location"), QByteArrayLiteral("/manage"));
+        return redirect;
+    }
+    if (!unifiOS && (path == u"/manage"_s || path.startsWith(u"/manage/"_s)) && isGet)
+        return htmlResponse(QByteArrayLiteral("UniFi Network"));
+    // A classic Network Application has no console in front of it: nothing lives under /proxy.
+    if (!unifiOS && (path == u"/proxy"_s || path.startsWith(u"/proxy/"_s)))
+        return notFound();
+
+    // Everything else needs a live session, checked before anything about the request itself.
+    QByteArray cookieValue;
+    SimSession *session = m_state.sessions.find(request, cookieName(m_state.kind), m_state.now(), &cookieValue);
+    if (!session)
+        return apiError(401, u"api.err.LoginRequired"_s);
+
+    if (isPost && request.header(QByteArrayLiteral("X-CSRF-Token")) != session->csrfToken.toUtf8())
+        return jsonResponse(403, QByteArrayLiteral(R"({"message":"Invalid CSRF Token"})"));
+
+    const QString networkApi = unifiOS ? u"/proxy/network/api/"_s : u"/api/"_s;
+    const QString camerasPath = u"/proxy/protect/api/cameras"_s;
+    HttpResponse response = notFound();
+    if (path == logoutPath(m_state.kind)) {
+        if (isPost)
+            return logout(cookieValue); // the session is gone: nothing to rotate
+    } else if (path == (unifiOS ? u"/api/users/self"_s : u"/api/self"_s)) {
+        if (isGet)
+            response = self(*session);
+    } else if (path.startsWith(networkApi + u"s/"_s)) {
+        response = siteEndpoint(request, path, path.mid(networkApi.size() + 2));
+    } else if (unifiOS && path == camerasPath) {
+        if (isGet)
+            response = cameras(path);
+    } else if (unifiOS && path.startsWith(camerasPath + u'/') && path.endsWith(u"/reboot"_s)) {
+        const QString id = path.mid(camerasPath.size() + 1).chopped(int(QStringView(u"/reboot").size()));
+        if (isPost && !id.isEmpty() && !id.contains(u'/'))
+            response = rebootCamera(percentDecoded(id));
+    }
+
+    if (isPost && m_state.csrfRotation) {
+        session->csrfToken = SimSessions::newCsrfToken();
+        response.setHeader(QByteArrayLiteral("X-Updated-CSRF-Token"), session->csrfToken.toUtf8());
+    }
+    return response;
+}
+
+HttpResponse SimRouter::siteEndpoint(const HttpRequest &request, const QString &path, const QString &rest)
+{
+    const QStringList parts = rest.split(u'/');
+    const QString site = percentDecoded(parts.value(0));
+    const QString endpoint = parts.mid(1).join(u'/');
+    const bool devicesList = request.method == "GET" && endpoint == u"stat/device"_s;
+    const bool restart = request.method == "POST" && endpoint == u"cmd/devmgr"_s;
+    if (!devicesList && !restart)
+        return notFound();
+    if (site != m_state.siteName)
+        return apiError(400, u"api.err.NoSiteContext"_s);
+    if (restart)
+        return restartDevice(request);
+    return devices(path);
+}
+
+HttpResponse SimRouter::login(const HttpRequest &request)
+{
+    const auto now = m_state.now();
+    if (!m_state.sessions.admitLogin(now)) {
+        return jsonResponse(
+            429,
+            QByteArrayLiteral(
+                R"({"code":"AUTHENTICATION_FAILED_LIMIT_REACHED","message":"You've reached the login attempt limit"})"));
+    }
+
+    const QJsonObject body = QJsonDocument::fromJson(request.body).object();
+    const QJsonValue username = body.value(u"username"_s);
+    const QJsonValue password = body.value(u"password"_s);
+    if (!username.isString() || !password.isString() || username.toString() != m_state.username ||
+        password.toString() != m_state.password) {
+        if (m_state.kind == SimKind::UnifiOS) {
+            return jsonResponse(
+                401,
+                QByteArrayLiteral(
+                    R"({"code":"AUTHENTICATION_FAILED_INVALID_CREDENTIALS","message":"Invalid username or password"})"));
+        }
+        return apiError(400, u"api.err.Invalid"_s);
+    }
+
+    const bool jwt = m_state.jwtCookie && m_state.kind == SimKind::UnifiOS;
+    QByteArray cookieValue;
+    const SimSession session = m_state.sessions.create(m_state.username, jwt, now, &cookieValue);
+
+    HttpResponse response = m_state.kind == SimKind::UnifiOS ? self(session) : okEnvelope();
+    response.headers.append({QByteArrayLiteral("Set-Cookie"), cookieName(m_state.kind) + '=' + cookieValue +
+                                                                  "; Path=/; HttpOnly; Secure; SameSite=Strict"});
+    if (!jwt && m_state.csrfHeaderAtLogin)
+        response.setHeader(QByteArrayLiteral("X-CSRF-Token"), session.csrfToken.toUtf8());
+    return response;
+}
+
+HttpResponse SimRouter::logout(const QByteArray &cookieValue)
+{
+    m_state.sessions.remove(cookieValue);
+    HttpResponse response =
+        m_state.kind == SimKind::UnifiOS ? jsonResponse(200, QByteArrayLiteral("{}")) : okEnvelope();
+    response.headers.append(
+        {QByteArrayLiteral("Set-Cookie"),
+         cookieName(m_state.kind) + "=; Path=/; HttpOnly; Secure; Max-Age=0; Expires=Thu, 01 Jan 1970 00:00:00 GMT"});
+    return response;
+}
+
+HttpResponse SimRouter::devices(const QString &path)
+{
+    QByteArray body = m_state.site.devicesBody(m_state.now(), shapeFor(path));
+    if (truncates(path)) {
+        // Cut mid-way, as a proxy that gave up would: well-formed up to a point, then nothing.
+        body.truncate(qMax<qsizetype>(1, body.size() / 2));
+    }
+    return jsonResponse(200, body);
+}
+
+HttpResponse SimRouter::cameras(const QString &path)
+{
+    QByteArray body = m_state.site.camerasBody(m_state.now(), shapeFor(path));
+    if (truncates(path))
+        body.truncate(qMax<qsizetype>(1, body.size() / 2));
+    return jsonResponse(200, body);
+}
+
+HttpResponse SimRouter::restartDevice(const HttpRequest &request)
+{
+    QJsonParseError parseError;
+    const QJsonDocument document = QJsonDocument::fromJson(request.body, &parseError);
+    if (parseError.error != QJsonParseError::NoError || !document.isObject())
+        return apiError(400, u"api.err.InvalidPayload"_s);
+    const QJsonObject body = document.object();
+    if (body.value(u"cmd"_s).toString() != u"restart"_s)
+        return apiError(400, u"api.err.InvalidCommand"_s);
+    const QJsonValue mac = body.value(u"mac"_s);
+    if (!mac.isString() || !m_state.site.restartDevice(mac.toString(), m_state.now()))
+        return apiError(400, u"api.err.UnknownDevice"_s);
+    return okEnvelope();
+}
+
+HttpResponse SimRouter::rebootCamera(const QString &cameraId)
+{
+    if (!m_state.site.rebootCamera(cameraId, m_state.now()))
+        return jsonResponse(404, QByteArrayLiteral(R"({"error":"Camera not found"})"));
+    return jsonResponse(200, QByteArrayLiteral("{}"));
+}
+
+HttpResponse SimRouter::self(const SimSession &session) const
+{
+    if (m_state.kind == SimKind::UnifiOS) {
+        return jsonResponse(200, compact(QJsonObject{
+                                     {u"unique_id"_s, session.userId},
+                                     {u"first_name"_s, u"Demo"_s},
+                                     {u"last_name"_s, u"Operator"_s},
+                                     {u"full_name"_s, u"Demo Operator"_s},
+                                     {u"email"_s, u"demo@example.invalid"_s},
+                                     {u"email_status"_s, u"UNVERIFIED"_s},
+                                     {u"status"_s, u"ACTIVE"_s},
+                                     {u"username"_s, session.username},
+                                     {u"local_account_exist"_s, true},
+                                     {u"create_time"_s, 1700000000},
+                                     {u"isOwner"_s, true},
+                                     {u"isSuperAdmin"_s, true},
+                                     {u"permissions"_s, QJsonObject{{u"network.management"_s, QJsonArray{u"admin"_s}},
+                                                                    {u"protect.management"_s, QJsonArray{u"admin"_s}}}},
+                                 }));
+    }
+    const QJsonObject user{{u"_id"_s, session.userId.left(8) + u"e4b0c8a2d1f07c41"_s},
+                           {u"name"_s, session.username},
+                           {u"email"_s, u"demo@example.invalid"_s},
+                           {u"site_role"_s, u"admin"_s},
+                           {u"is_super"_s, true},
+                           {u"last_site_name"_s, m_state.siteName},
+                           {u"requires_new_password"_s, false},
+                           {u"email_alert_enabled"_s, false}};
+    return okEnvelope(compact(user));
+}
+
+} // namespace lanternfold::sim

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "HttpMessage.h"
+#include "SimState.h"
+
+#include <QJsonObject>
+#include <QString>
+
+namespace lanternfold::sim {
+
+/// The controller's web API: which path answers what, in the order a console checks things
+/// (session, then CSRF token, then path). Faults are applied around it, not in it, except for the
+/// inventory shapes, which change how a body is written.
+class SimRouter
+{
+public:
+    explicit SimRouter(SimState &state) : m_state(state) {}
+
+    /// The answer to one request.
+    HttpResponse route(const HttpRequest &request, const QString &path);
+
+    static QString loginPath(SimKind kind);
+    static QString logoutPath(SimKind kind);
+    static QByteArray cookieName(SimKind kind);
+    /// stat/device and the Protect camera list: the answers the malformed and wrongtype faults
+    /// reshape.
+    static bool isInventoryPath(const QString &path);
+
+private:
+    HttpResponse login(const HttpRequest &request);
+    HttpResponse logout(const QByteArray &cookieValue);
+    HttpResponse siteEndpoint(const HttpRequest &request, const QString &path, const QString &rest);
+    HttpResponse devices(const QString &path);
+    HttpResponse cameras(const QString &path);
+    HttpResponse restartDevice(const HttpRequest &request);
+    HttpResponse rebootCamera(const QString &cameraId);
+    HttpResponse self(const SimSession &session) const;
+    [[nodiscard]] SimulatedSite::Shape shapeFor(const QString &path) const;
+    [[nodiscard]] bool truncates(const QString &path) const;
+
+    SimState &m_state;
+};
+
+} // namespace lanternfold::sim

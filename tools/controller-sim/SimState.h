@@ -1,0 +1,40 @@
+#pragma once
+
+#include "SimClock.h"
+#include "SimFaults.h"
+#include "SimSessions.h"
+#include "SimulatedSite.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QPair>
+#include <QString>
+
+namespace lanternfold::sim {
+
+enum class SimKind { UnifiOS, Classic };
+
+/// Everything the simulated controller knows and is switched to, shared by the facade, the
+/// router and the command language. Plain data: the units that use it hold the behaviour.
+struct SimState
+{
+    SimKind kind = SimKind::UnifiOS;
+    QString username;
+    QString password;
+    QString siteName = QStringLiteral("default");
+    SimulatedSite site;
+    SimSessions sessions;
+    SimFaults faults;
+    bool csrfRotation = false;
+    bool jwtCookie = false;
+    bool csrfHeaderAtLogin = true;
+    QList<QPair<QByteArray, QByteArray>> extraHeaders;
+    SimClockFunction clock; ///< empty: the real steady clock
+
+    [[nodiscard]] std::chrono::steady_clock::time_point now() const
+    {
+        return clock ? clock() : std::chrono::steady_clock::now();
+    }
+};
+
+} // namespace lanternfold::sim
