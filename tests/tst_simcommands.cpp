@@ -11,6 +11,7 @@ class TestSimCommands final : public QObject
 
 private Q_SLOTS:
     void commandLanguage();
+    void stallAndResetFaults();
     void helpNamesEveryCommand();
 };
 
@@ -48,10 +49,28 @@ void TestSimCommands::commandLanguage()
     QVERIFY(simulator->applyCommand(u"expire-sessions"_s).startsWith(u"OK"_s));
 }
 
+void TestSimCommands::stallAndResetFaults()
+{
+    const auto simulator = startSimulator();
+    QCOMPARE(simulator->applyCommand(u"fault stall"_s), u"OK fault stall"_s);
+    QCOMPARE(simulator->applyCommand(u"fault reset /proxy/protect"_s), u"OK fault reset /proxy/protect"_s);
+    QCOMPARE(simulator->faults().value(FaultKind::Stall).pathPrefix, QString());
+    QCOMPARE(simulator->faults().value(FaultKind::Reset).pathPrefix, u"/proxy/protect"_s);
+    QVERIFY2(simulator->applyCommand(u"status"_s).contains(u"faults=reset@/proxy/protect,stall@*"_s),
+             qPrintable(simulator->applyCommand(u"status"_s)));
+    QVERIFY(simulator->applyCommand(u"fault stall proxy"_s).startsWith(u"ERROR"_s));
+    QCOMPARE(simulator->applyCommand(u"fault clear stall"_s), u"OK fault clear stall"_s);
+    QCOMPARE(simulator->faults().size(), 1);
+    QCOMPARE(ControllerSimulator::faultName(FaultKind::Stall), u"stall"_s);
+    QCOMPARE(ControllerSimulator::faultName(FaultKind::Reset), u"reset"_s);
+    QCOMPARE(ControllerSimulator::faultFromName(u"stall"_s), std::optional<FaultKind>(FaultKind::Stall));
+    QCOMPARE(ControllerSimulator::faultFromName(u"reset"_s), std::optional<FaultKind>(FaultKind::Reset));
+}
+
 void TestSimCommands::helpNamesEveryCommand()
 {
     const QString help = ControllerSimulator::commandHelp();
-    for (const QString &word : {u"fault hang"_s, u"expire-sessions"_s})
+    for (const QString &word : {u"fault hang"_s, u"fault stall"_s, u"fault reset"_s, u"expire-sessions"_s})
         QVERIFY2(help.contains(word), qPrintable(word));
     const auto simulator = startSimulator();
     QVERIFY(simulator->applyCommand(u"help"_s).startsWith(u"OK Commands"_s));

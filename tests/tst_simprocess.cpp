@@ -25,7 +25,8 @@ void TestSimProcess::separateProcess()
     process.setProcessChannelMode(QProcess::SeparateChannels);
     process.start(QStringLiteral(LANTERNFOLD_SIM_EXECUTABLE),
                   {u"--kind"_s, u"classic"_s, u"--key-type"_s, u"ec"_s, u"--username"_s, u"operator"_s, u"--password"_s,
-                   u"pw-42"_s, u"--log"_s, logPath, u"--export-cert"_s, certPath, u"--offline-seconds"_s, u"1"_s});
+                   u"pw-42"_s, u"--log"_s, logPath, u"--export-cert"_s, certPath, u"--offline-seconds"_s, u"1"_s,
+                   u"--fault"_s, u"reset:/nowhere"_s, u"--fault"_s, u"stall:/nowhere/else"_s});
     QVERIFY(process.waitForStarted(30000));
     QByteArray output;
     const auto readUntil = [&](const QByteArray &marker) {
@@ -52,6 +53,10 @@ void TestSimProcess::separateProcess()
         runShell(
             u"openssl x509 -pubkey -noout -in %1 | openssl pkey -pubin -outform DER | tail -c +27 | sha256sum"_s.arg(
                 certPath)));
+
+    // The new fault kinds are accepted as flags.
+    process.write("status\n");
+    QVERIFY2(readUntil("faults=reset@/nowhere,stall@/nowhere/else"), output.constData());
 
     QFile certFile(certPath);
     QVERIFY(certFile.open(QIODevice::ReadOnly));

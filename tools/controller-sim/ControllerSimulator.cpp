@@ -111,6 +111,7 @@ ControllerSimulator::Outcome ControllerSimulator::handle(const HttpRequest &requ
     for (const auto &[name, value] : std::as_const(m_state.extraHeaders))
         outcome.response.setHeader(name, value);
 
+    // Stalled and reset answers still started: their status is the one the client saw.
     entry.insert(u"status"_s, outcome.startsAnswer() ? QJsonValue(outcome.response.status) : QJsonValue::Null);
     if (outcome.delay > 0ms)
         entry.insert(u"delayMs"_s, static_cast<qint64>(outcome.delay.count()));

@@ -82,6 +82,8 @@ QString help()
   fault wrongtype [PREFIX]    inventory GETs answer a device "state" string / a numeric camera "id"
   fault drop [PREFIX]         close the connection without an answer
   fault hang [PREFIX]         keep the connection open and never answer
+  fault stall [PREFIX]        send the head and half the body, then nothing; the connection stays open
+  fault reset [PREFIX]        send the head and half the body, then reset the connection
   fault clear KIND            switch one fault off
   fault none                  switch all faults off
       PREFIX limits a fault to paths beginning with it; without it, every path but the login path.

@@ -7,10 +7,22 @@
 #include <QSslSocket>
 #include <QTimer>
 
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
 namespace lanternfold::sim {
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
+
+namespace {
+
+/// How often, and how many times, a reset waits for its partial answer to leave: about a second.
+constexpr auto resetPollInterval = 2ms;
+constexpr int resetPollAttempts = 500;
+
+} // namespace
 
 SimConnection::SimConnection(QSslSocket *socket, QObject *parent, int id, QString fingerprint, Handler handler,
                              SimLog &log)
@@ -31,11 +43,20 @@ SimConnection::SimConnection(QSslSocket *socket, QObject *parent, int id, QStrin
         QTimer::singleShot(0, this, &SimConnection::onReadyRead);
 }
 
+void SimConnection::closeNow()
+{
+    if (m_gone)
+        return;
+    m_closing = true;
+    m_socket->abort();
+    onDisconnected(); // in case the socket did not report it on the spot
+}
+
 void SimConnection::onReadyRead()
 {
     const QByteArray bytes = m_socket->readAll();
     if (m_hung || m_closing)
-        return; // a hung connection swallows input and never answers
+        return; // a hung or cut-off connection swallows input and never answers
     m_parser.feed(bytes);
     pump();
 }
@@ -97,7 +118,47 @@ void SimConnection::execute(const SimOutcome &outcome, bool keepAlive)
     case SimOutcome::Action::Hang:
         m_hung = true;
         break;
+    case SimOutcome::Action::Stall:
+        writePartially(outcome.response, keepAlive);
+        m_hung = true;
+        break;
+    case SimOutcome::Action::Reset:
+        writePartially(outcome.response, keepAlive);
+        m_hung = true;
+        resetOnceSent(resetPollAttempts);
+        break;
     }
+}
+
+void SimConnection::writePartially(const HttpResponse &response, bool keepAlive)
+{
+    // The head announces the whole body's Content-Length; only the first half follows.
+    const QByteArray whole = response.serialise(keepAlive);
+    const qsizetype headSize = whole.size() - response.body.size();
+    m_socket->write(whole.left(headSize + response.body.size() / 2));
+    m_socket->flush();
+}
+
+void SimConnection::resetOnceSent(int attemptsLeft)
+{
+    if (m_gone)
+        return;
+    // abort() throws away what Qt still buffers, and a reset throws away what the kernel has not
+    // delivered yet: wait until the client's side has acknowledged the partial answer, so that the
+    // client really sees the start of an answer and then the reset.
+    const int descriptor = int(m_socket->socketDescriptor());
+    int unacknowledged = 0;
+    const bool sent = m_socket->bytesToWrite() == 0 && m_socket->encryptedBytesToWrite() == 0 &&
+                      (::ioctl(descriptor, SIOCOUTQ, &unacknowledged) != 0 || unacknowledged == 0);
+    if (!sent && attemptsLeft > 0) {
+        m_socket->flush();
+        QTimer::singleShot(resetPollInterval, this, [this, attemptsLeft] { resetOnceSent(attemptsLeft - 1); });
+        return;
+    }
+    // A zero linger time makes closing the socket send a TCP reset instead of an orderly end.
+    const ::linger noLinger{1, 0};
+    ::setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &noLinger, sizeof noLinger);
+    closeNow();
 }
 
 void SimConnection::failRequest()

@@ -27,12 +27,16 @@ public:
     SimConnection(QSslSocket *socket, QObject *parent, int id, QString fingerprint, Handler handler, SimLog &log);
 
     [[nodiscard]] int id() const { return m_id; }
+    /// Closes at once without a word, as a web server that is restarting does.
+    void closeNow();
 
 private:
     void onReadyRead();
     void onDisconnected();
     void pump();
     void execute(const SimOutcome &outcome, bool keepAlive);
+    void writePartially(const HttpResponse &response, bool keepAlive);
+    void resetOnceSent(int attemptsLeft);
     void failRequest();
 
     QSslSocket *m_socket;
@@ -43,7 +47,7 @@ private:
     HttpRequestParser m_parser;
     int m_requests = 0;
     bool m_busy = false;
-    bool m_hung = false; ///< swallow input, never answer again
+    bool m_hung = false; ///< hang, stall or reset: swallow input, never answer again
     bool m_closing = false;
     bool m_gone = false;
 };

@@ -51,6 +51,15 @@ SimOutcome SimFaults::decide(const QString &path, const QString &loginPath, bool
         outcome.response.body = QByteArrayLiteral(R"({"meta":{"rc":"ok"},"data":[)");
         note(FaultKind::MalformedJson);
     }
+
+    // Last, so that they cut the answer exactly as it would otherwise have gone out.
+    if (applies(FaultKind::Stall)) {
+        outcome.action = SimOutcome::Action::Stall;
+        note(FaultKind::Stall);
+    } else if (applies(FaultKind::Reset)) {
+        outcome.action = SimOutcome::Action::Reset;
+        note(FaultKind::Reset);
+    }
     return outcome;
 }
 
@@ -82,14 +91,18 @@ QString SimFaults::name(FaultKind kind)
         return u"drop"_s;
     case FaultKind::Hang:
         return u"hang"_s;
+    case FaultKind::Stall:
+        return u"stall"_s;
+    case FaultKind::Reset:
+        return u"reset"_s;
     }
     return {};
 }
 
 QList<FaultKind> SimFaults::allKinds()
 {
-    return {FaultKind::Latency,   FaultKind::ServerError, FaultKind::MalformedJson,
-            FaultKind::WrongType, FaultKind::Drop,        FaultKind::Hang};
+    return {FaultKind::Latency, FaultKind::ServerError, FaultKind::MalformedJson, FaultKind::WrongType,
+            FaultKind::Drop,    FaultKind::Hang,        FaultKind::Stall,         FaultKind::Reset};
 }
 
 std::optional<FaultKind> SimFaults::fromName(const QString &name)

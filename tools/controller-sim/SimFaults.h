@@ -21,6 +21,8 @@ enum class FaultKind {
     WrongType,     ///< inventory GETs answer 200 with a device "state" string / numeric camera "id"
     Drop,          ///< close the connection without answering
     Hang,          ///< keep the connection open and never answer
+    Stall,         ///< send the head and half the body of the answer, then nothing, connection kept open
+    Reset,         ///< send the head and half the body of the answer, then reset the connection
 };
 
 struct Fault
@@ -38,13 +40,18 @@ struct SimOutcome
         Respond, ///< write the whole answer
         Drop,    ///< close without answering
         Hang,    ///< never answer, ignore what follows
+        Stall,   ///< write the head and half the body, then nothing more, ignore what follows
+        Reset,   ///< write the head and half the body, then reset the connection
     };
     Action action = Action::Respond;
     HttpResponse response;
     std::chrono::milliseconds delay{0};
 
     /// Whether the client receives at least the start of response.
-    [[nodiscard]] bool startsAnswer() const { return action == Action::Respond; }
+    [[nodiscard]] bool startsAnswer() const
+    {
+        return action == Action::Respond || action == Action::Stall || action == Action::Reset;
+    }
 };
 
 /// The switched-on faults, one per kind, and how they bend an answer.
@@ -60,8 +67,9 @@ public:
     [[nodiscard]] std::optional<Fault> faultFor(FaultKind kind, const QString &path, const QString &loginPath) const;
 
     /// Runs one request through the faults: latency delays, drop/hang/error500 replace the answer
-    /// (answer() is called only when none of them does), and a malformed fault with a prefix
-    /// breaks a command's success body. Notes the deciding fault in entry["fault"].
+    /// (answer() is called only when none of them does), a malformed fault with a prefix breaks a
+    /// command's success body, and stall/reset cut whatever answer results. Notes the deciding
+    /// fault in entry["fault"].
     [[nodiscard]] SimOutcome decide(const QString &path, const QString &loginPath, bool inventoryPath,
                                     const std::function<HttpResponse()> &answer, QJsonObject &entry) const;
 

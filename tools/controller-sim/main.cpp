@@ -147,7 +147,8 @@ int main(int argc, char *argv[])
         {u"export-flip-cert"_s, u"Write the second certificate of --key-flip (PEM) to this file."_s, u"file"_s},
         {u"log"_s, u"Append the JSON-lines log of handshakes and requests to this file."_s, u"file"_s},
         {u"latency"_s, u"Fault: answer late, MS[:PREFIX]."_s, u"ms"_s},
-        {u"fault"_s, u"Fault KIND[:PREFIX], repeatable; KIND is error500, malformed, wrongtype, drop or hang."_s,
+        {u"fault"_s,
+         u"Fault KIND[:PREFIX], repeatable; KIND is error500, malformed, wrongtype, drop, hang, stall or reset."_s,
          u"fault"_s},
         {u"no-stdin"_s, u"Do not read run-time commands from standard input."_s},
     });
