@@ -12,6 +12,7 @@ class TestSimCommands final : public QObject
 private Q_SLOTS:
     void commandLanguage();
     void stallAndResetFaults();
+    void closeConnectionsCommand();
     void helpNamesEveryCommand();
 };
 
@@ -67,10 +68,24 @@ void TestSimCommands::stallAndResetFaults()
     QCOMPARE(ControllerSimulator::faultFromName(u"reset"_s), std::optional<FaultKind>(FaultKind::Reset));
 }
 
+void TestSimCommands::closeConnectionsCommand()
+{
+    const auto simulator = startSimulator();
+    SimClient client(*simulator);
+    QCOMPARE(client.get(u"/"_s).status, 200);
+    QTRY_COMPARE_WITH_TIMEOUT(simulator->openConnectionCount(), 1, 30000);
+    QCOMPARE(simulator->applyCommand(u"close-connections"_s), u"OK close-connections"_s);
+    QCOMPARE(simulator->openConnectionCount(), 0);
+    QCOMPARE(countEvents(*simulator, u"disconnect"_s), 1);
+    QCOMPARE(simulator->applyCommand(u"close-connections"_s), u"OK close-connections"_s); // none left: fine
+    QCOMPARE(client.get(u"/"_s).status, 200);
+}
+
 void TestSimCommands::helpNamesEveryCommand()
 {
     const QString help = ControllerSimulator::commandHelp();
-    for (const QString &word : {u"fault hang"_s, u"fault stall"_s, u"fault reset"_s, u"expire-sessions"_s})
+    for (const QString &word :
+         {u"fault hang"_s, u"fault stall"_s, u"fault reset"_s, u"expire-sessions"_s, u"close-connections"_s})
         QVERIFY2(help.contains(word), qPrintable(word));
     const auto simulator = startSimulator();
     QVERIFY(simulator->applyCommand(u"help"_s).startsWith(u"OK Commands"_s));

@@ -1,5 +1,5 @@
-// The simulated controller's connections: HTTP/1.1 framing, the request log, and refusals of
-// what is not HTTP.
+// The simulated controller's connections: HTTP/1.1 framing, the request log, refusals of what is
+// not HTTP, and closing every connection at once.
 #include "SimTestClient.h"
 
 #include <QTemporaryDir>
@@ -16,6 +16,8 @@ private Q_SLOTS:
     void requestLog();
     void pipelinedAndSplitRequests();
     void garbageIsRefusedAndServerSurvives();
+    void closeConnectionsEndsEveryOpenConnection();
+    void closeConnectionsEndsStalledAndHungOnes();
 };
 
 void TestSimConnection::requestLog()
@@ -110,6 +112,53 @@ void TestSimConnection::garbageIsRefusedAndServerSurvives()
     SimClient client(*simulator);
     QCOMPARE(client.loginOk().status, 200);
     QCOMPARE(countEvents(*simulator, u"bad-request"_s), 5);
+}
+
+void TestSimConnection::closeConnectionsEndsEveryOpenConnection()
+{
+    const auto simulator = startSimulator();
+    SimClient first(*simulator);
+    SimClient second(*simulator);
+    first.loginOk();
+    QCOMPARE(second.get(u"/"_s).status, 200);
+    RawConnection raw(*simulator);
+    QVERIFY(raw.waitEncrypted());
+    QTRY_COMPARE_WITH_TIMEOUT(simulator->openConnectionCount(), 3, 30000);
+    const int handshakesBefore = countEvents(*simulator, u"handshake"_s, u"result"_s, u"completed"_s);
+    QCOMPARE(handshakesBefore, 3);
+
+    QCOMPARE(simulator->closeConnections(), 3);
+    QCOMPARE(simulator->openConnectionCount(), 0);
+    QCOMPARE(countEvents(*simulator, u"disconnect"_s), 3);
+    QTRY_COMPARE_WITH_TIMEOUT(raw.socket.state(), QAbstractSocket::UnconnectedState, 30000);
+    QCOMPARE(simulator->closeConnections(), 0); // nothing left to close
+
+    // Listening goes on; clients come back on new connections, and the session survives.
+    QVERIFY(simulator->isListening());
+    QCOMPARE(first.get(u"/api/users/self"_s).status, 200);
+    QCOMPARE(second.get(u"/"_s).status, 200);
+    QCOMPARE(countEvents(*simulator, u"handshake"_s, u"result"_s, u"completed"_s), handshakesBefore + 2);
+}
+
+void TestSimConnection::closeConnectionsEndsStalledAndHungOnes()
+{
+    const auto simulator = startSimulator();
+    SimClient client(*simulator);
+    client.loginOk();
+    simulator->setFault({FaultKind::Stall, QString::fromLatin1(camerasPath), {}});
+    simulator->setFault({FaultKind::Hang, u"/proxy/network"_s, {}});
+    RawConnection stalled(*simulator);
+    RawConnection hung(*simulator);
+    QVERIFY(stalled.waitEncrypted() && hung.waitEncrypted());
+    stalled.get(camerasPath, {"Cookie: " + client.cookieHeader()});
+    hung.get(unifiOsDevices, {"Cookie: " + client.cookieHeader()});
+    QTRY_COMPARE_WITH_TIMEOUT(countEvents(*simulator, u"request"_s), 3, 30000);
+    QTRY_VERIFY_WITH_TIMEOUT(parsePartialResponse(stalled.received).headComplete, 30000);
+
+    QVERIFY(simulator->closeConnections() >= 2);
+    QTRY_COMPARE_WITH_TIMEOUT(stalled.socket.state(), QAbstractSocket::UnconnectedState, 30000);
+    QTRY_COMPARE_WITH_TIMEOUT(hung.socket.state(), QAbstractSocket::UnconnectedState, 30000);
+    QVERIFY(parseResponses(hung.received).isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestSimConnection)

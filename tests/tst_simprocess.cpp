@@ -131,6 +131,19 @@ void TestSimProcess::separateProcess()
     QCOMPARE(statuses, (QList<int>{200, 200, 500, 200, 200, 200}));
     QCOMPARE(entries.last().value(u"csrf"_s).toString(), QString::fromUtf8(token));
 
+    // Closing every connection from standard input: the client comes back on a new one.
+    process.write("close-connections\n");
+    QVERIFY2(readUntil("OK close-connections"), output.constData());
+    QCOMPARE(call("GET", u"/api/self"_s, {}, {}).status, 200);
+    int completed = 0;
+    int disconnects = 0;
+    for (const QJsonObject &entry : readLog()) {
+        completed += entry.value(u"result"_s).toString() == u"completed"_s ? 1 : 0;
+        disconnects += entry.value(u"event"_s).toString() == u"disconnect"_s ? 1 : 0;
+    }
+    QVERIFY2(completed >= 2, "a new handshake after close-connections");
+    QVERIFY(disconnects >= 1);
+
     process.terminate(); // SIGTERM, as Ctrl-C would be SIGINT: both end it cleanly
     QVERIFY(process.waitForFinished(30000));
     QCOMPARE(process.exitStatus(), QProcess::NormalExit);

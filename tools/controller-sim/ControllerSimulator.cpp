@@ -88,6 +88,28 @@ void ControllerSimulator::accept(QSslSocket *socket, int connectionId, const QSt
         [this](const HttpRequest &request, int id, const QString &key) { return handle(request, id, key); }, *m_log);
 }
 
+int ControllerSimulator::closeConnections()
+{
+    int closed = 0;
+    // Every child is a SimConnection; one that already ended is only waiting to be deleted.
+    for (QObject *child : m_connections->children()) {
+        auto *connection = static_cast<SimConnection *>(child);
+        if (connection->isOpen()) {
+            connection->closeNow();
+            ++closed;
+        }
+    }
+    return closed;
+}
+
+int ControllerSimulator::openConnectionCount() const
+{
+    int open = 0;
+    for (const QObject *child : m_connections->children())
+        open += static_cast<const SimConnection *>(child)->isOpen() ? 1 : 0;
+    return open;
+}
+
 ControllerSimulator::Outcome ControllerSimulator::handle(const HttpRequest &request, int connectionId,
                                                          const QString &keyFingerprint)
 {

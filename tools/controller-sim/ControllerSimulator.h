@@ -84,6 +84,9 @@ public:
     void clearFaults() { m_state.faults.clearAll(); }
     /// Ends every session at once, as a console reboot would.
     void expireSessions() { m_state.sessions.clear(); }
+    /// Closes every open connection (handshake done) at once, as a console restarting its web
+    /// server would, so that clients must open new ones; listening goes on. Returns how many.
+    int closeConnections();
     /// Where session expiry, offline windows and the login rate-limit window read the time. An
     /// empty function goes back to the real steady clock; tests pass a ManualClock.
     void setClock(std::function<Clock::time_point()> clock) { m_state.clock = std::move(clock); }
@@ -115,6 +118,8 @@ public:
     [[nodiscard]] int loginRateLimit() const { return m_state.sessions.rateLimitLogins(); }
     [[nodiscard]] std::chrono::milliseconds loginRateWindow() const { return m_state.sessions.rateLimitWindow(); }
     [[nodiscard]] std::chrono::milliseconds sessionLifetime() const { return m_state.sessions.lifetime(); }
+    /// Connections whose handshake completed and that are still open.
+    [[nodiscard]] int openConnectionCount() const;
     /// The simulator's idea of now (see setClock()).
     [[nodiscard]] Clock::time_point now() const { return m_state.now(); }
 

@@ -94,6 +94,7 @@ QString help()
   session-seconds S           lifetime of sessions made from now on
   offline-seconds S           how long a restarted device or camera stays offline
   expire-sessions             end every session now
+  close-connections           close every open connection now, as a restarting web server does
   status                      print the current switches
   help                        print this text
   quit                        stop the simulator)"_s;
@@ -146,9 +147,12 @@ QString apply(ControllerSimulator &simulator, const QString &line)
             simulator.setOfflineDuration(secondsToMs(value));
         return u"OK "_s + words.join(u' ');
     }
-    if (command == u"expire-sessions"_s) {
-        simulator.expireSessions();
-        return u"OK expire-sessions"_s;
+    if (command == u"expire-sessions"_s || command == u"close-connections"_s) {
+        if (command == u"expire-sessions"_s)
+            simulator.expireSessions();
+        else
+            simulator.closeConnections();
+        return u"OK "_s + command;
     }
     if (command == u"status"_s)
         return status(simulator);

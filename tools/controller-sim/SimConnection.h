@@ -27,6 +27,8 @@ public:
     SimConnection(QSslSocket *socket, QObject *parent, int id, QString fingerprint, Handler handler, SimLog &log);
 
     [[nodiscard]] int id() const { return m_id; }
+    /// False once the socket is gone and the connection only waits to be deleted.
+    [[nodiscard]] bool isOpen() const { return !m_gone; }
     /// Closes at once without a word, as a web server that is restarting does.
     void closeNow();
 
