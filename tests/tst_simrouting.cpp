@@ -2,6 +2,7 @@
 // Offline windows run on a manual clock, so no test waits for a device to come back.
 #include "SimTestClient.h"
 
+#include <QCryptographicHash>
 #include <QSet>
 
 using namespace Qt::StringLiterals;
@@ -24,6 +25,14 @@ private Q_SLOTS:
     void selfEndpoints();
     void demoSiteHasVariety();
     void siteFromJson();
+    void statDeviceWithTrailingSlash_data();
+    void statDeviceWithTrailingSlash();
+    void statDeviceOfOneMac_data();
+    void statDeviceOfOneMac();
+    void statDeviceOfOneMacFollowsRestartsAndFaults();
+    void selfSites_data();
+    void selfSites();
+    void selfSitesOfAnotherSite();
 };
 
 void TestSimRouting::restartTakesDeviceOfflineAndBack_data()
@@ -245,6 +254,147 @@ void TestSimRouting::siteFromJson()
     client.loginOk();
     QCOMPARE(client.get(u"/api/s/default/stat/device"_s).body,
              QByteArrayLiteral(R"({"meta":{"rc":"ok"},"data":[{"mac":"aa:bb:cc:dd:ee:ff","state":1,"type":"uap"}]})"));
+}
+
+void TestSimRouting::statDeviceWithTrailingSlash_data()
+{
+    QTest::addColumn<Kind>("kind");
+    QTest::newRow("unifiOS") << Kind::UnifiOS;
+    QTest::newRow("classic") << Kind::Classic;
+}
+
+void TestSimRouting::statDeviceWithTrailingSlash()
+{
+    QFETCH(Kind, kind);
+    const auto simulator = startSimulator(kind);
+    SimClient client(*simulator);
+    QCOMPARE(client.get(devicesPath(kind) + u'/').status, 401); // a session first, as everywhere
+    client.loginOk();
+    const Answer plain = client.get(devicesPath(kind));
+    const Answer slashed = client.get(devicesPath(kind) + u'/');
+    QCOMPARE(slashed.status, 200);
+    QCOMPARE(slashed.body, plain.body);
+    // Other sites still have no context, slash or not.
+    const QString otherSite = QString(devicesPath(kind)).replace(u"/default/"_s, u"/other/"_s);
+    QCOMPARE(client.get(otherSite + u'/').status, 400);
+}
+
+void TestSimRouting::statDeviceOfOneMac_data()
+{
+    QTest::addColumn<Kind>("kind");
+    QTest::addColumn<QString>("mac");
+    QTest::addColumn<QString>("storedMac");
+    QTest::newRow("unifiOS, lower case") << Kind::UnifiOS << u"78:45:58:a1:10:20"_s << u"78:45:58:a1:10:20"_s;
+    QTest::newRow("classic, upper case") << Kind::Classic << u"78:45:58:A1:11:23"_s << u"78:45:58:a1:11:23"_s;
+    QTest::newRow("percent-encoded colons")
+        << Kind::UnifiOS << u"78%3A45%3A58%3Aa1%3A10%3A20"_s << u"78:45:58:a1:10:20"_s;
+    QTest::newRow("unknown MAC") << Kind::UnifiOS << u"00:00:00:00:00:00"_s << QString();
+    QTest::newRow("unknown MAC, classic") << Kind::Classic << u"00:00:00:00:00:00"_s << QString();
+}
+
+void TestSimRouting::statDeviceOfOneMac()
+{
+    QFETCH(Kind, kind);
+    QFETCH(QString, mac);
+    QFETCH(QString, storedMac);
+    const auto simulator = startSimulator(kind);
+    SimClient client(*simulator);
+    const QString path = devicesPath(kind) + u'/' + mac;
+    QCOMPARE(client.get(path).status, 401);
+    client.loginOk();
+    const Answer answer = client.get(path);
+    QCOMPARE(answer.status, 200);
+    if (storedMac.isEmpty()) {
+        // The controller's answer for a MAC it does not know: success, with nothing in it.
+        QCOMPARE(answer.body, QByteArray(emptyOk));
+        return;
+    }
+    QVERIFY(answer.body.startsWith(R"({"meta":{"rc":"ok"},"data":[{)"));
+    const QJsonArray data = answer.json().object().value(u"data"_s).toArray();
+    QCOMPARE(data.size(), 1);
+    const auto inList =
+        findById(client.get(devicesPath(kind)).json().object().value(u"data"_s).toArray(), u"mac"_s, storedMac);
+    QVERIFY(inList);
+    QCOMPARE(data.first().toObject(), *inList); // the very object the whole list holds
+}
+
+void TestSimRouting::statDeviceOfOneMacFollowsRestartsAndFaults()
+{
+    const auto simulator = startSimulator();
+    ManualClock clock;
+    simulator->setClock(clock);
+    simulator->setOfflineDuration(10s);
+    SimClient client(*simulator);
+    client.loginOk();
+    const QString mac = u"78:45:58:a1:10:20"_s;
+    const QString path = QString::fromLatin1(unifiOsDevices) + u'/' + mac;
+    QCOMPARE(client.postWithToken(QString::fromLatin1(unifiOsRestart), restartBody(mac)).status, 200);
+    QCOMPARE(client.get(path).json()[u"data"_s][0][u"state"_s].toInt(-1), 0);
+    clock.advance(10s);
+    QCOMPARE(client.get(path).json()[u"data"_s][0][u"state"_s].toInt(-1), 1);
+    // The inventory faults shape the one-device answer as they shape the list.
+    simulator->setFault({FaultKind::WrongType, {}, {}});
+    QVERIFY(client.get(path).json()[u"data"_s][0][u"state"_s].isString());
+    simulator->clearFaults();
+    simulator->setFault({FaultKind::MalformedJson, {}, {}});
+    QJsonParseError error;
+    QJsonDocument::fromJson(client.get(path).body, &error);
+    QVERIFY(error.error != QJsonParseError::NoError);
+    QJsonDocument::fromJson(client.get(QString::fromLatin1(unifiOsDevices) + u'/').body, &error);
+    QVERIFY(error.error != QJsonParseError::NoError);
+}
+
+void TestSimRouting::selfSites_data()
+{
+    QTest::addColumn<Kind>("kind");
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("otherKindsPath");
+    QTest::newRow("classic") << Kind::Classic << u"/api/self/sites"_s << u"/proxy/network/api/self/sites"_s;
+    QTest::newRow("unifiOS") << Kind::UnifiOS << u"/proxy/network/api/self/sites"_s << u"/api/self/sites"_s;
+}
+
+void TestSimRouting::selfSites()
+{
+    QFETCH(Kind, kind);
+    QFETCH(QString, path);
+    QFETCH(QString, otherKindsPath);
+    const auto simulator = startSimulator(kind);
+    SimClient client(*simulator);
+    const Answer before = client.get(path);
+    QCOMPARE(before.status, 401);
+    QCOMPARE(before.body, QByteArray(loginRequired));
+    client.loginOk();
+    const Answer sites = client.get(path);
+    QCOMPARE(sites.status, 200);
+    QVERIFY(sites.header(QByteArrayLiteral("Content-Type")).startsWith("application/json"));
+    QVERIFY2(sites.body.startsWith(R"({"meta":{"rc":"ok"},"data":[{)"), sites.body.constData());
+    const QJsonArray data = sites.json().object().value(u"data"_s).toArray();
+    QCOMPARE(data.size(), 1);
+    const QJsonObject site = data.first().toObject();
+    QCOMPARE(site.value(u"name"_s).toString(), u"default"_s);
+    QCOMPARE(site.value(u"desc"_s).toString(), u"Default"_s);
+    QCOMPARE(site.value(u"role"_s).toString(), u"admin"_s);
+    QCOMPARE(site.value(u"_id"_s).toString().size(), 24);
+    QCOMPARE(site.value(u"attr_hidden_id"_s).toString(), u"default"_s);
+    QCOMPARE(site.value(u"attr_no_delete"_s).toBool(), true);
+    QCOMPARE(client.get(path).body, sites.body); // the same id every time
+
+    QCOMPARE(client.get(otherKindsPath).status, 404);
+    QCOMPARE(client.postWithToken(path).status, 404); // a list to read, not a command
+}
+
+void TestSimRouting::selfSitesOfAnotherSite()
+{
+    const auto simulator = startSimulator(Kind::Classic);
+    simulator->setSite(u"branch-office"_s);
+    SimClient client(*simulator);
+    client.loginOk();
+    const QJsonObject site =
+        client.get(u"/api/self/sites"_s).json().object().value(u"data"_s).toArray().first().toObject();
+    QCOMPARE(site.value(u"name"_s).toString(), u"branch-office"_s);
+    QCOMPARE(site.value(u"_id"_s).toString(),
+             QString::fromLatin1(QCryptographicHash::hash("branch-office", QCryptographicHash::Sha1).toHex().left(24)));
+    QVERIFY(!site.contains(u"attr_hidden_id"_s));
 }
 
 QTEST_GUILESS_MAIN(TestSimRouting)

@@ -1,5 +1,6 @@
 #include "SimRouter.h"
 
+#include <QCryptographicHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QUrl>
@@ -78,7 +79,14 @@ QByteArray SimRouter::cookieName(SimKind kind)
 
 bool SimRouter::isInventoryPath(const QString &path)
 {
-    return path.endsWith(u"/stat/device"_s) || path == u"/proxy/protect/api/cameras"_s;
+    if (path == u"/proxy/protect/api/cameras"_s)
+        return true;
+    const QStringList parts = path.split(u'/');
+    const qsizetype n = parts.size();
+    const auto statDeviceAt = [&](qsizetype at) {
+        return at >= 0 && parts[at] == u"stat"_s && parts[at + 1] == u"device"_s;
+    };
+    return statDeviceAt(n - 2) || statDeviceAt(n - 3);
 }
 
 SimulatedSite::Shape SimRouter::shapeFor(const QString &path) const
@@ -134,6 +142,9 @@ HttpResponse SimRouter::route(const HttpRequest &request, const QString &path)
     } else if (path == (unifiOS ? u"/api/users/self"_s : u"/api/self"_s)) {
         if (isGet)
             response = self(*session);
+    } else if (path == networkApi + u"self/sites"_s) {
+        if (isGet)
+            response = sites();
     } else if (path.startsWith(networkApi + u"s/"_s)) {
         response = siteEndpoint(request, path, path.mid(networkApi.size() + 2));
     } else if (unifiOS && path == camerasPath) {
@@ -156,16 +167,18 @@ HttpResponse SimRouter::siteEndpoint(const HttpRequest &request, const QString &
 {
     const QStringList parts = rest.split(u'/');
     const QString site = percentDecoded(parts.value(0));
-    const QString endpoint = parts.mid(1).join(u'/');
-    const bool devicesList = request.method == "GET" && endpoint == u"stat/device"_s;
-    const bool restart = request.method == "POST" && endpoint == u"cmd/devmgr"_s;
+    const QStringList endpoint = parts.mid(1);
+    // stat/device, stat/device/ (as some clients write it) and stat/device/<mac>.
+    const bool devicesList = request.method == "GET" && (endpoint.size() == 2 || endpoint.size() == 3) &&
+                             endpoint[0] == u"stat"_s && endpoint[1] == u"device"_s;
+    const bool restart = request.method == "POST" && endpoint == QStringList{u"cmd"_s, u"devmgr"_s};
     if (!devicesList && !restart)
         return notFound();
     if (site != m_state.siteName)
         return apiError(400, u"api.err.NoSiteContext"_s);
     if (restart)
         return restartDevice(request);
-    return devices(path);
+    return devices(path, percentDecoded(endpoint.value(2)));
 }
 
 HttpResponse SimRouter::login(const HttpRequest &request)
@@ -215,9 +228,14 @@ HttpResponse SimRouter::logout(const QByteArray &cookieValue)
     return response;
 }
 
-HttpResponse SimRouter::devices(const QString &path)
+HttpResponse SimRouter::devices(const QString &path, const QString &mac)
 {
-    QByteArray body = m_state.site.devicesBody(m_state.now(), shapeFor(path));
+    // One MAC that matches no device is not an error: the Network Application answers 200 with the
+    // ok envelope and an empty list (a public report of a 7.x controller shows exactly that 30-byte
+    // body for stat/device/<mac>), unlike stat/sta/<mac>, which answers api.err.UnknownStation.
+    const auto now = m_state.now();
+    QByteArray body = mac.isEmpty() ? m_state.site.devicesBody(now, shapeFor(path))
+                                    : m_state.site.deviceBody(mac, now, shapeFor(path));
     if (truncates(path)) {
         // Cut mid-way, as a proxy that gave up would: well-formed up to a point, then nothing.
         body.truncate(qMax<qsizetype>(1, body.size() / 2));
@@ -284,6 +302,25 @@ HttpResponse SimRouter::self(const SimSession &session) const
                            {u"requires_new_password"_s, false},
                            {u"email_alert_enabled"_s, false}};
     return okEnvelope(compact(user));
+}
+
+HttpResponse SimRouter::sites() const
+{
+    // The one site this simulator serves, as the sites the signed-in admin may open. Its id is
+    // derived from the name so that it stays the same from run to run.
+    const QString id = QString::fromLatin1(
+        QCryptographicHash::hash(m_state.siteName.toUtf8(), QCryptographicHash::Sha1).toHex().left(24));
+    QJsonObject site{{u"_id"_s, id},
+                     {u"name"_s, m_state.siteName},
+                     {u"desc"_s, u"Default"_s},
+                     {u"role"_s, u"admin"_s},
+                     {u"role_hotspot"_s, false}};
+    if (m_state.siteName == u"default"_s) {
+        // The site every controller is installed with carries these two markers.
+        site.insert(u"attr_hidden_id"_s, u"default"_s);
+        site.insert(u"attr_no_delete"_s, true);
+    }
+    return okEnvelope(compact(site));
 }
 
 } // namespace lanternfold::sim

@@ -22,19 +22,20 @@ public:
     static QString loginPath(SimKind kind);
     static QString logoutPath(SimKind kind);
     static QByteArray cookieName(SimKind kind);
-    /// stat/device and the Protect camera list: the answers the malformed and wrongtype faults
-    /// reshape.
+    /// stat/device (also with a trailing slash or one MAC) and the Protect camera list: the answers
+    /// the malformed and wrongtype faults reshape.
     static bool isInventoryPath(const QString &path);
 
 private:
     HttpResponse login(const HttpRequest &request);
     HttpResponse logout(const QByteArray &cookieValue);
     HttpResponse siteEndpoint(const HttpRequest &request, const QString &path, const QString &rest);
-    HttpResponse devices(const QString &path);
+    HttpResponse devices(const QString &path, const QString &mac);
     HttpResponse cameras(const QString &path);
     HttpResponse restartDevice(const HttpRequest &request);
     HttpResponse rebootCamera(const QString &cameraId);
     HttpResponse self(const SimSession &session) const;
+    HttpResponse sites() const;
     [[nodiscard]] SimulatedSite::Shape shapeFor(const QString &path) const;
     [[nodiscard]] bool truncates(const QString &path) const;
 

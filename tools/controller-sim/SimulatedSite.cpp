@@ -97,8 +97,20 @@ bool SimulatedSite::setCamerasJson(const QByteArray &json, QString *error)
 
 QByteArray SimulatedSite::devicesBody(Clock::time_point now, Shape shape) const
 {
+    return renderDevices(now, shape, {});
+}
+
+QByteArray SimulatedSite::deviceBody(const QString &mac, Clock::time_point now, Shape shape) const
+{
+    return renderDevices(now, shape, mac);
+}
+
+QByteArray SimulatedSite::renderDevices(Clock::time_point now, Shape shape, const QString &mac) const
+{
     QJsonArray data;
     for (const Entry &entry : m_devices) {
+        if (!mac.isEmpty() && entry.object.value(u"mac"_s).toString().compare(mac, Qt::CaseInsensitive) != 0)
+            continue;
         QJsonObject object = entry.object;
         if (isOffline(entry, now))
             object.insert(u"state"_s, 0);

@@ -34,6 +34,8 @@ public:
     [[nodiscard]] std::chrono::milliseconds offlineDuration() const { return m_offlineDuration; }
 
     [[nodiscard]] QByteArray devicesBody(Clock::time_point now, Shape shape = Shape::Normal) const;
+    /// The same envelope with only the device of that MAC (case-insensitively), or an empty list.
+    [[nodiscard]] QByteArray deviceBody(const QString &mac, Clock::time_point now, Shape shape = Shape::Normal) const;
     [[nodiscard]] QByteArray camerasBody(Clock::time_point now, Shape shape = Shape::Normal) const;
 
     /// MACs match case-insensitively, as the controller stores them lower-case and accepts either.
@@ -54,6 +56,8 @@ private:
     };
 
     [[nodiscard]] bool isOffline(const Entry &entry, Clock::time_point now) const { return now < entry.offlineUntil; }
+    /// Every device, or with a non-empty mac only that one.
+    [[nodiscard]] QByteArray renderDevices(Clock::time_point now, Shape shape, const QString &mac) const;
 
     QList<Entry> m_devices;
     QList<Entry> m_cameras;
