@@ -50,11 +50,15 @@ void TestSimConnection::requestLog()
     QCOMPARE(QJsonDocument::fromJson(login.value(u"body"_s).toString().toUtf8()).object().value(u"rememberMe"_s),
              QJsonValue(false));
     QCOMPARE(login.value(u"status"_s).toInt(), 200);
+    QVERIFY(login.contains(u"session"_s) && login.value(u"session"_s).isNull());
+    QCOMPARE(login.value(u"created"_s).toInt(), 1);
+    QCOMPARE(login.value(u"issuedToken"_s).toString(), QString::fromUtf8(client.csrfToken));
     const QJsonObject restart = requests[1];
     QCOMPARE(restart.value(u"cookie"_s).toBool(), true);
     QCOMPARE(restart.value(u"csrf"_s).toString(), QString::fromUtf8(client.csrfToken));
     QCOMPARE(restart.value(u"body"_s).toString(), QString::fromUtf8(restartBody(u"78:45:58:a1:10:20"_s)));
     QCOMPARE(restart.value(u"fingerprint"_s).toString(), simulator->fingerprint());
+    QCOMPARE(restart.value(u"session"_s).toInt(), 1);
 }
 
 void TestSimConnection::pipelinedAndSplitRequests()

@@ -24,6 +24,9 @@ private Q_SLOTS:
     void sessionExpires();
     void jwtCookieMode();
     void manualClockIsSharedByCopies();
+    void logNumbersSessions();
+    void logShowsIssuedTokens();
+    void logShowsTokenOfJwtAndHeaderlessLogins();
 };
 
 void TestSimSessions::loginAnswers_data()
@@ -294,6 +297,99 @@ void TestSimSessions::manualClockIsSharedByCopies()
     QCOMPARE(simulator->now(), clock.now());
     simulator->setClock({}); // the real clock again
     QVERIFY(simulator->now() != clock.now());
+}
+
+void TestSimSessions::logNumbersSessions()
+{
+    const auto simulator = startSimulator();
+    SimClient first(*simulator);
+    SimClient second(*simulator);
+    first.loginOk();
+    second.loginOk();
+    QCOMPARE(first.get(u"/api/users/self"_s).status, 200);
+    QCOMPARE(second.get(u"/api/users/self"_s).status, 200);
+    const QByteArray firstCookie = first.cookieHeader();
+    QCOMPARE(first.postWithToken(u"/api/auth/logout"_s).status, 200);
+    // A cookie of an ended session names no session.
+    QCOMPARE(first.get(u"/api/users/self"_s, {{QByteArrayLiteral("Cookie"), firstCookie}}).status, 401);
+    // Numbers are never reused, not even after every session ended.
+    simulator->expireSessions();
+    QCOMPARE(second.get(u"/api/users/self"_s).status, 401);
+    second.loginOk();
+    // The number is logged whatever happens to the request afterwards.
+    simulator->setFault({FaultKind::Drop, QString::fromLatin1(camerasPath), {}});
+    QCOMPARE(second.get(QString::fromLatin1(camerasPath)).status, 0);
+
+    const QList<QJsonObject> requests = requestEntries(*simulator);
+    QVERIFY(requests.size() >= 9); // Qt may send the dropped GET a second time
+    const auto field = [&](int index, const QString &key) { return requests[index].value(key); };
+    QVERIFY(field(0, u"session"_s).isNull()); // a login presents no cookie
+    QCOMPARE(field(0, u"created"_s), QJsonValue(1));
+    QCOMPARE(field(1, u"created"_s), QJsonValue(2));
+    QCOMPARE(field(2, u"session"_s), QJsonValue(1));
+    QCOMPARE(field(3, u"session"_s), QJsonValue(2));
+    QCOMPARE(field(4, u"session"_s), QJsonValue(1)); // the logout itself still rode on session 1
+    QVERIFY(!requests[4].contains(u"created"_s));
+    QVERIFY(field(5, u"session"_s).isNull());
+    QVERIFY(field(6, u"session"_s).isNull());
+    QCOMPARE(field(7, u"created"_s), QJsonValue(3));
+    for (int index = 8; index < requests.size(); ++index) {
+        QCOMPARE(field(index, u"session"_s), QJsonValue(3));
+        QCOMPARE(field(index, u"fault"_s).toString(), u"drop"_s);
+        QVERIFY(field(index, u"status"_s).isNull());
+    }
+}
+
+void TestSimSessions::logShowsIssuedTokens()
+{
+    const auto simulator = startSimulator(Kind::Classic);
+    SimClient client(*simulator);
+    QCOMPARE(client.login(u"demo"_s, u"wrong"_s).status, 400);
+    client.loginOk();
+    QCOMPARE(client.get(u"/api/self"_s).status, 200);
+    simulator->setCsrfRotation(true);
+    const Answer rotated = client.postWithToken(u"/api/s/default/cmd/devmgr"_s, restartBody(u"78:45:58:a1:10:20"_s));
+    QCOMPARE(rotated.status, 200);
+    QCOMPARE(client.postWithToken(u"/api/s/default/cmd/devmgr"_s, restartBody(u"78:45:58:a1:10:20"_s)).status,
+             403); // the old token: refused, and nothing rotates
+
+    const QList<QJsonObject> requests = requestEntries(*simulator);
+    QCOMPARE(requests.size(), 5);
+    QVERIFY(!requests[0].contains(u"created"_s));
+    QVERIFY(!requests[0].contains(u"issuedToken"_s));
+    QCOMPARE(requests[1].value(u"issuedToken"_s).toString(), QString::fromUtf8(client.csrfToken));
+    QVERIFY(!requests[2].contains(u"issuedToken"_s)); // a GET rotates nothing
+    QCOMPARE(requests[3].value(u"issuedToken"_s).toString(),
+             QString::fromUtf8(rotated.header(QByteArrayLiteral("X-Updated-CSRF-Token"))));
+    QVERIFY(!requests[4].contains(u"issuedToken"_s));
+}
+
+void TestSimSessions::logShowsTokenOfJwtAndHeaderlessLogins()
+{
+    // A JWT login: the token travels only as a claim of the cookie.
+    const auto simulator = startSimulator();
+    simulator->setJwtCookie(true);
+    SimClient client(*simulator);
+    client.loginOk();
+    const QByteArray payload = client.cookies().first().value().split('.').value(1);
+    const QString claim = QJsonDocument::fromJson(QByteArray::fromBase64(payload, QByteArray::Base64UrlEncoding |
+                                                                                      QByteArray::OmitTrailingEquals))
+                              .object()
+                              .value(u"csrfToken"_s)
+                              .toString();
+    QVERIFY(!claim.isEmpty());
+    QCOMPARE(requestEntries(*simulator).last().value(u"issuedToken"_s).toString(), claim);
+
+    // A login that carries no token at all: the log still tells which one the session holds.
+    simulator->setJwtCookie(false);
+    simulator->setCsrfHeaderAtLogin(false);
+    SimClient headerless(*simulator);
+    QVERIFY(!headerless.loginOk().hasHeader(QByteArrayLiteral("X-CSRF-Token")));
+    const QJsonObject login = requestEntries(*simulator).last();
+    QCOMPARE(login.value(u"created"_s), QJsonValue(2));
+    headerless.csrfToken = login.value(u"issuedToken"_s).toString().toUtf8();
+    QCOMPARE(headerless.postWithToken(QString::fromLatin1(unifiOsRestart), restartBody(u"78:45:58:a1:10:20"_s)).status,
+             200);
 }
 
 QTEST_GUILESS_MAIN(TestSimSessions)

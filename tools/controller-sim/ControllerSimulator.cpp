@@ -125,10 +125,14 @@ ControllerSimulator::Outcome ControllerSimulator::handle(const HttpRequest &requ
                       {u"body"_s, QString::fromUtf8(request.body)}};
     if (request.target != request.path)
         entry.insert(u"query"_s, QString::fromUtf8(request.target.mid(request.path.size() + 1)));
+    // Which session the cookie named when the request arrived, before anything (a logout, say)
+    // could end it: a client test can tell which login its requests ride on.
+    const SimSession *presented = m_state.sessions.find(request, SimRouter::cookieName(m_state.kind), now());
+    entry.insert(u"session"_s, presented ? QJsonValue(presented->number) : QJsonValue(QJsonValue::Null));
 
     Outcome outcome = m_state.faults.decide(
         path, SimRouter::loginPath(m_state.kind), SimRouter::isInventoryPath(path),
-        [&] { return m_router.route(request, path); }, entry);
+        [&] { return m_router.route(request, path, entry); }, entry);
     outcome.response.setHeader(QByteArrayLiteral("Server"), QByteArrayLiteral("lanternfold-sim"));
     for (const auto &[name, value] : std::as_const(m_state.extraHeaders))
         outcome.response.setHeader(name, value);

@@ -101,7 +101,7 @@ bool SimRouter::truncates(const QString &path) const
     return m_state.faults.faultFor(FaultKind::MalformedJson, path, loginPath(m_state.kind)).has_value();
 }
 
-HttpResponse SimRouter::route(const HttpRequest &request, const QString &path)
+HttpResponse SimRouter::route(const HttpRequest &request, const QString &path, QJsonObject &entry)
 {
     const bool isGet = request.method == "GET";
     const bool isPost = request.method == "POST";
@@ -109,7 +109,7 @@ HttpResponse SimRouter::route(const HttpRequest &request, const QString &path)
 
     // Paths answered without a session.
     if (path == loginPath(m_state.kind))
-        return isPost ? login(request) : notFound();
+        return isPost ? login(request, entry) : notFound();
     if (path == u"/"_s && isGet) {
         if (unifiOS)
             return htmlResponse(QByteArrayLiteral("UniFi OS"));
@@ -159,6 +159,7 @@ HttpResponse SimRouter::route(const HttpRequest &request, const QString &path)
     if (isPost && m_state.csrfRotation) {
         session->csrfToken = SimSessions::newCsrfToken();
         response.setHeader(QByteArrayLiteral("X-Updated-CSRF-Token"), session->csrfToken.toUtf8());
+        entry.insert(u"issuedToken"_s, session->csrfToken);
     }
     return response;
 }
@@ -181,7 +182,7 @@ HttpResponse SimRouter::siteEndpoint(const HttpRequest &request, const QString &
     return devices(path, percentDecoded(endpoint.value(2)));
 }
 
-HttpResponse SimRouter::login(const HttpRequest &request)
+HttpResponse SimRouter::login(const HttpRequest &request, QJsonObject &entry)
 {
     const auto now = m_state.now();
     if (!m_state.sessions.admitLogin(now)) {
@@ -208,6 +209,8 @@ HttpResponse SimRouter::login(const HttpRequest &request)
     const bool jwt = m_state.jwtCookie && m_state.kind == SimKind::UnifiOS;
     QByteArray cookieValue;
     const SimSession session = m_state.sessions.create(m_state.username, jwt, now, &cookieValue);
+    entry.insert(u"created"_s, session.number);
+    entry.insert(u"issuedToken"_s, session.csrfToken);
 
     HttpResponse response = m_state.kind == SimKind::UnifiOS ? self(session) : okEnvelope();
     response.headers.append({QByteArrayLiteral("Set-Cookie"), cookieName(m_state.kind) + '=' + cookieValue +

@@ -16,8 +16,9 @@ class SimRouter
 public:
     explicit SimRouter(SimState &state) : m_state(state) {}
 
-    /// The answer to one request.
-    HttpResponse route(const HttpRequest &request, const QString &path);
+    /// The answer to one request. Adds "created" and "issuedToken" to the log entry when a session
+    /// is made or a token rotated.
+    HttpResponse route(const HttpRequest &request, const QString &path, QJsonObject &entry);
 
     static QString loginPath(SimKind kind);
     static QString logoutPath(SimKind kind);
@@ -27,7 +28,7 @@ public:
     static bool isInventoryPath(const QString &path);
 
 private:
-    HttpResponse login(const HttpRequest &request);
+    HttpResponse login(const HttpRequest &request, QJsonObject &entry);
     HttpResponse logout(const QByteArray &cookieValue);
     HttpResponse siteEndpoint(const HttpRequest &request, const QString &path, const QString &rest);
     HttpResponse devices(const QString &path, const QString &mac);

@@ -37,6 +37,7 @@ QString SimSessions::newCsrfToken()
 SimSession &SimSessions::create(const QString &username, bool jwt, TimePoint now, QByteArray *cookieValue)
 {
     SimSession session;
+    session.number = m_nextNumber++;
     session.username = username;
     session.userId = QUuid::createUuidV5(QUuid(), username).toString(QUuid::WithoutBraces);
     session.csrfToken = newCsrfToken();

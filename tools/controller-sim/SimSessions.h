@@ -13,6 +13,8 @@ namespace lanternfold::sim {
 
 struct SimSession
 {
+    /// 1, 2, 3… in the order logins created them; never reused, not even after expireSessions().
+    int number = 0;
     QString username;
     QString userId;
     QString csrfToken;
@@ -58,6 +60,7 @@ private:
     QByteArray newJwt(const SimSession &session) const;
 
     QHash<QByteArray, SimSession> m_sessions;
+    int m_nextNumber = 1;
     std::chrono::milliseconds m_lifetime{std::chrono::hours(2)};
     QByteArray m_jwtSecret;
     int m_rateLimitLogins = 0;
