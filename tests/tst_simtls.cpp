@@ -1,5 +1,5 @@
 // The simulated controller's TLS side: which key each handshake presents, what the handshake log
-// says, and that no session is ever resumed.
+// says, ALPN, and that no session is ever resumed.
 #include "SimTestClient.h"
 
 #include <QTemporaryDir>
@@ -7,6 +7,20 @@
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 using namespace lanternfold::simtest;
+
+namespace {
+
+QList<QJsonObject> completedHandshakes(ControllerSimulator &simulator)
+{
+    QList<QJsonObject> completed;
+    for (const QJsonObject &entry : simulator.log().entries(u"handshake"_s)) {
+        if (entry.value(u"result"_s).toString() == u"completed"_s)
+            completed.append(entry);
+    }
+    return completed;
+}
+
+} // namespace
 
 class TestSimTls final : public QObject
 {
@@ -20,6 +34,10 @@ private Q_SLOTS:
     void loadedCertificateIsPresented();
     void tlsSessionsAreNeverResumed_data();
     void tlsSessionsAreNeverResumed();
+    void alpnOffersHttp2First();
+    void alpnHttp2AllowedNegotiatesH2();
+    void alpnHttp2DisallowedNegotiatesHttp11();
+    void alpnIsNullWithoutAnOffer();
 };
 
 void TestSimTls::keyFlip()
@@ -76,6 +94,7 @@ void TestSimTls::handshakeLogCompletedAndFailed()
     QCOMPARE(failed.value(u"fingerprint"_s).toString(), simulator->fingerprint());
     QVERIFY(!failed.value(u"error"_s).toString().isEmpty());
     QCOMPARE(failed.value(u"conn"_s).toInt(), 2);
+    QVERIFY(!failed.contains(u"alpn"_s)); // only a completed handshake negotiated anything
 
     // Qt's ordinary client with verification on and no CA: it refuses the self-signed key too.
     QSslSocket ordinary;
@@ -197,6 +216,68 @@ void TestSimTls::tlsSessionsAreNeverResumed()
     const auto handshakes = simulator->log().entries(u"handshake"_s);
     QCOMPARE(handshakes.size(), 2);
     QCOMPARE(handshakes[1].value(u"fingerprint"_s).toString(), simulator->fingerprint());
+}
+
+void TestSimTls::alpnOffersHttp2First()
+{
+    const QList<QByteArray> offered = lanternfold::sim::SimTlsServer::offeredProtocols();
+    QCOMPARE(offered, (QList<QByteArray>{QByteArrayLiteral("h2"), QByteArrayLiteral("http/1.1")}));
+    // Qt's server lets the client's order decide between protocols both sides have, so a client
+    // that prefers h2, as browsers and Qt do, gets h2.
+    const auto simulator = startSimulator();
+    const QString output =
+        runShellAsync(u"echo | openssl s_client -connect 127.0.0.1:%1 -alpn h2,http/1.1 2>&1"_s.arg(simulator->port()));
+    QVERIFY2(output.contains(u"ALPN protocol: h2"_s), qPrintable(output));
+    QCOMPARE(completedHandshakes(*simulator).last().value(u"alpn"_s).toString(), u"h2"_s);
+}
+
+void TestSimTls::alpnHttp2AllowedNegotiatesH2()
+{
+    const auto simulator = startSimulator();
+    SimClient client(*simulator);
+    client.http2Allowed = true;
+    client.transferTimeoutMs = 5000; // in case Qt waited for an HTTP/2 answer that never comes
+    const Answer answer = client.get(u"/"_s);
+    QVERIFY(answer.error != QNetworkReply::NoError); // no HTTP/2 is spoken here
+    QVERIFY(!completedHandshakes(*simulator).isEmpty());
+    QCOMPARE(completedHandshakes(*simulator).first().value(u"alpn"_s).toString(), u"h2"_s);
+    // The client's connection preface is refused as a bad request, and the server goes on.
+    QTRY_VERIFY_WITH_TIMEOUT(countEvents(*simulator, u"bad-request"_s, u"status"_s, 505) >= 1, 30000);
+    QVERIFY(simulator->isListening());
+    SimClient http1(*simulator);
+    QCOMPARE(http1.get(u"/"_s).status, 200);
+}
+
+void TestSimTls::alpnHttp2DisallowedNegotiatesHttp11()
+{
+    const auto simulator = startSimulator();
+    // HTTP/2 not allowed, and HTTP/1.1 offered in the client's own TLS configuration.
+    SimClient client(*simulator);
+    client.http2Allowed = false;
+    client.offeredProtocols = {QByteArrayLiteral("http/1.1")};
+    QCOMPARE(client.get(u"/"_s).status, 200);
+    QList<QJsonObject> completed = completedHandshakes(*simulator);
+    QCOMPARE(completed.size(), 1);
+    QCOMPARE(completed.first().value(u"alpn"_s), QJsonValue(u"http/1.1"_s));
+
+    // With HTTP/2 merely disallowed, Qt 6.4 offers no protocol at all, and nothing is negotiated.
+    SimClient plain(*simulator);
+    QCOMPARE(plain.get(u"/"_s).status, 200);
+    completed = completedHandshakes(*simulator);
+    QCOMPARE(completed.size(), 2);
+    QVERIFY(completed.last().contains(u"alpn"_s));
+    QVERIFY(completed.last().value(u"alpn"_s).isNull());
+}
+
+void TestSimTls::alpnIsNullWithoutAnOffer()
+{
+    const auto simulator = startSimulator();
+    RawConnection raw(*simulator); // Qt's default configuration offers no protocol
+    QVERIFY(raw.waitEncrypted());
+    QTRY_COMPARE_WITH_TIMEOUT(completedHandshakes(*simulator).size(), 1, 30000);
+    const QJsonObject handshake = completedHandshakes(*simulator).first();
+    QVERIFY(handshake.contains(u"alpn"_s));
+    QVERIFY(handshake.value(u"alpn"_s).isNull());
 }
 
 QTEST_GUILESS_MAIN(TestSimTls)

@@ -124,13 +124,24 @@ public:
     QByteArray csrfToken;
     /// Used by requests that name no transfer timeout of their own; 0 is none.
     int transferTimeoutMs = 0;
+    /// Off by default, as Lanternfold's client must have it: the simulator offers h2 but speaks
+    /// only HTTP/1.1.
+    bool http2Allowed = false;
+    /// ALPN protocols this client offers of its own accord. Qt 6.4 itself offers "h2" and
+    /// "http/1.1" only when HTTP/2 is allowed, and nothing at all otherwise.
+    QList<QByteArray> offeredProtocols;
 
 private:
     Answer send(bool post, const QString &path, const QByteArray &body, const RawHeaders &headers, int timeoutMs)
     {
         QNetworkRequest request(QUrl(u"https://127.0.0.1:%1%2"_s.arg(m_simulator.port()).arg(path)));
         request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-        request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
+        request.setAttribute(QNetworkRequest::Http2AllowedAttribute, http2Allowed);
+        if (!offeredProtocols.isEmpty()) {
+            QSslConfiguration configuration = request.sslConfiguration();
+            configuration.setAllowedNextProtocols(offeredProtocols);
+            request.setSslConfiguration(configuration);
+        }
         if (timeoutMs <= 0)
             timeoutMs = transferTimeoutMs;
         if (timeoutMs > 0)

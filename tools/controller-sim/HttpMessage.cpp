@@ -170,6 +170,12 @@ bool HttpRequestParser::parseHead(const QByteArray &head, HttpRequest &request)
     QByteArray requestLine = lines.value(0);
     if (requestLine.endsWith('\r'))
         requestLine.chop(1);
+    if (requestLine == "PRI * HTTP/2.0") {
+        // A client that negotiated h2 by ALPN opens with this preface; the server offers h2 as a
+        // console does but speaks only HTTP/1.1, so the client learns it here.
+        failWith(505, QByteArrayLiteral("HTTP/2 connection preface; only HTTP/1.0 and HTTP/1.1 are spoken here"));
+        return false;
+    }
     const QList<QByteArray> parts = requestLine.split(' ');
     if (parts.size() != 3 || !isToken(parts[0]) || !parts[1].startsWith('/')) {
         failWith(400, QByteArrayLiteral("malformed request line"));

@@ -22,6 +22,11 @@ SimTlsServer::~SimTlsServer()
     stop();
 }
 
+QList<QByteArray> SimTlsServer::offeredProtocols()
+{
+    return {QByteArray(QSslConfiguration::ALPNProtocolHTTP2), QByteArray(QSslConfiguration::NextProtocolHttp1_1)};
+}
+
 void SimTlsServer::setKeyFlip(bool on)
 {
     m_keyFlip = on;
@@ -119,8 +124,9 @@ void SimTlsServer::applyServerIdentity()
     configuration.setSslOption(QSsl::SslOptionDisableSessionTickets, true);
     configuration.setSslOption(QSsl::SslOptionDisableSessionSharing, true);
     configuration.setSslOption(QSsl::SslOptionDisableSessionPersistence, true);
-    // HTTP/1.1 only; offering nothing else keeps Qt's client from trying HTTP/2.
-    configuration.setAllowedNextProtocols({QByteArray(QSslConfiguration::NextProtocolHttp1_1)});
+    // Offered like a real console's web server, so that a client which leaves HTTP/2 allowed finds
+    // out here rather than on real equipment.
+    configuration.setAllowedNextProtocols(offeredProtocols());
     m_server->setSslConfiguration(configuration);
 }
 
@@ -175,7 +181,15 @@ void SimTlsServer::logHandshake(QSslSocket *socket, bool completed, const QStrin
                       {u"fingerprint"_s, handshake.fingerprint},
                       {u"result"_s, completed ? u"completed"_s : u"failed"_s}};
     if (completed) {
+        const QSslConfiguration configuration = socket->sslConfiguration();
         entry.insert(u"protocol"_s, socket->sessionProtocol() == QSsl::TlsV1_3 ? u"TLSv1.3"_s : u"TLSv1.2"_s);
+        // Only a real agreement counts: when the client offered nothing in common, Qt reports
+        // "http/1.1" as a guess, which is not what was negotiated.
+        const QByteArray alpn = configuration.nextNegotiatedProtocol();
+        const bool negotiated =
+            configuration.nextProtocolNegotiationStatus() == QSslConfiguration::NextProtocolNegotiationNegotiated &&
+            !alpn.isEmpty();
+        entry.insert(u"alpn"_s, negotiated ? QJsonValue(QString::fromLatin1(alpn)) : QJsonValue(QJsonValue::Null));
     } else {
         entry.insert(u"error"_s, error);
         if (!handshake.alert.isEmpty())

@@ -17,8 +17,8 @@ namespace lanternfold::sim {
 
 class SimLog;
 
-/// The listening TLS side: which key each handshake presents (including key flip) and the
-/// "handshake" log entries. Completed connections are handed on; what is said on
+/// The listening TLS side: which key each handshake presents (including key flip), what ALPN
+/// offers, and the "handshake" log entries. Completed connections are handed on; what is said on
 /// them is not its business.
 class SimTlsServer final : public QObject
 {
@@ -46,6 +46,10 @@ public:
 
     [[nodiscard]] const TlsIdentity &identity() const { return m_identity; }
     [[nodiscard]] const TlsIdentity &flipIdentity() const { return m_flipIdentity; }
+
+    /// What ALPN offers, most preferred first: HTTP/2 and HTTP/1.1, as a console's web server does,
+    /// although only HTTP/1.1 is spoken here.
+    static QList<QByteArray> offeredProtocols();
 
 private:
     struct PendingHandshake
