@@ -198,7 +198,7 @@ inline QByteArray restartBody(const QString &mac)
 
 inline std::optional<QJsonObject> findById(const QJsonArray &array, const QString &key, const QString &value)
 {
-    for (const QJsonValue &element : array) {
+    for (const auto &element : array) {
         if (element.toObject().value(key).toString() == value)
             return element.toObject();
     }

@@ -46,8 +46,8 @@ struct HttpResponse
 class HttpRequestParser
 {
 public:
-    static constexpr qsizetype maxHeaderBytes = 64 * 1024;
-    static constexpr qsizetype maxBodyBytes = 8 * 1024 * 1024;
+    static constexpr qsizetype maxHeaderBytes = qsizetype{64} * 1024;
+    static constexpr qsizetype maxBodyBytes = qsizetype{8} * 1024 * 1024;
 
     void feed(const QByteArray &bytes);
     /// The next complete request, if one has fully arrived.

@@ -4,6 +4,8 @@
 
 #include <QStringList>
 
+#include <cmath>
+
 namespace lanternfold::sim::SimCommands {
 
 using namespace Qt::StringLiterals;
@@ -12,7 +14,7 @@ namespace {
 
 std::chrono::milliseconds secondsToMs(double seconds)
 {
-    return std::chrono::milliseconds(static_cast<qint64>(seconds * 1000.0 + 0.5));
+    return std::chrono::milliseconds(std::llround(seconds * 1000.0));
 }
 
 double msToSeconds(std::chrono::milliseconds duration)

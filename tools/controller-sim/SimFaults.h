@@ -8,12 +8,13 @@
 #include <QString>
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <optional>
 
 namespace lanternfold::sim {
 
-enum class FaultKind {
+enum class FaultKind : std::uint8_t {
     Latency,       ///< answer late by Fault::latency
     ServerError,   ///< HTTP 500 with a body that is not UTF-8
     MalformedJson, ///< inventory GETs answer 200 with truncated JSON; with an explicit path
@@ -36,7 +37,7 @@ struct Fault
 /// What a connection does with one request.
 struct SimOutcome
 {
-    enum class Action {
+    enum class Action : std::uint8_t {
         Respond, ///< write the whole answer
         Drop,    ///< close without answering
         Hang,    ///< never answer, ignore what follows

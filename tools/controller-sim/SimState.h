@@ -10,9 +10,11 @@
 #include <QPair>
 #include <QString>
 
+#include <cstdint>
+
 namespace lanternfold::sim {
 
-enum class SimKind { UnifiOS, Classic };
+enum class SimKind : std::uint8_t { UnifiOS, Classic };
 
 /// Everything the simulated controller knows and is switched to, shared by the facade, the
 /// router and the command language. Plain data: the units that use it hold the behaviour.

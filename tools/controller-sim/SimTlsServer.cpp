@@ -146,11 +146,9 @@ void SimTlsServer::onHandshakeStarted(QSslSocket *socket)
     // A socket QSslServer gives up on (its handshake timer, a client that vanished) may go
     // without an error signal; its end must still be logged.
     connect(socket, &QObject::destroyed, this, [this, socket] {
-        const auto it = m_handshakes.find(socket);
-        if (it == m_handshakes.end())
+        if (!m_handshakes.contains(socket))
             return;
-        const PendingHandshake handshake = *it;
-        m_handshakes.erase(it);
+        const PendingHandshake handshake = m_handshakes.take(socket);
         m_log.append(QJsonObject{{u"event"_s, u"handshake"_s},
                                  {u"conn"_s, handshake.connectionId},
                                  {u"fingerprint"_s, handshake.fingerprint},
@@ -171,11 +169,9 @@ void SimTlsServer::onHandshakeError(QSslSocket *socket)
 
 void SimTlsServer::logHandshake(QSslSocket *socket, bool completed, const QString &error)
 {
-    const auto it = m_handshakes.find(socket);
-    if (it == m_handshakes.end())
+    if (!m_handshakes.contains(socket))
         return;
-    const PendingHandshake handshake = *it;
-    m_handshakes.erase(it);
+    const PendingHandshake handshake = m_handshakes.take(socket);
     QJsonObject entry{{u"event"_s, u"handshake"_s},
                       {u"conn"_s, handshake.connectionId},
                       {u"fingerprint"_s, handshake.fingerprint},

@@ -66,7 +66,7 @@ bool SimulatedSite::setDevicesJson(const QByteArray &json, QString *error)
         return false;
     }
     m_devices.clear();
-    for (const QJsonValue &value : *array)
+    for (const auto &value : *array)
         m_devices.append(Entry{value.toObject(), {}});
     return true;
 }
@@ -90,7 +90,7 @@ bool SimulatedSite::setCamerasJson(const QByteArray &json, QString *error)
         return false;
     }
     m_cameras.clear();
-    for (const QJsonValue &value : *array)
+    for (const auto &value : *array)
         m_cameras.append(Entry{value.toObject(), {}});
     return true;
 }

@@ -7,6 +7,7 @@
 #include <QString>
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 
 namespace lanternfold::sim {
@@ -20,7 +21,7 @@ public:
     using Clock = std::chrono::steady_clock;
 
     /// How an inventory body is rendered; the broken shapes serve the fault switches.
-    enum class Shape { Normal, WrongType };
+    enum class Shape : std::uint8_t { Normal, WrongType };
 
     /// The built-in demo site compiled into the program.
     static SimulatedSite demo();

@@ -5,6 +5,7 @@
 #include <QSslKey>
 #include <QString>
 
+#include <cstdint>
 #include <optional>
 
 namespace lanternfold::sim {
@@ -13,7 +14,7 @@ namespace lanternfold::sim {
 /// fingerprint the simulator announces never depends on the code it is meant to test.
 struct TlsIdentity
 {
-    enum class KeyType { Rsa, Ec };
+    enum class KeyType : std::uint8_t { Rsa, Ec };
 
     KeyType keyType = KeyType::Rsa;
     QByteArray certificatePem;

@@ -7,6 +7,7 @@
 #include <QSocketNotifier>
 #include <QTextStream>
 
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <sys/socket.h>
@@ -45,7 +46,7 @@ std::chrono::milliseconds seconds(const QCommandLineParser &parser, const QStrin
     const double value = parser.value(option).toDouble(&ok);
     if (!ok || value < 0)
         die(u"--%1 wants a number of seconds"_s.arg(option));
-    return std::chrono::milliseconds(static_cast<qint64>(value * 1000.0 + 0.5));
+    return std::chrono::milliseconds(std::llround(value * 1000.0));
 }
 
 QByteArray readFile(const QString &path)
@@ -100,7 +101,7 @@ void watchStandardInput(ControllerSimulator &simulator, QCoreApplication &app)
             }
             out() << simulator.applyCommand(line) << Qt::endl;
         }
-        if (pending->size() > 64 * 1024)
+        if (pending->size() > qsizetype{64} * 1024)
             pending->clear(); // a line that long is not a command
     });
 }
