@@ -1,13 +1,11 @@
 #include "Services/CertTrustService.h"
 #include "TestSupport.h"
 
-#include <QCoroTimer>
 #include <QProcess>
 #include <QSettings>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
-
-#include <QCoroTask>
 
 using namespace lanternfold;
 using namespace Qt::StringLiterals;
@@ -30,7 +28,7 @@ private Q_SLOTS:
     void wrongShapeCountsAsEmpty();
     void removingMissingPinStillWrites();
     void sharedUsesUserPreferences();
-    void oneQuestionPerHost();
+    void changesAreAnnounced();
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -175,28 +173,17 @@ void TestCertTrustService::sharedUsesUserPreferences()
     CertTrustService::shared().removePin(u"shared.test"_s);
 }
 
-void TestCertTrustService::oneQuestionPerHost()
+void TestCertTrustService::changesAreAnnounced()
 {
     CertTrustService trust(settingsPath());
-    int questions = 0;
-    auto ask = [&questions]() -> QCoro::Task<bool> {
-        ++questions;
-        QTimer timer;
-        timer.start(200);
-        co_await timer;
-        co_return true;
-    };
-    std::optional<bool> first;
-    std::optional<bool> second;
-    std::optional<bool> otherHost;
-    auto run = [](CertTrustService &t, QString host, std::function<QCoro::Task<bool>()> a,
-                  std::optional<bool> &out) -> QCoro::Task<void> { out = co_await t.askOnce(host, a); };
-    auto t1 = run(trust, u"h"_s, ask, first);
-    auto t2 = run(trust, u"h"_s, ask, second);
-    auto t3 = run(trust, u"other"_s, ask, otherHost);
-    QTRY_VERIFY(first.has_value() && second.has_value() && otherHost.has_value());
-    QCOMPARE(questions, 2); // one for "h", one for "other"
-    QVERIFY(*first && *second && *otherHost);
+    QSignalSpy changed(&trust, &CertTrustService::pinChanged);
+    trust.pin(u"h"_s, u"x"_s);
+    trust.pin(u"h"_s, u"y"_s);
+    trust.removePin(u"h"_s);
+    trust.removePin(u"never pinned"_s);
+    QCOMPARE(changed.size(), 4);
+    QCOMPARE(changed.at(0).first().toString(), u"h"_s);
+    QCOMPARE(changed.at(3).first().toString(), u"never pinned"_s);
 }
 
 QTEST_GUILESS_MAIN(TestCertTrustService)

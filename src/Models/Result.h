@@ -5,6 +5,14 @@
 
 namespace lanternfold {
 
+/// The value of an operation that succeeds with nothing to return. Deliberately not
+/// std::monostate: QCoro keeps a task's result in a variant whose first alternative is
+/// std::monostate, so co_returning one would read as "no result" there.
+struct Done
+{
+    bool operator==(const Done &) const = default;
+};
+
 /// Either a value or an error; the project's own stand-in for std::expected, which Debian's
 /// clang cannot compile against libstdc++ 12.
 template <typename T, typename E>

@@ -1,6 +1,7 @@
 #include "Services/CertTrustService.h"
 
-#include <QCoroSignal>
+#include "Services/FirstUseTrust.h"
+
 #include <QCryptographicHash>
 #include <QSettings>
 #include <QStandardPaths>
@@ -13,20 +14,8 @@ using namespace Qt::StringLiterals;
 
 const QString CertTrustService::defaultsKey = u"com.lanternfold.pinnedCertFingerprints"_s;
 
-/// One open first-use question; later callers for the same host wait for its answer.
-class CertTrustService::OpenQuestion final : public QObject
-{
-    Q_OBJECT
-
-public:
-    std::optional<bool> answer;
-
-Q_SIGNALS:
-    void answered(bool approved);
-};
-
 CertTrustService::CertTrustService(QString settingsPath, QObject *parent)
-    : QObject(parent), m_settingsPath(std::move(settingsPath))
+    : QObject(parent), m_settingsPath(std::move(settingsPath)), m_firstUse(std::make_unique<FirstUseTrust>(*this))
 {
 }
 
@@ -109,6 +98,7 @@ void CertTrustService::pin(const QString &host, const QString &fingerprint)
     auto all = pins();
     all.insert(host, fingerprint);
     store(all);
+    Q_EMIT pinChanged(host);
 }
 
 void CertTrustService::removePin(const QString &host)
@@ -116,26 +106,7 @@ void CertTrustService::removePin(const QString &host)
     auto all = pins();
     all.remove(host);
     store(all);
-}
-
-QCoro::Task<bool> CertTrustService::askOnce(const QString &host, std::function<QCoro::Task<bool>()> ask)
-{
-    if (const auto open = m_openQuestions.value(host)) {
-        if (open->answer)
-            co_return *open->answer;
-        const auto answered = co_await qCoro(open.get(), &OpenQuestion::answered);
-        co_return answered;
-    }
-    const auto question = QSharedPointer<OpenQuestion>::create();
-    m_openQuestions.insert(host, question);
-    const bool approved = co_await ask();
-    question->answer = approved;
-    if (m_openQuestions.value(host) == question)
-        m_openQuestions.remove(host);
-    Q_EMIT question->answered(approved);
-    co_return approved;
+    Q_EMIT pinChanged(host);
 }
 
 } // namespace lanternfold
-
-#include "CertTrustService.moc"

@@ -2,18 +2,16 @@
 
 #include <QHash>
 #include <QObject>
-#include <QPointer>
-#include <QSharedPointer>
 #include <QSslCertificate>
 #include <QString>
 #include <QVariantMap>
 
-#include <QCoroTask>
-
-#include <functional>
+#include <memory>
 #include <optional>
 
 namespace lanternfold {
+
+class FirstUseTrust;
 
 /// Trust on first use: computes the fingerprint of a controller's public key and keeps the
 /// approved fingerprint of each host. The pin is the whole of trust; certificate chains, dates
@@ -46,18 +44,19 @@ public:
     void pin(const QString &host, const QString &fingerprint);
     void removePin(const QString &host);
 
-    /// Asks `ask` whether to trust a first-seen key of host, unless a question for that host is
-    /// already open: then it waits for that question's answer instead of asking a second time.
-    QCoro::Task<bool> askOnce(const QString &host, std::function<QCoro::Task<bool>()> ask);
+    /// The first-use questions asked about the hosts of this pin store.
+    [[nodiscard]] FirstUseTrust &firstUse() { return *m_firstUse; }
+
+Q_SIGNALS:
+    /// host's pin was stored, replaced or removed.
+    void pinChanged(const QString &host);
 
 private:
-    class OpenQuestion;
-
     [[nodiscard]] QVariantMap storedMap() const;
     void store(const QHash<QString, QString> &pins);
 
     QString m_settingsPath;
-    QHash<QString, QSharedPointer<OpenQuestion>> m_openQuestions;
+    std::unique_ptr<FirstUseTrust> m_firstUse;
 };
 
 } // namespace lanternfold

@@ -5,6 +5,7 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QSslConfiguration>
+#include <QSslSocket>
 
 namespace lanternfold {
 
@@ -14,7 +15,8 @@ constexpr const char *refusalProperty = "lanternfoldPinRefusal";
 
 } // namespace
 
-PinningSessionDelegate::PinningSessionDelegate(QString host, CertTrustService &trust, QNetworkAccessManager *manager)
+PinningSessionDelegate::PinningSessionDelegate(QString host, const CertTrustService &trust,
+                                               QNetworkAccessManager *manager)
     : QObject(manager), m_host(std::move(host)), m_trust(trust)
 {
     connect(manager, &QNetworkAccessManager::sslErrors, this, &PinningSessionDelegate::handleSslErrors);
@@ -32,33 +34,44 @@ std::optional<PinRefusal> PinningSessionDelegate::check(const std::optional<QStr
     return std::nullopt;
 }
 
-void PinningSessionDelegate::handleSslErrors(QNetworkReply *reply, const QList<QSslError> &errors)
+std::optional<PinRefusal> PinningSessionDelegate::check(const QNetworkReply &reply) const
 {
-    const QSslConfiguration configuration = reply->sslConfiguration();
+    const QSslConfiguration configuration = reply.sslConfiguration();
     const QList<QSslCertificate> chain = configuration.peerCertificateChain();
     const QSslCertificate leaf = chain.isEmpty() ? configuration.peerCertificate() : chain.first();
-    const auto refusal = check(CertTrustService::fingerprint(leaf));
+    return check(CertTrustService::fingerprint(leaf));
+}
+
+void PinningSessionDelegate::handleSslErrors(QNetworkReply *reply, const QList<QSslError> &errors) const
+{
+    const auto refusal = check(*reply);
     if (!refusal) {
-        m_lastRefusal.reset();
         reply->ignoreSslErrors(errors);
         return;
     }
-    m_lastRefusal = refusal;
-    // Not ignoring the errors is the refusal: the handshake fails and nothing is sent. The reply
-    // remembers why, so the client can report it once the request has ended.
-    reply->setProperty(refusalProperty, QVariant::fromValue(QStringList{QString::number(int(refusal->reason)),
-                                                                        refusal->expected, refusal->presented}));
+    // Not ignoring the errors is the refusal: the handshake fails and nothing is sent.
+    reply->setProperty(refusalProperty, QVariant::fromValue(*refusal));
 }
 
-std::optional<PinRefusal> PinningSessionDelegate::refusalOf(const QNetworkReply *reply)
+QSslConfiguration PinningSessionDelegate::tlsConfiguration()
 {
-    const QVariant value = reply->property(refusalProperty);
-    if (!value.isValid())
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    configuration.setCaCertificates({});
+    configuration.setPeerVerifyMode(QSslSocket::VerifyPeer);
+    configuration.setSslOption(QSsl::SslOptionDisableSessionTickets, true);
+    configuration.setSslOption(QSsl::SslOptionDisableSessionSharing, true);
+    configuration.setSslOption(QSsl::SslOptionDisableSessionPersistence, true);
+    // With HTTP/2 switched off, Qt offers no protocol at all; say plainly that HTTP/1.1 follows.
+    configuration.setAllowedNextProtocols({QByteArray(QSslConfiguration::NextProtocolHttp1_1)});
+    return configuration;
+}
+
+std::optional<PinRefusal> PinningSessionDelegate::refusalOf(const QNetworkReply &reply)
+{
+    const QVariant value = reply.property(refusalProperty);
+    if (!value.canConvert<PinRefusal>())
         return std::nullopt;
-    const QStringList parts = value.toStringList();
-    if (parts.size() != 3)
-        return std::nullopt;
-    return PinRefusal{PinRefusal::Reason(parts.at(0).toInt()), parts.at(1), parts.at(2)};
+    return value.value<PinRefusal>();
 }
 
 } // namespace lanternfold

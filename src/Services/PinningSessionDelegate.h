@@ -1,13 +1,11 @@
 #pragma once
 
+#include <QMetaType>
 #include <QObject>
-#include <QPointer>
+#include <QSslConfiguration>
 #include <QSslError>
 #include <QString>
 
-#include <QCoroTask>
-
-#include <functional>
 #include <optional>
 
 class QNetworkAccessManager;
@@ -22,45 +20,54 @@ struct PinRefusal
 {
     enum class Reason { mismatch, unpinned, unreadable };
     Reason reason = Reason::unpinned;
+    /// The pinned fingerprint (mismatch only).
     QString expected;
+    /// The presented fingerprint (empty when it could not be computed).
     QString presented;
+
+    bool operator==(const PinRefusal &) const = default;
 };
 
-/// Checks the key of every TLS connection a client's network manager opens against the pin of
-/// the configured host, before any request byte is sent on it.
+/// Checks the key a TLS connection of one network manager presents against the pin of the
+/// configured host, before any request byte is sent on that connection.
 ///
-/// Verification runs with an empty CA list, so every handshake reports errors to sslErrors; there
-/// the presented key is compared with the pin and only then are exactly those errors ignored.
-/// Qt's network thread waits on that slot, so it only compares: questions are asked elsewhere.
+/// Verification runs with an empty CA list, so a handshake always reports errors to sslErrors;
+/// there the presented key is compared with the pin, and only a match ignores exactly those errors.
+/// Qt's network thread waits on that slot, so it only compares: it never asks, deletes or drops.
+/// A refused reply carries its refusal (refusalOf), for the client to report once it has ended.
+///
+/// Qt lets a connection that reconnects reuse the errors once ignored on it without asking again,
+/// so a pin that changes must be followed by dropping the manager's cached connections; the client
+/// does that.
 class PinningSessionDelegate final : public QObject
 {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(PinningSessionDelegate)
 
 public:
-    PinningSessionDelegate(QString host, CertTrustService &trust, QNetworkAccessManager *manager);
+    PinningSessionDelegate(QString host, const CertTrustService &trust, QNetworkAccessManager *manager);
+    ~PinningSessionDelegate() override = default;
 
-    /// Asks whether to trust a key seen for the first time; set by the client.
-    std::function<QCoro::Task<bool>(const QString &host, const QString &fingerprint)> onNewCertificate;
-    /// Told when a pinned key changed; set by the client.
-    std::function<void(const QString &host, const QString &expected, const QString &presented)> onMismatch;
-
-    /// Why the check refused the connection of reply, if it did.
-    static std::optional<PinRefusal> refusalOf(const QNetworkReply *reply);
-
-    /// The most recent refusal. Requests queued on a connection whose handshake was refused fail
-    /// with it too, although only the first of them was handed to the check.
-    [[nodiscard]] const std::optional<PinRefusal> &lastRefusal() const { return m_lastRefusal; }
-
-    /// The decision for one presented key: nothing when it matches the pin.
+    /// The decision for one presented key fingerprint: nothing when it matches the pin.
     [[nodiscard]] std::optional<PinRefusal> check(const std::optional<QString> &presented) const;
+    /// The decision for the certificate a reply's connection presented.
+    [[nodiscard]] std::optional<PinRefusal> check(const QNetworkReply &reply) const;
+
+    /// The refusal the check handed this reply, if it refused the reply's connection.
+    static std::optional<PinRefusal> refusalOf(const QNetworkReply &reply);
+
+    /// The TLS settings of every connection to a controller: verification on with no CA at all,
+    /// so that a handshake always reports errors and the pin check decides; no session
+    /// resumption, so that every connection presents its certificate afresh; HTTP/1.1 only.
+    static QSslConfiguration tlsConfiguration();
 
 private:
-    void handleSslErrors(QNetworkReply *reply, const QList<QSslError> &errors);
+    void handleSslErrors(QNetworkReply *reply, const QList<QSslError> &errors) const;
 
     QString m_host;
-    CertTrustService &m_trust;
-    std::optional<PinRefusal> m_lastRefusal;
+    const CertTrustService &m_trust;
 };
 
 } // namespace lanternfold
+
+Q_DECLARE_METATYPE(lanternfold::PinRefusal)

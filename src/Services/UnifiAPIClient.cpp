@@ -1,20 +1,19 @@
 #include "Services/UnifiAPIClient.h"
 
 #include "Services/CertTrustService.h"
+#include "Services/FirstUseTrust.h"
 #include "Services/Inventory.h"
+#include "Services/Latch.h"
 #include "Services/PinningSessionDelegate.h"
 
-#include <QCoroNetworkReply>
-#include <QCoroSignal>
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
+#include <QNetworkCookie>
 #include <QNetworkCookieJar>
 #include <QNetworkReply>
 #include <QNetworkRequest>
-#include <QSslConfiguration>
-#include <QSslSocket>
+#include <QPointer>
 #include <QStringDecoder>
-#include <QTimer>
 
 #include <memory>
 
@@ -22,7 +21,7 @@ namespace lanternfold {
 
 using namespace Qt::StringLiterals;
 
-/// The client's private cookie store, with the means to empty it at logout.
+/// The client's private cookie store, with the means to empty it.
 class ClientCookieJar final : public QNetworkCookieJar
 {
 public:
@@ -30,50 +29,14 @@ public:
     using QNetworkCookieJar::QNetworkCookieJar;
 };
 
-namespace {
-
-constexpr const char *abortedProperty = "lanternfoldAborted";
-
-/// A one-shot signal that remembers it fired, so an await that starts late still sees it.
-class Latch final : public QObject
+/// A login in progress; logins that overlap it wait for its outcome.
+struct UnifiAPIClient::LoginAttempt
 {
-    Q_OBJECT
-
-public:
-    void fire()
-    {
-        if (m_fired)
-            return;
-        m_fired = true;
-        Q_EMIT fired();
-    }
-    [[nodiscard]] bool hasFired() const { return m_fired; }
-
-Q_SIGNALS:
-    void fired();
-
-private:
-    bool m_fired = false;
+    Latch finished;
+    std::optional<APIResult<Done>> result;
 };
 
-QCoro::Task<void> waitFor(Latch *latch)
-{
-    if (!latch->hasFired())
-        co_await qCoro(latch, &Latch::fired);
-}
-
-/// Verification on with no CA at all: every handshake then reports its errors, and the pin check
-/// decides. No session resumption, so every connection presents its certificate afresh.
-QSslConfiguration pinnedTlsConfiguration()
-{
-    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
-    configuration.setCaCertificates({});
-    configuration.setPeerVerifyMode(QSslSocket::VerifyPeer);
-    configuration.setSslOption(QSsl::SslOptionDisableSessionTickets, true);
-    configuration.setSslOption(QSsl::SslOptionDisableSessionSharing, true);
-    configuration.setSslOption(QSsl::SslOptionDisableSessionPersistence, true);
-    return configuration;
-}
+namespace {
 
 QString utf8OrEmpty(const QByteArray &bytes)
 {
@@ -87,10 +50,18 @@ bool isSuccess(int status)
     return status >= 200 && status <= 299;
 }
 
-struct ReplyDeleter
+/// Whether the request failed below HTTP: no answer, or an answer cut short. Qt also reports HTTP
+/// error statuses as errors: the content family (4xx), the server family (5xx) and 400 as an
+/// invalid operation; those answers arrived whole and are judged by their status instead.
+bool isTransportFailure(QNetworkReply::NetworkError error)
 {
-    void operator()(QNetworkReply *reply) const { reply->deleteLater(); }
-};
+    const int code = int(error);
+    const bool answeredWithStatus =
+        (code >= QNetworkReply::ContentAccessDenied && code <= QNetworkReply::UnknownContentError) ||
+        (code >= QNetworkReply::InternalServerError && code <= QNetworkReply::UnknownServerError) ||
+        error == QNetworkReply::ProtocolInvalidOperationError;
+    return error != QNetworkReply::NoError && !answeredWithStatus;
+}
 
 } // namespace
 
@@ -100,33 +71,66 @@ UnifiAPIClient::UnifiAPIClient(ControllerConfig config, CertTrustService &trust,
       m_trust(trust),
       m_manager(new QNetworkAccessManager(this)),
       m_cookieJar(new ClientCookieJar),
-      m_delegate(nullptr)
+      m_delegate(nullptr),
+      m_closed(std::make_shared<Latch>())
 {
     m_manager->setCookieJar(m_cookieJar); // the manager owns it
     m_delegate = new PinningSessionDelegate(m_config.host, m_trust, m_manager);
-    // The delegate holds the client only through these calls; the client owns the delegate.
-    m_delegate->onNewCertificate = [this](const QString &host, const QString &fingerprint) {
-        return askApproval(host, fingerprint);
-    };
-    m_delegate->onMismatch = [this](const QString &host, const QString &expected, const QString &presented) {
-        if (m_mismatchHandler)
-            m_mismatchHandler(host, expected, presented);
-    };
+    connect(&m_trust, &CertTrustService::pinChanged, this, &UnifiAPIClient::onPinChanged);
 }
 
-UnifiAPIClient::~UnifiAPIClient() = default;
-
-QList<QNetworkCookie> UnifiAPIClient::cookies() const
+UnifiAPIClient::~UnifiAPIClient()
 {
-    return m_cookieJar->allCookies();
+    close();
 }
 
-QCoro::Task<bool> UnifiAPIClient::askApproval(QString host, QString fingerprint)
+void UnifiAPIClient::close()
 {
-    if (!m_approvalHandler)
-        co_return false; // nobody to ask
-    const bool approved = co_await m_approvalHandler(host, fingerprint);
-    co_return approved;
+    if (m_closed->isSet())
+        return;
+    // Waiters resume from the event loop, after this returns, and find the latch set.
+    m_closed->set();
+    const auto inFlight = m_inFlight;
+    m_inFlight.clear();
+    for (QNetworkReply *reply : inFlight)
+        reply->abort();
+    forgetSession();
+}
+
+bool UnifiAPIClient::isClosed() const
+{
+    return m_closed->isSet();
+}
+
+void UnifiAPIClient::forgetSession()
+{
+    for (const QNetworkCookie &cookie : m_cookieJar->allCookies())
+        m_cookieJar->deleteCookie(cookie);
+    m_csrfToken.reset();
+}
+
+bool UnifiAPIClient::holdsSessionSecrets() const
+{
+    return m_csrfToken.has_value() || !m_cookieJar->allCookies().isEmpty();
+}
+
+void UnifiAPIClient::onPinChanged(const QString &host)
+{
+    if (host != m_config.host || m_closed->isSet())
+        return;
+    // Qt would let the cached connections reconnect without asking the check again.
+    m_connectionsStale = true;
+    dropStaleConnectionsIfIdle();
+}
+
+void UnifiAPIClient::dropStaleConnectionsIfIdle()
+{
+    // Only while idle: with a request in flight, Qt's network thread may be waiting on the main
+    // thread, and clearing the cache waits for that thread.
+    if (!m_connectionsStale || !m_inFlight.isEmpty())
+        return;
+    m_connectionsStale = false;
+    m_manager->clearConnectionCache();
 }
 
 QString UnifiAPIClient::networkPath(const QString &suffix) const
@@ -141,9 +145,11 @@ QNetworkRequest UnifiAPIClient::makeRequest(const QString &path, bool sendsCsrfT
     url.setPath(path, QUrl::DecodedMode);
     QNetworkRequest request(url);
     request.setTransferTimeout(static_cast<int>(m_transferTimeout.count()));
-    request.setSslConfiguration(pinnedTlsConfiguration());
+    request.setSslConfiguration(PinningSessionDelegate::tlsConfiguration());
     // A redirect could carry the credentials to another server; a controller never needs one.
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    // The API is a handful of small requests: HTTP/2 would bring nothing but another code path.
+    request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
     if (sendsCsrfToken && m_csrfToken)
         request.setRawHeader("X-CSRF-Token", m_csrfToken->toUtf8());
     return request;
@@ -152,37 +158,79 @@ QNetworkRequest UnifiAPIClient::makeRequest(const QString &path, bool sendsCsrfT
 QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::send(QNetworkRequest request,
                                                                       std::optional<QByteArray> body)
 {
-    if (m_invalidated)
-        co_return UnifiAPIError::notLoggedIn();
-    const QByteArray verb = body ? "POST" : "GET";
-    std::unique_ptr<QNetworkReply, ReplyDeleter> reply(body ? m_manager->sendCustomRequest(request, verb, *body)
-                                                            : m_manager->get(request));
-    m_inFlight.insert(reply.get());
-    co_await reply.get();
-    m_inFlight.remove(reply.get());
-
-    const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    if (!status.isValid()) {
-        auto refusal = PinningSessionDelegate::refusalOf(reply.get());
-        if (!refusal && reply->error() == QNetworkReply::SslHandshakeFailedError)
-            refusal = m_delegate->lastRefusal();
-        if (refusal) {
-            if (refusal->reason == PinRefusal::Reason::mismatch) {
-                m_delegate->onMismatch(m_config.host, refusal->expected, refusal->presented);
-                co_return UnifiAPIError::certificateMismatch(refusal->expected, refusal->presented);
-            }
-            co_return UnifiAPIError::certificateRejected();
-        }
-        if (reply->error() == QNetworkReply::OperationCanceledError && !reply->property(abortedProperty).toBool())
-            co_return UnifiAPIError::network(u"The request timed out."_s);
-        co_return UnifiAPIError::network(reply->errorString());
+    const std::shared_ptr<Latch> closed = m_closed;
+    // After a pin change nothing may start on a connection approved under the old pin: wait until
+    // the requests in flight have ended and the cached connections are gone.
+    while (!closed->isSet() && m_connectionsStale && !m_inFlight.isEmpty()) {
+        Wakeup idle;
+        idle.watch(*closed);
+        idle.watch(this, &UnifiAPIClient::becameIdle);
+        co_await idle.wait();
     }
-    if (reply->hasRawHeader("x-updated-csrf-token"))
-        m_csrfToken = QString::fromUtf8(reply->rawHeader("x-updated-csrf-token"));
-    Response response{status.toInt(), reply->readAll(), {}};
-    for (const auto &[name, value] : reply->rawHeaderPairs())
+    if (closed->isSet())
+        co_return UnifiAPIError::closed();
+    dropStaleConnectionsIfIdle();
+
+    const QByteArray verb = body ? "POST" : "GET";
+    const QPointer<QNetworkReply> reply =
+        body ? m_manager->sendCustomRequest(request, verb, *body) : m_manager->get(request);
+    m_inFlight.insert(reply);
+    Wakeup done;
+    done.watch(*closed);
+    done.watch(reply.get(), &QNetworkReply::finished);
+    co_await done.wait();
+    if (closed->isSet()) {
+        // close() aborted the reply; if the client died, its manager took the reply along.
+        if (reply)
+            reply->deleteLater();
+        co_return UnifiAPIError::closed();
+    }
+
+    m_inFlight.remove(reply);
+    const auto refusal = PinningSessionDelegate::refusalOf(*reply);
+    APIResult<Response> result = interpret(*reply);
+    reply->deleteLater();
+    if (m_inFlight.isEmpty()) {
+        dropStaleConnectionsIfIdle();
+        Q_EMIT becameIdle();
+    }
+    // Last, because the handler may close the client: a changed key, seen by the check itself.
+    // Requests that only shared the refused connection report the same error without a second call.
+    if (refusal && refusal->reason == PinRefusal::Reason::mismatch && m_mismatchHandler) {
+        const MismatchHandler handler = m_mismatchHandler;
+        handler(m_config.host, refusal->expected, refusal->presented);
+    }
+    co_return result;
+}
+
+APIResult<UnifiAPIClient::Response> UnifiAPIClient::interpret(QNetworkReply &reply)
+{
+    const QNetworkReply::NetworkError error = reply.error();
+    if (isTransportFailure(error)) {
+        auto refusal = PinningSessionDelegate::refusalOf(reply);
+        // Requests queued on a connection whose handshake was refused fail with it, although only
+        // the first of them went through the check: judge the key that connection presented.
+        if (!refusal && error == QNetworkReply::SslHandshakeFailedError &&
+            !reply.sslConfiguration().peerCertificate().isNull())
+            refusal = m_delegate->check(reply);
+        if (refusal && refusal->reason == PinRefusal::Reason::mismatch)
+            return UnifiAPIError::certificateMismatch(refusal->expected, refusal->presented);
+        if (refusal)
+            return UnifiAPIError::certificateRejected();
+        // Nothing but the transfer timeout aborts a request of an open client.
+        if (error == QNetworkReply::OperationCanceledError)
+            return UnifiAPIError::network(u"The request timed out."_s);
+        return UnifiAPIError::network(reply.errorString());
+    }
+    const QVariant status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    if (!status.isValid())
+        return UnifiAPIError::network(u"The controller's answer was not an HTTP response."_s);
+    if (reply.hasRawHeader("x-updated-csrf-token"))
+        m_csrfToken = QString::fromUtf8(reply.rawHeader("x-updated-csrf-token"));
+    Response response{status.toInt(), reply.readAll(), {}};
+    for (const auto &[name, value] : reply.rawHeaderPairs())
         response.headers.insert(name.toLower(), value);
-    co_return response;
+    return response;
 }
 
 QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::get(QString path)
@@ -207,76 +255,47 @@ APIResult<Done> UnifiAPIClient::assertOK(const Response &response)
     return UnifiAPIError::server(response.status, utf8OrEmpty(response.body));
 }
 
-QCoro::Task<APIResult<QSslCertificate>> UnifiAPIClient::fetchPeerCertificate()
-{
-    const QUrl base = m_config.baseURL();
-    QSslSocket socket;
-    QSslConfiguration configuration = pinnedTlsConfiguration();
-    // Only the certificate is wanted here; the decision is the user's, then the pin's.
-    configuration.setPeerVerifyMode(QSslSocket::QueryPeer);
-    socket.setSslConfiguration(configuration);
-    // Queued: the socket lives in this frame, and the frame must not end inside the socket's
-    // own signal, which is where a direct connection would resume it.
-    Latch done;
-    connect(&socket, &QSslSocket::encrypted, &done, &Latch::fire, Qt::QueuedConnection);
-    connect(&socket, &QAbstractSocket::errorOccurred, &done, &Latch::fire, Qt::QueuedConnection);
-    QTimer timeout;
-    timeout.setSingleShot(true);
-    connect(&timeout, &QTimer::timeout, &done, &Latch::fire);
-    timeout.start(m_transferTimeout);
-    socket.connectToHostEncrypted(base.host(), static_cast<quint16>(base.port(443)));
-    co_await waitFor(&done);
-
-    if (!socket.isEncrypted()) {
-        const bool timedOut = !timeout.isActive();
-        const QString error = timedOut ? u"The request timed out."_s : socket.errorString();
-        socket.abort();
-        co_return UnifiAPIError::network(error);
-    }
-    const QList<QSslCertificate> chain = socket.peerCertificateChain();
-    const QSslCertificate leaf = chain.isEmpty() ? socket.peerCertificate() : chain.first();
-    socket.disconnectFromHost();
-    socket.abort();
-    co_return leaf;
-}
-
-QCoro::Task<bool> UnifiAPIClient::askOnce(QString host, QString fingerprint)
-{
-    const bool approved = co_await m_delegate->onNewCertificate(host, fingerprint);
-    if (approved)
-        m_trust.pin(host, fingerprint);
-    co_return approved;
-}
-
-QCoro::Task<APIResult<Done>> UnifiAPIClient::ensureKeyApproved()
-{
-    const QString host = m_config.host;
-    if (m_trust.pinnedFingerprint(host))
-        co_return Done{};
-    auto certificate = co_await fetchPeerCertificate();
-    if (!certificate.ok())
-        co_return certificate.error();
-    if (m_trust.pinnedFingerprint(host))
-        co_return Done{}; // pinned meanwhile by another connection's question
-    const auto fingerprint = CertTrustService::fingerprint(certificate.value());
-    if (!fingerprint)
-        co_return UnifiAPIError::certificateRejected();
-    const QString &presented = *fingerprint;
-    // One question per host at a time: a second login to the same host waits for the answer.
-    std::function<QCoro::Task<bool>()> ask = [this, host, presented] { return askOnce(host, presented); };
-    const bool approved = co_await m_trust.askOnce(host, std::move(ask));
-    if (!approved)
-        co_return UnifiAPIError::certificateRejected();
-    co_return Done{};
-}
-
 QCoro::Task<APIResult<Done>> UnifiAPIClient::login(QString password)
 {
-    if (m_invalidated)
-        co_return UnifiAPIError::notLoggedIn();
-    const auto approved = co_await ensureKeyApproved();
-    if (!approved.ok())
-        co_return approved.error();
+    if (m_closed->isSet())
+        co_return UnifiAPIError::closed();
+    if (m_login)
+        co_return co_await awaitLogin(m_login, m_closed);
+    const auto attempt = std::make_shared<LoginAttempt>();
+    m_login = attempt;
+    const std::shared_ptr<Latch> closed = m_closed;
+    APIResult<Done> result = co_await performLogin(std::move(password));
+    attempt->result = result;
+    if (!closed->isSet() && m_login == attempt)
+        m_login.reset();
+    attempt->finished.set();
+    co_return result;
+}
+
+QCoro::Task<APIResult<Done>> UnifiAPIClient::awaitLogin(std::shared_ptr<LoginAttempt> attempt,
+                                                        std::shared_ptr<Latch> closed)
+{
+    Wakeup wakeup;
+    wakeup.watch(attempt->finished);
+    wakeup.watch(*closed);
+    co_await wakeup.wait();
+    if (closed->isSet() || !attempt->result)
+        co_return UnifiAPIError::closed();
+    co_return *attempt->result;
+}
+
+QCoro::Task<APIResult<Done>> UnifiAPIClient::performLogin(QString password)
+{
+    const std::shared_ptr<Latch> closed = m_closed;
+    // The key is approved before any credential leaves the machine.
+    const QUrl address = m_config.baseURL();
+    const auto pinned =
+        co_await m_trust.firstUse().ensurePinned(m_config.host, address.host(), static_cast<quint16>(address.port(443)),
+                                                 m_transferTimeout, m_approvalHandler, closed);
+    if (closed->isSet())
+        co_return UnifiAPIError::closed();
+    if (!pinned.ok())
+        co_return pinned.error();
 
     const QString path = m_config.kind == ControllerKind::unifiOS ? u"/api/auth/login"_s : u"/api/login"_s;
     QNetworkRequest request = makeRequest(path, /*sendsCsrfToken=*/false);
@@ -286,6 +305,8 @@ QCoro::Task<APIResult<Done>> UnifiAPIClient::login(QString password)
     body.insert(u"password"_s, password);
     body.insert(u"rememberMe"_s, false);
     const auto response = co_await send(request, QJsonDocument(body).toJson(QJsonDocument::Compact));
+    if (closed->isSet())
+        co_return UnifiAPIError::closed();
     if (!response.ok())
         co_return response.error();
     const int status = response.value().status;
@@ -303,6 +324,16 @@ QCoro::Task<APIResult<Done>> UnifiAPIClient::login(QString password)
         // the session cookie, a JWT.
         adoptTokenFromSessionCookie();
     }
+    co_return Done{};
+}
+
+QCoro::Task<APIResult<Done>> UnifiAPIClient::pause(std::chrono::milliseconds duration)
+{
+    if (m_closed->isSet())
+        co_return UnifiAPIError::closed();
+    const bool whole = co_await sleepFor(duration, m_closed);
+    if (!whole)
+        co_return UnifiAPIError::closed();
     co_return Done{};
 }
 
@@ -344,19 +375,14 @@ std::optional<QString> UnifiAPIClient::csrfTokenFromJwt(const QByteArray &cookie
 
 QCoro::Task<void> UnifiAPIClient::logout()
 {
-    if (!m_invalidated) {
-        const QString path = m_config.kind == ControllerKind::unifiOS ? u"/api/auth/logout"_s : u"/api/logout"_s;
-        (void)co_await post(path, std::nullopt);
-    }
-    for (const QNetworkCookie &cookie : m_cookieJar->allCookies())
-        m_cookieJar->deleteCookie(cookie);
-    m_csrfToken.reset();
-    m_invalidated = true;
-    const auto outstanding = m_inFlight;
-    for (QNetworkReply *reply : outstanding) {
-        reply->setProperty(abortedProperty, true);
-        reply->abort();
-    }
+    if (m_closed->isSet())
+        co_return;
+    const std::shared_ptr<Latch> closed = m_closed;
+    const QString path = m_config.kind == ControllerKind::unifiOS ? u"/api/auth/logout"_s : u"/api/logout"_s;
+    (void)co_await post(path, std::nullopt);
+    // Whatever the controller answered, or if it never did, the session ends here.
+    if (!closed->isSet())
+        close();
 }
 
 QCoro::Task<APIResult<QList<UnifiDevice>>> UnifiAPIClient::fetchAccessPoints()
@@ -426,5 +452,3 @@ APIResult<QString> UnifiAPIClient::pathSafeIdentifier(const QString &value, cons
 }
 
 } // namespace lanternfold
-
-#include "UnifiAPIClient.moc"

@@ -9,16 +9,14 @@
 #include <QByteArray>
 #include <QHash>
 #include <QJsonObject>
-#include <QNetworkCookie>
 #include <QObject>
-#include <QPointer>
 #include <QSet>
-#include <QSslCertificate>
 
 #include <QCoroTask>
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <optional>
 
 class QNetworkAccessManager;
@@ -29,41 +27,38 @@ namespace lanternfold {
 
 class CertTrustService;
 class ClientCookieJar;
+class Latch;
 class PinningSessionDelegate;
 
 template <typename T>
 using APIResult = Result<T, UnifiAPIError>;
-/// The value of an operation that succeeds with nothing to return. Deliberately not
-/// std::monostate: QCoro keeps a task's result in a variant whose first alternative is
-/// std::monostate, so co_returning one would read as "no result" there.
-struct Done
-{
-    bool operator==(const Done &) const = default;
-};
 
 /// Talks HTTPS to one controller: logs in and out, keeps the session cookie and the CSRF token,
-/// and turns every failure into a UnifiAPIError. Every request goes out through send(), which
-/// sets the headers, the timeout and the TLS policy; every TLS connection is checked against
-/// the pinned key before a byte of a request is sent on it.
+/// and turns every failure into a UnifiAPIError. Every request goes out through send(), which sets
+/// the headers, the timeout and the TLS policy. A new TLS connection is checked against the pinned
+/// key before a byte of a request is sent on it, and a change of the host's pin drops the
+/// connections approved under the old one.
+///
+/// A client may be closed, or destroyed, while its operations are suspended: each of them then
+/// resumes at once with a network error, and nothing more is sent.
 class UnifiAPIClient final : public QObject
 {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(UnifiAPIClient)
 
 public:
-    /// Asks the user to trust a key seen for the first time. It may take minutes: no request
-    /// and no timeout run while it is open.
-    using ApprovalHandler = std::function<QCoro::Task<bool>(const QString &host, const QString &fingerprint)>;
-    using MismatchHandler = std::function<void(const QString &host, const QString &expected, const QString &presented)>;
+    /// Asks the person to trust a key seen for the first time. It may take minutes: no request
+    /// and no request timeout run while it is open.
+    using ApprovalHandler = std::function<QCoro::Task<bool>(QString host, QString fingerprint)>;
+    using MismatchHandler = std::function<void(QString host, QString expected, QString presented)>;
 
     static constexpr std::chrono::milliseconds defaultTransferTimeout{60'000};
 
     explicit UnifiAPIClient(ControllerConfig config, CertTrustService &trust, QObject *parent = nullptr);
+    /// Closes the client first.
     ~UnifiAPIClient() override;
 
     [[nodiscard]] const ControllerConfig &config() const { return m_config; }
-    [[nodiscard]] const std::optional<QString> &csrfToken() const { return m_csrfToken; }
-    [[nodiscard]] QList<QNetworkCookie> cookies() const;
 
     void setCertificateApprovalHandler(ApprovalHandler handler) { m_approvalHandler = std::move(handler); }
     void setCertificateMismatchHandler(MismatchHandler handler) { m_mismatchHandler = std::move(handler); }
@@ -72,8 +67,10 @@ public:
     /// Tests shorten it; the program keeps the default.
     void setTransferTimeout(std::chrono::milliseconds timeout) { m_transferTimeout = timeout; }
 
+    /// One login at a time: a login called while another runs waits for that one and shares its
+    /// outcome, so the client never mixes the cookie of one session with the token of another.
     QCoro::Task<APIResult<Done>> login(QString password);
-    /// Never fails: clears cookies and token, ends the session; the client is unusable after it.
+    /// Never fails: tells the controller, clears cookies and token, then closes the client.
     QCoro::Task<void> logout();
 
     QCoro::Task<APIResult<QList<UnifiDevice>>> fetchAccessPoints();
@@ -81,12 +78,29 @@ public:
     QCoro::Task<APIResult<Done>> restartAccessPoint(QString mac);
     QCoro::Task<APIResult<Done>> rebootCamera(QString id);
 
+    /// Waits between two commands of a batch; ends at once, with the error of a closed client,
+    /// when the client closes meanwhile.
+    QCoro::Task<APIResult<Done>> pause(std::chrono::milliseconds duration);
+
+    /// Aborts every request in flight and the first-use handshake, and ends every wait: each
+    /// suspended operation resumes with a network error. Nothing is sent afterwards; every later
+    /// call fails at once. Cookies and token are forgotten.
+    void close();
+    [[nodiscard]] bool isClosed() const;
+
+    /// Whether the client holds any session cookie or CSRF token (never their values).
+    [[nodiscard]] bool holdsSessionSecrets() const;
+
     /// value unchanged when it is non-empty ASCII letters, digits, "-" and "_"; otherwise a
     /// decoding error naming kind.
     static APIResult<QString> pathSafeIdentifier(const QString &value, const QString &kind);
 
     /// The "csrfToken" claim of a JWT session cookie value, if it is one.
     static std::optional<QString> csrfTokenFromJwt(const QByteArray &cookieValue);
+
+Q_SIGNALS:
+    /// No request is in flight any more.
+    void becameIdle();
 
 private:
     struct Response
@@ -96,20 +110,22 @@ private:
         /// Header names in lower case.
         QHash<QByteArray, QByteArray> headers;
     };
+    struct LoginAttempt;
 
     QCoro::Task<APIResult<Response>> get(QString path);
     QCoro::Task<APIResult<Response>> post(QString path, std::optional<QJsonObject> body);
     QCoro::Task<APIResult<Response>> send(QNetworkRequest request, std::optional<QByteArray> body);
     [[nodiscard]] QNetworkRequest makeRequest(const QString &path, bool sendsCsrfToken) const;
+    [[nodiscard]] APIResult<Response> interpret(QNetworkReply &reply);
     static APIResult<Done> assertOK(const Response &response);
 
-    /// Makes sure the controller's key is pinned before any credential is sent: on first use,
-    /// fetches the certificate over a handshake of its own and asks the user.
-    QCoro::Task<APIResult<Done>> ensureKeyApproved();
-    QCoro::Task<APIResult<QSslCertificate>> fetchPeerCertificate();
-    QCoro::Task<bool> askApproval(QString host, QString fingerprint);
-    QCoro::Task<bool> askOnce(QString host, QString fingerprint);
+    QCoro::Task<APIResult<Done>> performLogin(QString password);
+    static QCoro::Task<APIResult<Done>> awaitLogin(std::shared_ptr<LoginAttempt> attempt,
+                                                   std::shared_ptr<Latch> closed);
 
+    void onPinChanged(const QString &host);
+    void dropStaleConnectionsIfIdle();
+    void forgetSession();
     void adoptTokenFromSessionCookie();
     [[nodiscard]] QString networkPath(const QString &suffix) const;
 
@@ -122,8 +138,13 @@ private:
     ApprovalHandler m_approvalHandler;
     MismatchHandler m_mismatchHandler;
     std::chrono::milliseconds m_transferTimeout = defaultTransferTimeout;
+    /// Set by close() and by the destructor; shared with every suspended operation.
+    std::shared_ptr<Latch> m_closed;
+    std::shared_ptr<LoginAttempt> m_login;
     QSet<QNetworkReply *> m_inFlight;
-    bool m_invalidated = false;
+    /// The host's pin changed while requests were in flight: the cached connections go when the
+    /// last of them ends, and no new request starts before that.
+    bool m_connectionsStale = false;
 };
 
 } // namespace lanternfold

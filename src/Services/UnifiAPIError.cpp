@@ -29,6 +29,11 @@ UnifiAPIError UnifiAPIError::network(const QString &description)
     return UnifiAPIError(Case::network, description);
 }
 
+UnifiAPIError UnifiAPIError::closed()
+{
+    return network(u"The connection to the controller was closed."_s);
+}
+
 UnifiAPIError UnifiAPIError::invalidCredentials()
 {
     return UnifiAPIError(Case::invalidCredentials);

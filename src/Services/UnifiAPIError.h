@@ -23,6 +23,8 @@ public:
     static UnifiAPIError decoding(const QString &message);
     /// A transport failure, described by the transport's own text.
     static UnifiAPIError network(const QString &description);
+    /// The network error of a request that its client's close() ended.
+    static UnifiAPIError closed();
     static UnifiAPIError invalidCredentials();
     static UnifiAPIError certificateRejected();
     static UnifiAPIError notLoggedIn();

@@ -6,6 +6,7 @@
 #include <QProcess>
 #include <QString>
 
+#include <memory>
 #include <optional>
 
 namespace lanternfold::test {
@@ -23,18 +24,30 @@ inline QString runShell(const QString &script, const QString &folder)
 }
 
 template <typename T>
-QCoro::Task<void> storeResult(QCoro::Task<T> task, std::optional<T> &out)
+using Outcome = std::shared_ptr<std::optional<T>>;
+
+template <typename T>
+QCoro::Task<void> storeResult(QCoro::Task<T> task, Outcome<T> out)
 {
-    out.emplace(co_await std::move(task));
+    out->emplace(co_await std::move(task));
+}
+
+/// Lets task run on its own; its result appears in the returned outcome once it is done.
+template <typename T>
+Outcome<T> start(QCoro::Task<T> task)
+{
+    auto out = std::make_shared<std::optional<T>>();
+    (void)storeResult(std::move(task), out);
+    return out;
 }
 
 /// Runs the event loop until task is done; results need not be default-constructible.
 template <typename T>
 T await(QCoro::Task<T> task)
 {
-    std::optional<T> result;
+    auto result = std::make_shared<std::optional<T>>();
     QCoro::waitFor(storeResult(std::move(task), result));
-    return std::move(*result);
+    return std::move(**result);
 }
 
 inline void await(QCoro::Task<void> task)

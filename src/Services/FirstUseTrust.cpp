@@ -1,0 +1,144 @@
+#include "Services/FirstUseTrust.h"
+
+#include "Services/CertTrustService.h"
+#include "Services/PinningSessionDelegate.h"
+
+#include <QPointer>
+#include <QSslConfiguration>
+#include <QSslSocket>
+#include <QTimer>
+
+namespace lanternfold {
+
+using namespace Qt::StringLiterals;
+
+/// One open question: its answer once given, and how many clients still wait for it.
+struct FirstUseTrust::Question
+{
+    QString host;
+    QString fingerprint;
+    Latch answered;
+    std::optional<bool> answer;
+    int waiters = 0;
+    bool withdrawn = false;
+};
+
+FirstUseTrust::FirstUseTrust(CertTrustService &trust, QObject *parent) : QObject(parent), m_trust(trust) {}
+
+FirstUseTrust::~FirstUseTrust() = default;
+
+QCoro::Task<Result<QSslCertificate, UnifiAPIError>> FirstUseTrust::fetchCertificate(QString host, quint16 port,
+                                                                                    std::chrono::milliseconds timeout,
+                                                                                    std::shared_ptr<Latch> closed)
+{
+    if (closed->isSet())
+        co_return UnifiAPIError::closed();
+    QSslSocket socket;
+    QSslConfiguration configuration = PinningSessionDelegate::tlsConfiguration();
+    // Only the certificate is wanted here: the decision is the person's, then the pin's.
+    configuration.setPeerVerifyMode(QSslSocket::QueryPeer);
+    socket.setSslConfiguration(configuration);
+    QTimer timer;
+    timer.setSingleShot(true);
+    Wakeup wakeup;
+    wakeup.watch(&socket, &QSslSocket::encrypted);
+    wakeup.watch(&socket, &QAbstractSocket::errorOccurred);
+    wakeup.watch(&timer, &QTimer::timeout);
+    wakeup.watch(*closed);
+    // Closing stops the handshake at once rather than when this frame resumes.
+    QObject::connect(closed.get(), &Latch::wasSet, &socket, &QAbstractSocket::abort);
+    timer.start(timeout);
+    socket.connectToHostEncrypted(host, port);
+    co_await wakeup.wait();
+
+    if (closed->isSet())
+        co_return UnifiAPIError::closed();
+    if (!socket.isEncrypted()) {
+        const QString error = timer.isActive() ? socket.errorString() : u"The request timed out."_s;
+        socket.abort();
+        co_return UnifiAPIError::network(error);
+    }
+    const QList<QSslCertificate> chain = socket.peerCertificateChain();
+    const QSslCertificate leaf = chain.isEmpty() ? socket.peerCertificate() : chain.first();
+    socket.abort();
+    co_return leaf;
+}
+
+QCoro::Task<Result<Done, UnifiAPIError>> FirstUseTrust::ensurePinned(QString host, QString address, quint16 port,
+                                                                     std::chrono::milliseconds timeout, Asker ask,
+                                                                     std::shared_ptr<Latch> closed)
+{
+    if (m_trust.pinnedFingerprint(host))
+        co_return Done{};
+    const QPointer<FirstUseTrust> self(this);
+    const auto certificate = co_await fetchCertificate(address, port, timeout, closed);
+    if (!certificate.ok())
+        co_return certificate.error();
+    if (!self)
+        co_return UnifiAPIError::closed();
+    if (m_trust.pinnedFingerprint(host))
+        co_return Done{}; // pinned meanwhile, through another client's question
+    const auto fingerprint = CertTrustService::fingerprint(certificate.value());
+    if (!fingerprint)
+        co_return UnifiAPIError::certificateRejected();
+    co_return co_await askOnce(host, *fingerprint, std::move(ask), closed);
+}
+
+QCoro::Task<Result<Done, UnifiAPIError>> FirstUseTrust::askOnce(QString host, QString fingerprint, Asker ask,
+                                                                std::shared_ptr<Latch> closed)
+{
+    std::shared_ptr<Question> question = m_open.value(host);
+    if (!question) {
+        if (!ask)
+            co_return UnifiAPIError::certificateRejected(); // nobody to ask
+        question = std::make_shared<Question>();
+        question->host = host;
+        question->fingerprint = fingerprint;
+        m_open.insert(host, question);
+        // The question runs on its own, so that a client that closes stops waiting at once while
+        // the person may still be reading it.
+        (void)runQuestion(this, question, ask(host, fingerprint));
+    }
+    const QPointer<FirstUseTrust> self(this);
+    ++question->waiters;
+    Wakeup wakeup;
+    wakeup.watch(question->answered);
+    wakeup.watch(*closed);
+    co_await wakeup.wait();
+    --question->waiters;
+
+    if (closed->isSet()) {
+        if (self && question->waiters == 0 && !question->answer)
+            self->withdraw(question);
+        co_return UnifiAPIError::closed();
+    }
+    if (!question->answer || !*question->answer)
+        co_return UnifiAPIError::certificateRejected();
+    co_return Done{};
+}
+
+QCoro::Task<void> FirstUseTrust::runQuestion(QPointer<FirstUseTrust> self, std::shared_ptr<Question> question,
+                                             QCoro::Task<bool> asking)
+{
+    const bool approved = co_await std::move(asking);
+    if (question->withdrawn)
+        co_return; // nobody waits; a later client asks again
+    question->answer = approved;
+    if (self) {
+        if (approved)
+            self->m_trust.pin(question->host, question->fingerprint);
+        if (self->m_open.value(question->host) == question)
+            self->m_open.remove(question->host);
+    }
+    question->answered.set();
+}
+
+void FirstUseTrust::withdraw(const std::shared_ptr<Question> &question)
+{
+    question->withdrawn = true;
+    if (m_open.value(question->host) == question)
+        m_open.remove(question->host);
+    Q_EMIT questionWithdrawn(question->host);
+}
+
+} // namespace lanternfold

@@ -1,0 +1,116 @@
+#pragma once
+
+// What the controller-client tests share: a pin store in a temporary folder, simulated controllers
+// and clients whose first-use question is answered by the test.
+
+#include "ControllerSimulator.h"
+#include "Services/CertTrustService.h"
+#include "Services/UnifiAPIClient.h"
+#include "TestSupport.h"
+
+#include <QCoroTask>
+#include <QJsonObject>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+#include <vector>
+
+namespace lanternfold::test {
+
+using Sim = sim::ControllerSimulator;
+
+class ClientFixture
+{
+public:
+    void init()
+    {
+        dir = std::make_unique<QTemporaryDir>();
+        QVERIFY(dir->isValid());
+        trust = std::make_unique<CertTrustService>(dir->filePath(QStringLiteral("Lanternfold.conf")));
+        questions.clear();
+    }
+
+    void cleanup()
+    {
+        // Clients first: they hold the pin store by reference.
+        clients.clear();
+        sims.clear();
+        trust.reset();
+        dir.reset();
+    }
+
+    Sim &startSim(Sim::Kind kind = Sim::Kind::UnifiOS, std::optional<sim::TlsIdentity> identity = std::nullopt)
+    {
+        auto simulator = std::make_unique<Sim>();
+        simulator->setKind(kind);
+        simulator->setKeyType(Sim::KeyType::Ec);
+        if (identity)
+            simulator->setIdentity(*identity);
+        simulator->setOfflineDuration(std::chrono::seconds(60));
+        QString error;
+        if (!simulator->start(&error))
+            qFatal("simulator did not start: %s", qPrintable(error));
+        sims.push_back(std::move(simulator));
+        return *sims.back();
+    }
+
+    static ControllerConfig configFor(const Sim &simulator, const QString &host = QStringLiteral("127.0.0.1"))
+    {
+        return ControllerConfig{host, simulator.port(),
+                                simulator.kind() == Sim::Kind::UnifiOS ? ControllerKind::unifiOS
+                                                                       : ControllerKind::classic,
+                                simulator.username(), simulator.site()};
+    }
+
+    /// A client whose first-use question is answered at once with approve, and recorded.
+    std::unique_ptr<UnifiAPIClient> makeClient(const Sim &simulator, bool approve = true,
+                                               const QString &host = QStringLiteral("127.0.0.1"))
+    {
+        auto client = std::make_unique<UnifiAPIClient>(configFor(simulator, host), *trust);
+        client->setCertificateApprovalHandler(
+            [this, approve](QString asked, QString fingerprint) { return answer(asked, fingerprint, approve); });
+        return client;
+    }
+
+    QCoro::Task<bool> answer(QString host, QString fingerprint, bool approve)
+    {
+        questions.append({host, fingerprint});
+        co_return approve;
+    }
+
+    static QList<QJsonObject> requests(const Sim &simulator)
+    {
+        return const_cast<Sim &>(simulator).log().entries(QStringLiteral("request"));
+    }
+
+    static QList<QJsonObject> handshakes(const Sim &simulator)
+    {
+        return const_cast<Sim &>(simulator).log().entries(QStringLiteral("handshake"));
+    }
+
+    /// The requests of one path, in order.
+    static QList<QJsonObject> requestsTo(const Sim &simulator, const QString &path)
+    {
+        QList<QJsonObject> result;
+        for (const QJsonObject &entry : requests(simulator)) {
+            if (entry.value(QStringLiteral("path")).toString() == path)
+                result.append(entry);
+        }
+        return result;
+    }
+
+    std::unique_ptr<QTemporaryDir> dir;
+    std::unique_ptr<CertTrustService> trust;
+    std::vector<std::unique_ptr<Sim>> sims;
+    std::vector<std::unique_ptr<UnifiAPIClient>> clients;
+    QList<QPair<QString, QString>> questions;
+};
+
+/// Whether an error is the one a closed client's suspended operations resume with.
+inline bool isClosedError(const UnifiAPIError &error)
+{
+    return error == UnifiAPIError::closed() && error.kind() == UnifiAPIError::Case::network;
+}
+
+} // namespace lanternfold::test
