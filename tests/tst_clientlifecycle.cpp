@@ -93,8 +93,9 @@ void TestClientLifecycle::endClient(std::unique_ptr<UnifiAPIClient> &client, boo
 
 void TestClientLifecycle::askThePerson(UnifiAPIClient &client)
 {
-    client.setCertificateApprovalHandler(
-        [this](QString host, QString fingerprint) { return waitForThePerson(host, fingerprint); });
+    client.setCertificateApprovalHandler([this](QString host, QString fingerprint) {
+        return waitForThePerson(std::move(host), std::move(fingerprint));
+    });
 }
 
 QCoro::Task<bool> TestClientLifecycle::waitForThePerson(QString host, QString fingerprint)
@@ -151,7 +152,7 @@ void TestClientLifecycle::endDuringTheFirstUseHandshake()
     const ControllerConfig config{u"127.0.0.1"_s, listener.port(), ControllerKind::unifiOS, u"u"_s, u"default"_s};
     auto client = std::make_unique<UnifiAPIClient>(config, *trust);
     client->setCertificateApprovalHandler(
-        [this](QString host, QString fingerprint) { return answer(host, fingerprint, true); });
+        [this](QString host, QString fingerprint) { return answer(std::move(host), std::move(fingerprint), true); });
     auto login = start(client->login(u"secret"_s));
     QTRY_VERIFY(listener.accepted() == 1 && listener.received() > 0); // the client's hello arrived
 

@@ -152,7 +152,7 @@ void TestClientPinning::changedKeySendsNothing()
     auto client = makeClient(sim);
     QList<QStringList> mismatches;
     client->setCertificateMismatchHandler([&](QString host, QString expected, QString presented) {
-        mismatches.append({host, expected, presented});
+        mismatches.append({std::move(host), std::move(expected), std::move(presented)});
     });
     const auto login = await(client->login(sim.password()));
     QVERIFY(!login.ok());
@@ -177,7 +177,7 @@ void TestClientPinning::upperCasePinIsRefused()
     trust->pin(u"127.0.0.1"_s, sim.fingerprint().toUpper());
     auto client = makeClient(sim);
     int mismatches = 0;
-    client->setCertificateMismatchHandler([&](QString, QString, QString) { ++mismatches; });
+    client->setCertificateMismatchHandler([&](const QString &, const QString &, const QString &) { ++mismatches; });
     const auto login = await(client->login(sim.password()));
     QCOMPARE(login.error().kind(), UnifiAPIError::Case::certificateMismatch);
     QCOMPARE(mismatches, 1);
@@ -310,10 +310,12 @@ void TestClientPinning::concurrentLoginsAskOnce()
     Sim &sim = startSim();
     auto a = makeClient(sim);
     auto b = makeClient(sim);
-    a->setCertificateApprovalHandler(
-        [this](QString host, QString fingerprint) { return answerLater(host, fingerprint, 500ms); });
-    b->setCertificateApprovalHandler(
-        [this](QString host, QString fingerprint) { return answerLater(host, fingerprint, 500ms); });
+    a->setCertificateApprovalHandler([this](QString host, QString fingerprint) {
+        return answerLater(std::move(host), std::move(fingerprint), 500ms);
+    });
+    b->setCertificateApprovalHandler([this](QString host, QString fingerprint) {
+        return answerLater(std::move(host), std::move(fingerprint), 500ms);
+    });
     auto first = a->login(sim.password());
     auto second = b->login(sim.password());
     QVERIFY(await(std::move(first)).ok());
@@ -329,7 +331,7 @@ void TestClientPinning::questionAnsweredLongAfterTheTimeoutStillLogsIn()
     client->setTransferTimeout(1s);
     // Someone compares the fingerprint with the controller's, slowly: three times the timeout.
     client->setCertificateApprovalHandler(
-        [this](QString host, QString fingerprint) { return answerLater(host, fingerprint, 3s); });
+        [this](QString host, QString fingerprint) { return answerLater(std::move(host), std::move(fingerprint), 3s); });
     QElapsedTimer elapsed;
     elapsed.start();
     const auto login = await(client->login(sim.password()));

@@ -194,7 +194,7 @@ void TestRecurrenceRuleNextRun::zoneTable_data()
         at("2025-01-01T18:30:00Z"));
     row("kolkata leap day", "Asia/Kolkata", R::dailyAt(5, 30), "2024-02-28T12:00:00Z", at("2024-02-29T00:00:00Z"));
     row("kolkata ny spring day 2024", "Asia/Kolkata", R::dailyAt(2, 30), "2024-03-09T21:00:00Z",
-        at("2024-03-09T21:00:00Z").addSecs(24 * 3600));
+        at("2024-03-09T21:00:00Z").addSecs(qint64(24) * 3600));
     row("kolkata ny fall day 2025 asked at the minute", "Asia/Kolkata", R::dailyAt(1, 30), "2025-11-01T20:00:00Z",
         at("2025-11-02T20:00:00Z"));
 
@@ -306,7 +306,7 @@ void TestRecurrenceRuleNextRun::everyIntervalIsAbsolute()
              QTime(7, 0));
     const QDateTime fall = at("2024-11-03T04:00:00.250Z");
     QCOMPARE(nextRun(RecurrenceRule::everyInterval(6), fall, calendar)->toMSecsSinceEpoch(),
-             fall.toMSecsSinceEpoch() + 21600 * 1000);
+             fall.toMSecsSinceEpoch() + qint64(21600) * 1000);
     QCOMPARE(nextRun(RecurrenceRule::everyInterval(1), fall, calendar), std::optional(fall.addSecs(3600)));
 }
 

@@ -88,7 +88,7 @@ QByteArray expectedFile()
 }
 
 // One valid job followed by one without "staggerSeconds".
-const QByteArray oneGoodOneBad = R"([
+constexpr char oneGoodOneBad[] = R"([
  {"id":"3F2504E0-4F89-11D3-9A0C-0305E82C3301","name":"a","targets":[],"rule":{"type":"daily","hour":1,"minute":2},
   "isEnabled":true,"staggerSeconds":0},
  {"id":"3F2504E0-4F89-11D3-9A0C-0305E82C3302","name":"b","targets":[],"rule":{"type":"daily","hour":1,"minute":2},
@@ -207,7 +207,7 @@ void TestScheduleStore::emptyArrayLoadsEmpty()
 void TestScheduleStore::unreadableFilesLoadEmpty_data()
 {
     QTest::addColumn<QByteArray>("bytes");
-    QTest::newRow("one valid, one invalid job") << oneGoodOneBad;
+    QTest::newRow("one valid, one invalid job") << QByteArray(oneGoodOneBad);
     QTest::newRow("empty file") << QByteArray();
     QTest::newRow("object at top") << QByteArray(R"({"jobs":[]})");
     QTest::newRow("truncated") << expectedFile().left(200);

@@ -137,7 +137,7 @@ Decoded<std::optional<QDateTime>> readOptionalDate(const ObjectReader &reader, c
     const auto date = parseDate(*text);
     if (!date)
         return invalidDate(*text, key, reader.path());
-    return std::optional<QDateTime>(*date);
+    return date;
 }
 
 } // namespace lanternfold::json

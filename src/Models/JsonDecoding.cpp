@@ -160,7 +160,7 @@ Decoded<std::optional<qint64>> ObjectReader::optionalInteger(const QString &key)
     const auto n = exactInteger(it.value());
     if (!n)
         return wrongType(u"integer"_s, key, m_path, it.value());
-    return std::optional<qint64>(*n);
+    return n;
 }
 
 Decoded<bool> ObjectReader::boolean(const QString &key) const

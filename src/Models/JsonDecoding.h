@@ -76,9 +76,11 @@ private:
 } // namespace lanternfold
 
 /// Unwraps a Decoded<T> into `lhs`, or returns its error from the enclosing function.
-// NOLINTNEXTLINE(bugprone-macro-parentheses): lhs names a new variable and cannot be parenthesised.
+// lhs names a new variable and cannot be parenthesised.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define LF_TRY_DECODE(lhs, expr)                                                                                       \
     auto lhs##_result_ = (expr);                                                                                       \
     if (!lhs##_result_.ok())                                                                                           \
         return std::move(lhs##_result_).error();                                                                       \
     auto lhs = std::move(lhs##_result_).value()
+// NOLINTEND(bugprone-macro-parentheses)

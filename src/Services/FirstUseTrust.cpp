@@ -112,7 +112,7 @@ QCoro::Task<Result<Done, UnifiAPIError>> FirstUseTrust::askOnce(QString host, QS
             self->withdraw(question);
         co_return UnifiAPIError::closed();
     }
-    if (!question->answer || !*question->answer)
+    if (!question->answer.value_or(false))
         co_return UnifiAPIError::certificateRejected();
     co_return Done{};
 }

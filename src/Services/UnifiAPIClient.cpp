@@ -279,9 +279,9 @@ QCoro::Task<APIResult<Done>> UnifiAPIClient::awaitLogin(std::shared_ptr<LoginAtt
     wakeup.watch(attempt->finished);
     wakeup.watch(*closed);
     co_await wakeup.wait();
-    if (closed->isSet() || !attempt->result)
+    if (closed->isSet())
         co_return UnifiAPIError::closed();
-    co_return *attempt->result;
+    co_return attempt->result.value_or(UnifiAPIError::closed());
 }
 
 QCoro::Task<APIResult<Done>> UnifiAPIClient::performLogin(QString password)

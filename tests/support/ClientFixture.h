@@ -68,8 +68,9 @@ public:
                                                const QString &host = QStringLiteral("127.0.0.1"))
     {
         auto client = std::make_unique<UnifiAPIClient>(configFor(simulator, host), *trust);
-        client->setCertificateApprovalHandler(
-            [this, approve](QString asked, QString fingerprint) { return answer(asked, fingerprint, approve); });
+        client->setCertificateApprovalHandler([this, approve](QString asked, QString fingerprint) {
+            return answer(std::move(asked), std::move(fingerprint), approve);
+        });
         return client;
     }
 
