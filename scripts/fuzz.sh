@@ -4,11 +4,14 @@
 #
 #   scripts/fuzz.sh [SECONDS]          run every target (default 60 s each)
 #   scripts/fuzz.sh --merge [SECONDS]  run, then minimise the committed corpus with -merge=1
+#   scripts/fuzz.sh --build-only       build the targets, run nothing
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 merge=0
+build_only=0
 if [ "${1:-}" = "--merge" ]; then merge=1; shift; fi
+if [ "${1:-}" = "--build-only" ]; then build_only=1; shift; fi
 seconds=${1:-60}
 build=${LANTERNFOLD_FUZZ_BUILD:-build-fuzz}
 
@@ -16,6 +19,7 @@ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_CO
   -DLANTERNFOLD_FUZZ=ON -DLANTERNFOLD_TESTS=OFF -DLANTERNFOLD_BENCH=OFF -DLANTERNFOLD_TOOLS=OFF \
   -DLANTERNFOLD_WERROR=ON >/dev/null
 ninja -C "$build" >/dev/null
+[ "$build_only" = 1 ] && exit 0
 
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-halt_on_error=1:print_stacktrace=1}

@@ -3,15 +3,19 @@
 #
 #   scripts/test.sh             GCC build, warnings as errors, all tests
 #   scripts/test.sh --sanitize  clang build under AddressSanitizer and UndefinedBehaviorSanitizer
+#   --build-only                with either: build, do not run the tests
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 bash scripts/install-deps.sh
 
+build_only=0
+case " $* " in *" --build-only "*) build_only=1 ;; esac
+
 if [ "${1:-}" = "--sanitize" ]; then
   build=${LANTERNFOLD_BUILD:-build-asan}
   cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_COMPILER=clang++ \
-    -DLANTERNFOLD_SANITIZE=ON -DLANTERNFOLD_WERROR=ON -DLANTERNFOLD_BENCH=OFF
+    -DLANTERNFOLD_SANITIZE=ON -DLANTERNFOLD_WERROR=ON
   export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1:strict_string_checks=1}
   export UBSAN_OPTIONS=${UBSAN_OPTIONS:-halt_on_error=1:print_stacktrace=1}
   export LSAN_OPTIONS=${LSAN_OPTIONS:-suppressions=$PWD/tests/support/lsan.supp:print_suppressions=0}
@@ -20,5 +24,6 @@ else
   cmake -S . -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=g++ -DLANTERNFOLD_WERROR=ON
 fi
 ninja -C "$build"
+[ "$build_only" = 1 ] && exit 0
 cd "$build"
 ctest --output-on-failure -j "$(nproc)"
