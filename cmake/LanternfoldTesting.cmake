@@ -1,12 +1,16 @@
-# lanternfold_add_test(<name> SOURCES <files...> [LIBS <targets...>] [LABELS <labels...>] [TIMEOUT <s>])
+# lanternfold_add_test(<name> SOURCES <files...> [LIBS <targets...>] [LABELS <labels...>] [TIMEOUT <s>]
+#                      [SESSION_BUS] [KEYRING])
 #
 # Builds one Qt Test executable and registers it with CTest. Every test runs through
 # tests/support/run-isolated.sh, which gives it a fresh temporary HOME and XDG folders,
 # the offscreen platform and a C.UTF-8 locale, so no test ever touches a real user's files.
+# SESSION_BUS runs it on a private D-Bus session bus where no service starts on demand; KEYRING
+# also starts a gnome-keyring, unlocked, on that bus.
 set(LANTERNFOLD_ISOLATE ${CMAKE_SOURCE_DIR}/tests/support/run-isolated.sh)
+set(LANTERNFOLD_SESSION_BUS ${CMAKE_SOURCE_DIR}/tests/support/run-session-bus.sh)
 
 function(lanternfold_add_test name)
-  cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
+  cmake_parse_arguments(ARG "SESSION_BUS;KEYRING" "TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE Qt6::Test QCoro6::Core ${ARG_LIBS})
   target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests/support)
@@ -14,7 +18,13 @@ function(lanternfold_add_test name)
     LANTERNFOLD_TEST_DATA_DIR="${CMAKE_SOURCE_DIR}/tests/data"
     LANTERNFOLD_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
   lanternfold_set_warnings(${name})
-  add_test(NAME ${name} COMMAND ${LANTERNFOLD_ISOLATE} $<TARGET_FILE:${name}>)
+  set(wrappers ${LANTERNFOLD_ISOLATE})
+  if(ARG_KEYRING)
+    list(APPEND wrappers ${LANTERNFOLD_SESSION_BUS} --keyring)
+  elseif(ARG_SESSION_BUS)
+    list(APPEND wrappers ${LANTERNFOLD_SESSION_BUS})
+  endif()
+  add_test(NAME ${name} COMMAND ${wrappers} $<TARGET_FILE:${name}>)
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 300)
   endif()
