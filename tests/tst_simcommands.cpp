@@ -48,6 +48,14 @@ void TestSimCommands::commandLanguage()
     QVERIFY2(status.contains(u"rotate=on jwt=on"_s) && status.contains(u"ratelimit=5/30s session=1.5s offline=2s"_s),
              qPrintable(status));
     QVERIFY(simulator->applyCommand(u"expire-sessions"_s).startsWith(u"OK"_s));
+
+    QCOMPARE(simulator->applyCommand(u"two-factor on"_s), u"OK two-factor on"_s);
+    QVERIFY(simulator->twoFactorRequired());
+    QVERIFY2(simulator->applyCommand(u"status"_s).contains(u" two-factor=on "_s),
+             qPrintable(simulator->applyCommand(u"status"_s)));
+    QCOMPARE(simulator->applyCommand(u"two-factor off"_s), u"OK two-factor off"_s);
+    QVERIFY(!simulator->twoFactorRequired());
+    QVERIFY(simulator->applyCommand(u"two-factor"_s).startsWith(u"ERROR"_s));
 }
 
 void TestSimCommands::stallAndResetFaults()
@@ -84,8 +92,8 @@ void TestSimCommands::closeConnectionsCommand()
 void TestSimCommands::helpNamesEveryCommand()
 {
     const QString help = ControllerSimulator::commandHelp();
-    for (const QString &word :
-         {u"fault hang"_s, u"fault stall"_s, u"fault reset"_s, u"expire-sessions"_s, u"close-connections"_s})
+    for (const QString &word : {u"fault hang"_s, u"fault stall"_s, u"fault reset"_s, u"expire-sessions"_s,
+                                u"close-connections"_s, u"two-factor on|off"_s})
         QVERIFY2(help.contains(word), qPrintable(word));
     const auto simulator = startSimulator();
     QVERIFY(simulator->applyCommand(u"help"_s).startsWith(u"OK Commands"_s));

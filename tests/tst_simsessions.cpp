@@ -27,6 +27,9 @@ private Q_SLOTS:
     void logNumbersSessions();
     void logShowsIssuedTokens();
     void logShowsTokenOfJwtAndHeaderlessLogins();
+    void twoFactorRefusesTheRightPassword_data();
+    void twoFactorRefusesTheRightPassword();
+    void loginAnswerReplacesEveryLogin();
 };
 
 void TestSimSessions::loginAnswers_data()
@@ -390,6 +393,82 @@ void TestSimSessions::logShowsTokenOfJwtAndHeaderlessLogins()
     headerless.csrfToken = login.value(u"issuedToken"_s).toString().toUtf8();
     QCOMPARE(headerless.postWithToken(QString::fromLatin1(unifiOsRestart), restartBody(u"78:45:58:a1:10:20"_s)).status,
              200);
+}
+
+void TestSimSessions::twoFactorRefusesTheRightPassword_data()
+{
+    sessionIsCheckedBeforeEverything_data();
+}
+
+void TestSimSessions::twoFactorRefusesTheRightPassword()
+{
+    QFETCH(Kind, kind);
+    const auto simulator = startSimulator(kind);
+    simulator->setTwoFactorRequired(true);
+    QVERIFY(simulator->twoFactorRequired());
+    SimClient client(*simulator);
+    // A wrong password is refused as ever: the second factor is asked only of someone who knows it.
+    QCOMPARE(client.login(u"demo"_s, u"wrong"_s).status, kind == Kind::UnifiOS ? 401 : 400);
+
+    const Answer challenge = client.loginOk();
+    QVERIFY(!challenge.hasHeader(QByteArrayLiteral("Set-Cookie")));
+    QVERIFY(!challenge.hasHeader(QByteArrayLiteral("X-CSRF-Token")));
+    QVERIFY(client.cookies().isEmpty());
+    QCOMPARE(simulator->liveSessionCount(), 0);
+    const QJsonObject body = challenge.json().object();
+    if (kind == Kind::Classic) {
+        QCOMPARE(challenge.status, 400);
+        const QByteArray start = R"({"meta":{"rc":"error","msg":"api.err.Ubic2faTokenRequired"},"data":[{)";
+        QVERIFY2(challenge.body.startsWith(start), challenge.body.constData());
+        const QJsonObject data = body.value(u"data"_s).toArray().first().toObject();
+        QVERIFY(!data.value(u"mfa_cookie"_s).toString().isEmpty());
+        const QJsonArray authenticators = data.value(u"authenticators"_s).toArray();
+        QVERIFY(findById(authenticators, u"id"_s, data.value(u"default_mfa"_s).toString()).has_value());
+    } else {
+        QCOMPARE(challenge.status, 499);
+        const QByteArray start = R"({"code":"MFA_AUTH_REQUIRED","message":")";
+        QVERIFY2(challenge.body.startsWith(start), challenge.body.constData());
+        const QJsonObject data = body.value(u"data"_s).toObject();
+        QCOMPARE(data.value(u"required"_s).toString(), u"2fa"_s);
+        QVERIFY(data.value(u"mfaCookie"_s).toString().startsWith(u"UBIC_2FA="_s));
+        QVERIFY(findById(data.value(u"authenticators"_s).toArray(), u"id"_s,
+                         data.value(u"user"_s).toObject().value(u"default_mfa"_s).toString())
+                    .has_value());
+    }
+    const QJsonObject entry = requestEntries(*simulator).last();
+    QCOMPARE(entry.value(u"status"_s).toInt(), challenge.status);
+    QVERIFY(!entry.contains(u"created"_s));
+    QVERIFY(!entry.contains(u"issuedToken"_s));
+
+    simulator->setTwoFactorRequired(false);
+    QCOMPARE(client.loginOk().status, 200);
+}
+
+void TestSimSessions::loginAnswerReplacesEveryLogin()
+{
+    const auto simulator = startSimulator(Kind::Classic);
+    simulator->setLoginRateLimit(1, 10min);
+    const QByteArray envelope = R"({"meta":{"rc":"error","msg":"api.err.Whatever"},"data":[]})";
+    simulator->setLoginAnswer(200, envelope);
+    SimClient client(*simulator);
+    for (const QString &password : {simulator->password(), u"wrong"_s, simulator->password()}) {
+        const Answer answer = client.login(simulator->username(), password);
+        QCOMPARE(answer.status, 200);
+        QCOMPARE(answer.body, envelope);
+        QCOMPARE(answer.header(QByteArrayLiteral("Content-Type")),
+                 QByteArrayLiteral("application/json; charset=utf-8"));
+        QVERIFY(!answer.hasHeader(QByteArrayLiteral("Set-Cookie")));
+        QVERIFY(!answer.hasHeader(QByteArrayLiteral("X-CSRF-Token")));
+    }
+    QCOMPARE(simulator->liveSessionCount(), 0);
+    QVERIFY(!requestEntries(*simulator).last().contains(u"created"_s));
+
+    simulator->setLoginAnswer(499, "{}"); // any status
+    QCOMPARE(client.loginOk().status, 499);
+    // The rate limit was never consulted: the one login it allows is still there.
+    simulator->clearLoginAnswer();
+    QCOMPARE(client.loginOk().status, 200);
+    QCOMPARE(client.loginOk().status, 429);
 }
 
 QTEST_GUILESS_MAIN(TestSimSessions)

@@ -71,6 +71,14 @@ public:
     /// Off: a successful login carries no CSRF header at all (older firmware, or a token that
     /// travels elsewhere), so a client must keep whatever token it had.
     void setCsrfHeaderAtLogin(bool on) { m_state.csrfHeaderAtLogin = on; }
+    /// The account asks for a second factor: a login with the right password is refused the way
+    /// this kind of controller refuses it (classic 400 api.err.Ubic2faTokenRequired, UniFi OS 499
+    /// MFA_AUTH_REQUIRED) and makes no session.
+    void setTwoFactorRequired(bool on) { m_state.twoFactor = on; }
+    /// Every login, whatever it sends, gets exactly this status and JSON body and makes no
+    /// session, until clearLoginAnswer(). For client tests of answers no switch produces.
+    void setLoginAnswer(int status, const QByteArray &body) { m_state.loginAnswer = SimLoginAnswer{status, body}; }
+    void clearLoginAnswer() { m_state.loginAnswer.reset(); }
     /// Adds this header to every answer, whatever its status (an empty value removes it again).
     void setExtraHeader(const QByteArray &name, const QByteArray &value);
     /// After maxLogins login attempts within window, further ones get 429 until the window has
@@ -114,6 +122,7 @@ public:
     [[nodiscard]] bool csrfRotation() const { return m_state.csrfRotation; }
     [[nodiscard]] bool jwtCookie() const { return m_state.jwtCookie; }
     [[nodiscard]] bool csrfHeaderAtLogin() const { return m_state.csrfHeaderAtLogin; }
+    [[nodiscard]] bool twoFactorRequired() const { return m_state.twoFactor; }
     [[nodiscard]] bool keyFlip() const { return m_tls->keyFlip(); }
     [[nodiscard]] int loginRateLimit() const { return m_state.sessions.rateLimitLogins(); }
     [[nodiscard]] std::chrono::milliseconds loginRateWindow() const { return m_state.sessions.rateLimitWindow(); }

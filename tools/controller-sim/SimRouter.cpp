@@ -4,6 +4,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QUrl>
+#include <QUuid>
 
 namespace lanternfold::sim {
 
@@ -184,6 +185,8 @@ HttpResponse SimRouter::siteEndpoint(const HttpRequest &request, const QString &
 
 HttpResponse SimRouter::login(const HttpRequest &request, QJsonObject &entry)
 {
+    if (m_state.loginAnswer)
+        return jsonResponse(m_state.loginAnswer->status, m_state.loginAnswer->body);
     const auto now = m_state.now();
     if (!m_state.sessions.admitLogin(now)) {
         return jsonResponse(
@@ -205,6 +208,9 @@ HttpResponse SimRouter::login(const HttpRequest &request, QJsonObject &entry)
         }
         return apiError(400, u"api.err.Invalid"_s);
     }
+    // The password is checked first: only someone who knows it learns that a second factor is due.
+    if (m_state.twoFactor)
+        return twoFactorChallenge();
 
     const bool jwt = m_state.jwtCookie && m_state.kind == SimKind::UnifiOS;
     QByteArray cookieValue;
@@ -218,6 +224,40 @@ HttpResponse SimRouter::login(const HttpRequest &request, QJsonObject &entry)
     if (!jwt && m_state.csrfHeaderAtLogin)
         response.setHeader(QByteArrayLiteral("X-CSRF-Token"), session.csrfToken.toUtf8());
     return response;
+}
+
+HttpResponse SimRouter::twoFactorChallenge() const
+{
+    // Shaped after answers controllers were seen to give an account with a second factor: the
+    // Network Application's error envelope listing the authenticators the account could use, and a
+    // console's 499 saying the same in its own words. The ids come from the user name, so they stay
+    // the same from run to run; the challenge cookie is new every time, as it is there.
+    const auto id = [&](const QString &what) {
+        return QUuid::createUuidV5(QUuid(), what + m_state.username).toString(QUuid::WithoutBraces);
+    };
+    const QString mfaCookie = SimSessions::randomHex(32);
+    const QJsonObject email{{u"id"_s, id(u"email:"_s)},
+                            {u"type"_s, u"email"_s},
+                            {u"status"_s, u"active"_s},
+                            {u"email"_s, u"demo@example.invalid"_s}};
+    if (m_state.kind == SimKind::Classic) {
+        const QJsonObject backup{
+            {u"id"_s, id(u"backup:"_s)}, {u"type"_s, u"backup_code"_s}, {u"status"_s, u"backup"_s}};
+        const QJsonObject data{{u"default_mfa"_s, id(u"email:"_s)},
+                               {u"mfa_cookie"_s, mfaCookie},
+                               {u"authenticators"_s, QJsonArray{backup, email}}};
+        return jsonResponse(
+            400, QByteArrayLiteral(R"({"meta":{"rc":"error","msg":"api.err.Ubic2faTokenRequired"},"data":[)") +
+                     compact(data) + "]}");
+    }
+    const QJsonObject data{{u"required"_s, u"2fa"_s},
+                           {u"mfaCookie"_s, u"UBIC_2FA="_s + mfaCookie},
+                           {u"authenticators"_s, QJsonArray{email}},
+                           {u"user"_s, QJsonObject{{u"id"_s, id({})}, {u"default_mfa"_s, id(u"email:"_s)}}}};
+    return jsonResponse(
+        499, QByteArrayLiteral(
+                 R"({"code":"MFA_AUTH_REQUIRED","message":"MFA token required to authenticate to SSO","data":)") +
+                 compact(data) + "}");
 }
 
 HttpResponse SimRouter::logout(const QByteArray &cookieValue)

@@ -29,6 +29,8 @@ public:
 
 private:
     HttpResponse login(const HttpRequest &request, QJsonObject &entry);
+    /// The refusal of a right password when the account wants a second factor.
+    [[nodiscard]] HttpResponse twoFactorChallenge() const;
     HttpResponse logout(const QByteArray &cookieValue);
     HttpResponse siteEndpoint(const HttpRequest &request, const QString &path, const QString &rest);
     HttpResponse devices(const QString &path, const QString &mac);

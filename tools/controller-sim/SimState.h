@@ -11,10 +11,18 @@
 #include <QString>
 
 #include <cstdint>
+#include <optional>
 
 namespace lanternfold::sim {
 
 enum class SimKind : std::uint8_t { UnifiOS, Classic };
+
+/// An answer every login gets instead of the controller's own, for client tests.
+struct SimLoginAnswer
+{
+    int status = 200;
+    QByteArray body;
+};
 
 /// Everything the simulated controller knows and is switched to, shared by the facade, the
 /// router and the command language. Plain data: the units that use it hold the behaviour.
@@ -30,6 +38,8 @@ struct SimState
     bool csrfRotation = false;
     bool jwtCookie = false;
     bool csrfHeaderAtLogin = true;
+    bool twoFactor = false;
+    std::optional<SimLoginAnswer> loginAnswer;
     QList<QPair<QByteArray, QByteArray>> extraHeaders;
     SimClockFunction clock; ///< empty: the real steady clock
 
