@@ -28,6 +28,10 @@ private Q_SLOTS:
     void updatedTokenOn401StillReplaces();
     void invalidCredentials_data();
     void invalidCredentials();
+    void loginRefusals_data();
+    void loginRefusals();
+    void twoFactorAccountIsRefused_data();
+    void twoFactorAccountIsRefused();
     void fetchAnswered400IsServerError();
     void serverErrorWithNonUtf8Body();
     void loginRateLimitIsServerError();
@@ -237,6 +241,91 @@ void TestUnifiAPIClient::invalidCredentials()
     QVERIFY(!login.ok());
     QCOMPARE(login.error().description(), u"Invalid username or password."_s);
     QCOMPARE(requests(sim).last().value(u"status"_s).toInt(), Sim::Kind(kind) == Sim::Kind::UnifiOS ? 401 : 400);
+}
+
+namespace {
+
+// Login answers as controllers send them: the Network Application's error envelope (with status 200
+// as well as 400) and a console's second-factor challenge.
+constexpr auto twoFactorEnvelope = R"({"meta":{"rc":"error","msg":"api.err.Ubic2faTokenRequired"},"data":[]})";
+constexpr auto invalidEnvelope = R"({"meta":{"rc":"error","msg":"api.err.Invalid"},"data":[]})";
+constexpr auto noPermissionEnvelope = R"({"meta":{"rc":"error","msg":"api.err.NoPermission"},"data":[]})";
+constexpr auto consoleChallenge =
+    R"({"code":"MFA_AUTH_REQUIRED","message":"MFA token required to authenticate to SSO","data":{"required":"2fa",)"
+    R"("mfaCookie":"UBIC_2FA=0f3c9a","authenticators":[{"id":"8d1e4c2a-5b7f-4e0a-9c3d-2f6b1a8e7d40","type":"email",)"
+    R"("status":"active","email":"d***@example.invalid"}],"user":{"id":"3b9e2f10-7c4d-4a8b-b1e6-5d0f9c2a7e18",)"
+    R"("default_mfa":"8d1e4c2a-5b7f-4e0a-9c3d-2f6b1a8e7d40"}}})";
+
+} // namespace
+
+void TestUnifiAPIClient::loginRefusals_data()
+{
+    QTest::addColumn<int>("kind");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("body");
+    // UnifiAPIError has no default value to stand in a test table: the case and the text instead.
+    QTest::addColumn<int>("expectedCase");
+    QTest::addColumn<QString>("expectedText");
+    const int classic = int(Sim::Kind::Classic);
+    const int unifiOS = int(Sim::Kind::UnifiOS);
+    const auto row = [](const char *name, int kind, int status, const QByteArray &body, const UnifiAPIError &error) {
+        QTest::newRow(name) << kind << status << body << int(error.kind()) << error.description();
+    };
+    row("second factor, envelope with 200", classic, 200, twoFactorEnvelope, UnifiAPIError::twoFactorRequired());
+    row("second factor, envelope with 400", classic, 400, twoFactorEnvelope, UnifiAPIError::twoFactorRequired());
+    row("wrong password, envelope with 200", classic, 200, invalidEnvelope, UnifiAPIError::invalidCredentials());
+    row("other error, envelope with 200", classic, 200, noPermissionEnvelope,
+        UnifiAPIError::server(200, QString::fromUtf8(noPermissionEnvelope)));
+    row("other error, envelope with 403", classic, 403, noPermissionEnvelope,
+        UnifiAPIError::server(403, QString::fromUtf8(noPermissionEnvelope)));
+    row("other error, envelope not UTF-8", classic, 200,
+        QByteArray(noPermissionEnvelope).replace("NoPermission", "\xff"), UnifiAPIError::server(200, QString()));
+    row("error status, body not UTF-8", classic, 502, "\xff\xfe", UnifiAPIError::server(502, QString()));
+    row("console challenge with 499", unifiOS, 499, consoleChallenge, UnifiAPIError::twoFactorRequired());
+    row("499 whatever its body", unifiOS, 499, "{}", UnifiAPIError::twoFactorRequired());
+    row("challenge code with 401", unifiOS, 401, consoleChallenge, UnifiAPIError::twoFactorRequired());
+}
+
+void TestUnifiAPIClient::loginRefusals()
+{
+    QFETCH(int, kind);
+    QFETCH(int, status);
+    QFETCH(QByteArray, body);
+    QFETCH(int, expectedCase);
+    QFETCH(QString, expectedText);
+    Sim &sim = startSim(Sim::Kind(kind));
+    sim.setLoginAnswer(status, body);
+    auto client = makeClient(sim);
+    const auto login = await(client->login(sim.password()));
+    QCOMPARE(requests(sim).last().value(u"status"_s).toInt(), status);
+    QVERIFY(!login.ok());
+    QCOMPARE(int(login.error().kind()), expectedCase);
+    QCOMPARE(login.error().description(), expectedText);
+    QVERIFY(!client->holdsSessionSecrets());
+}
+
+void TestUnifiAPIClient::twoFactorAccountIsRefused_data()
+{
+    roundTrips_data();
+}
+
+void TestUnifiAPIClient::twoFactorAccountIsRefused()
+{
+    QFETCH(int, kind);
+    Sim &sim = startSim(Sim::Kind(kind));
+    sim.setTwoFactorRequired(true);
+    auto client = makeClient(sim);
+    const auto login = await(client->login(sim.password()));
+    QVERIFY(!login.ok());
+    QCOMPARE(login.error(), UnifiAPIError::twoFactorRequired());
+    QCOMPARE(login.error().description(),
+             u"This account uses two-factor authentication. Use a local controller account without it."_s);
+    QCOMPARE(requests(sim).last().value(u"status"_s).toInt(), Sim::Kind(kind) == Sim::Kind::UnifiOS ? 499 : 400);
+    QVERIFY(!client->holdsSessionSecrets());
+    // A wrong password still reads as one.
+    QCOMPARE(await(client->login(u"wrong"_s)).error(), UnifiAPIError::invalidCredentials());
+    sim.setTwoFactorRequired(false);
+    QVERIFY(await(client->login(sim.password())).ok());
 }
 
 void TestUnifiAPIClient::fetchAnswered400IsServerError()
@@ -453,6 +542,9 @@ void TestUnifiAPIClient::errorTexts()
     QCOMPARE(UnifiAPIError::invalidCredentials().description(), u"Invalid username or password."_s);
     QCOMPARE(UnifiAPIError::certificateRejected().description(), u"The controller's certificate was not approved."_s);
     QCOMPARE(UnifiAPIError::notLoggedIn().description(), u"Not logged in."_s);
+    QCOMPARE(UnifiAPIError::twoFactorRequired().description(),
+             u"This account uses two-factor authentication. Use a local controller account without it."_s);
+    QCOMPARE(UnifiAPIError::twoFactorRequired().kind(), UnifiAPIError::Case::twoFactorRequired);
     QCOMPARE(UnifiAPIError::certificateMismatch(u"a"_s, u"b"_s).description(),
              u"The controller's certificate changed unexpectedly.\nPinned: a\nPresented: b\n\nIf you recently reset "
              u"or re-adopted the controller, remove the pin in Settings and reconnect."_s);

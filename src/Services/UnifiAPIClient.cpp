@@ -63,6 +63,33 @@ bool isTransportFailure(QNetworkReply::NetworkError error)
     return error != QNetworkReply::NoError && !answeredWithStatus;
 }
 
+/// Why a login answer refuses the login, if it does. The error envelope counts whatever the status:
+/// controllers send it with 200 too, and a 200 that carries it made no session. The status comes
+/// second: a console asks for a second factor with 499, and a refused password is 400 or 401.
+std::optional<UnifiAPIError> loginRefusal(int status, const QByteArray &body)
+{
+    // Read leniently: a stray byte that is not UTF-8 inside some string must not hide the envelope
+    // and turn a refusal into a success. The text shown is still the body only if it is all UTF-8.
+    const QJsonObject object = QJsonDocument::fromJson(QString::fromUtf8(body).toUtf8()).object();
+    const QJsonObject meta = object.value(u"meta"_s).toObject();
+    if (meta.value(u"rc"_s).toString() == u"error"_s) {
+        const QString message = meta.value(u"msg"_s).toString();
+        if (message == u"api.err.Ubic2faTokenRequired"_s)
+            return UnifiAPIError::twoFactorRequired();
+        if (message == u"api.err.Invalid"_s)
+            return UnifiAPIError::invalidCredentials();
+        return UnifiAPIError::server(status, utf8OrEmpty(body));
+    }
+    // 499 is the console's challenge whatever its body; the body's code says the same at any status.
+    if (status == 499 || object.value(u"code"_s).toString() == u"MFA_AUTH_REQUIRED"_s)
+        return UnifiAPIError::twoFactorRequired();
+    if (status == 401 || status == 400)
+        return UnifiAPIError::invalidCredentials();
+    if (!isSuccess(status))
+        return UnifiAPIError::server(status, utf8OrEmpty(body));
+    return std::nullopt;
+}
+
 } // namespace
 
 UnifiAPIClient::UnifiAPIClient(ControllerConfig config, CertTrustService &trust, QObject *parent)
@@ -309,11 +336,8 @@ QCoro::Task<APIResult<Done>> UnifiAPIClient::performLogin(QString password)
         co_return UnifiAPIError::closed();
     if (!response.ok())
         co_return response.error();
-    const int status = response.value().status;
-    if (status == 401 || status == 400)
-        co_return UnifiAPIError::invalidCredentials();
-    if (!isSuccess(status))
-        co_return UnifiAPIError::server(status, utf8OrEmpty(response.value().body));
+    if (auto refusal = loginRefusal(response.value().status, response.value().body))
+        co_return std::move(*refusal);
 
     // Header names are compared in lower case, so "x-csrf-token" and "X-CSRF-Token" are one.
     const auto &headers = response.value().headers;

@@ -49,6 +49,11 @@ UnifiAPIError UnifiAPIError::notLoggedIn()
     return UnifiAPIError(Case::notLoggedIn);
 }
 
+UnifiAPIError UnifiAPIError::twoFactorRequired()
+{
+    return UnifiAPIError(Case::twoFactorRequired);
+}
+
 QString UnifiAPIError::description() const
 {
     switch (m_case) {
@@ -68,6 +73,8 @@ QString UnifiAPIError::description() const
         return u"The controller's certificate was not approved."_s;
     case Case::notLoggedIn:
         return u"Not logged in."_s;
+    case Case::twoFactorRequired:
+        return u"This account uses two-factor authentication. Use a local controller account without it."_s;
     }
     return {};
 }

@@ -16,6 +16,7 @@ public:
         invalidCredentials,
         certificateRejected,
         notLoggedIn,
+        twoFactorRequired,
     };
 
     static UnifiAPIError certificateMismatch(const QString &expected, const QString &presented);
@@ -28,6 +29,9 @@ public:
     static UnifiAPIError invalidCredentials();
     static UnifiAPIError certificateRejected();
     static UnifiAPIError notLoggedIn();
+    /// The controller wants a second factor for this account; Lanternfold signs in unattended and
+    /// cannot give one.
+    static UnifiAPIError twoFactorRequired();
 
     [[nodiscard]] Case kind() const { return m_case; }
     [[nodiscard]] const QString &expected() const { return m_first; }
