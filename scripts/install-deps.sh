@@ -12,6 +12,8 @@ packages=(
   libsecret-1-0 libqt6svg6 qt6-svg-dev
   # tests and tools
   dbus gnome-keyring libsecret-tools xvfb xdotool imagemagick fonts-dejavu-core openssl
+  # called by name in tests/support/run-session-bus.sh: dbus-run-session, dbus-send
+  dbus-daemon dbus-bin
   curl python3 tzdata
 )
 

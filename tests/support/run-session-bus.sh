@@ -14,5 +14,20 @@ exec dbus-run-session --config-file="$here/session-bus.conf" -- /bin/bash -c '
   shift
   if [ "$keyring" = 1 ]; then
     printf "lanternfold-test" | gnome-keyring-daemon --unlock --components=secrets >/dev/null
+    # The daemon returns before it owns org.freedesktop.secrets (about one start in five, measured):
+    # wait for the name, so that a test never meets "no such service" instead of the keyring.
+    owned=0
+    for _ in $(seq 100); do
+      if dbus-send --session --print-reply --dest=org.freedesktop.DBus /org/freedesktop/DBus \
+        org.freedesktop.DBus.NameHasOwner string:org.freedesktop.secrets 2>/dev/null | grep -q "boolean true"; then
+        owned=1
+        break
+      fi
+      sleep 0.1
+    done
+    if [ "$owned" != 1 ]; then
+      echo "run-session-bus.sh: gnome-keyring did not appear on the bus within 10 seconds" >&2
+      exit 1
+    fi
   fi
   exec "$@"' run-session-bus "$keyring" "$@"
