@@ -49,6 +49,13 @@ void TestSimCommands::commandLanguage()
              qPrintable(status));
     QVERIFY(simulator->applyCommand(u"expire-sessions"_s).startsWith(u"OK"_s));
 
+    QCOMPARE(simulator->applyCommand(u"csrf-cookie on"_s), u"OK csrf-cookie on"_s);
+    QVERIFY(simulator->csrfCookie());
+    QVERIFY2(simulator->applyCommand(u"status"_s).contains(u" csrf-cookie=on "_s),
+             qPrintable(simulator->applyCommand(u"status"_s)));
+    QCOMPARE(simulator->applyCommand(u"csrf-cookie off"_s), u"OK csrf-cookie off"_s);
+    QVERIFY(!simulator->csrfCookie());
+
     QCOMPARE(simulator->applyCommand(u"two-factor on"_s), u"OK two-factor on"_s);
     QVERIFY(simulator->twoFactorRequired());
     QVERIFY2(simulator->applyCommand(u"status"_s).contains(u" two-factor=on "_s),

@@ -30,6 +30,8 @@ private Q_SLOTS:
     void twoFactorRefusesTheRightPassword_data();
     void twoFactorRefusesTheRightPassword();
     void loginAnswerReplacesEveryLogin();
+    void csrfCookieMode();
+    void csrfCookieModeIsClassicOnly();
 };
 
 void TestSimSessions::loginAnswers_data()
@@ -469,6 +471,64 @@ void TestSimSessions::loginAnswerReplacesEveryLogin()
     simulator->clearLoginAnswer();
     QCOMPARE(client.loginOk().status, 200);
     QCOMPARE(client.loginOk().status, 429);
+}
+
+void TestSimSessions::csrfCookieMode()
+{
+    const auto simulator = startSimulator(Kind::Classic);
+    simulator->setCsrfCookie(true);
+    QVERIFY(simulator->csrfCookie());
+    SimClient client(*simulator);
+    const Answer login = client.loginOk();
+    QCOMPARE(login.status, 200);
+    QVERIFY(!login.hasHeader(QByteArrayLiteral("X-CSRF-Token")));
+    const QString issued = requestEntries(*simulator).last().value(u"issuedToken"_s).toString();
+    QVERIFY(!issued.isEmpty());
+    // Qt joins the two Set-Cookie headers with a line break.
+    const QList<QByteArray> setCookies = login.header(QByteArrayLiteral("Set-Cookie")).split('\n');
+    QVERIFY2(setCookies.contains("csrf_token=" + issued.toUtf8() + "; Path=/; Secure"),
+             login.header(QByteArrayLiteral("Set-Cookie")).constData());
+    const auto token = [&] {
+        for (const QNetworkCookie &cookie : client.cookies()) {
+            if (cookie.name() == "csrf_token")
+                return cookie.value();
+        }
+        return QByteArray();
+    };
+    QCOMPARE(token(), issued.toUtf8());
+    QCOMPARE(client.get(u"/api/self"_s).status, 200); // the csrf_token cookie is no session cookie
+
+    const QString restart = restartPath(Kind::Classic);
+    const QByteArray body = restartBody(u"78:45:58:a1:10:20"_s);
+    QCOMPARE(client.post(restart, body).status, 403); // the cookie alone does not do
+    client.csrfToken = token();
+    QCOMPARE(client.postWithToken(restart, body).status, 200);
+
+    simulator->setCsrfRotation(true);
+    const Answer rotated = client.postWithToken(restart, body);
+    QCOMPARE(rotated.status, 200);
+    const QByteArray next = rotated.header(QByteArrayLiteral("X-Updated-CSRF-Token"));
+    QVERIFY(!next.isEmpty() && next != client.csrfToken);
+    QCOMPARE(rotated.header(QByteArrayLiteral("Set-Cookie")), "csrf_token=" + next + "; Path=/; Secure");
+    QCOMPARE(token(), next);
+    QCOMPARE(requestEntries(*simulator).last().value(u"issuedToken"_s).toString(), QString::fromUtf8(next));
+    client.csrfToken = token();
+    QCOMPARE(client.postWithToken(restart, body).status, 200);
+
+    client.csrfToken = token(); // rotated once more
+    QCOMPARE(client.postWithToken(u"/api/logout"_s).status, 200);
+    QVERIFY(client.cookies().isEmpty()); // the logout took both cookies away
+}
+
+void TestSimSessions::csrfCookieModeIsClassicOnly()
+{
+    const auto simulator = startSimulator(Kind::UnifiOS);
+    simulator->setCsrfCookie(true);
+    SimClient client(*simulator);
+    const Answer login = client.loginOk();
+    QVERIFY(login.hasHeader(QByteArrayLiteral("X-CSRF-Token")));
+    QCOMPARE(client.cookies().size(), 1);
+    QCOMPARE(client.cookies().first().name(), QByteArrayLiteral("TOKEN"));
 }
 
 QTEST_GUILESS_MAIN(TestSimSessions)

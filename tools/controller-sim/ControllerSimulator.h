@@ -71,6 +71,9 @@ public:
     /// Off: a successful login carries no CSRF header at all (older firmware, or a token that
     /// travels elsewhere), so a client must keep whatever token it had.
     void setCsrfHeaderAtLogin(bool on) { m_state.csrfHeaderAtLogin = on; }
+    /// Classic only: a login answer carries no X-CSRF-Token header but a "csrf_token" cookie with
+    /// the session's token; with rotation on, a rotated token comes again as a new such cookie.
+    void setCsrfCookie(bool on) { m_state.csrfCookie = on; }
     /// The account asks for a second factor: a login with the right password is refused the way
     /// this kind of controller refuses it (classic 400 api.err.Ubic2faTokenRequired, UniFi OS 499
     /// MFA_AUTH_REQUIRED) and makes no session.
@@ -122,6 +125,7 @@ public:
     [[nodiscard]] bool csrfRotation() const { return m_state.csrfRotation; }
     [[nodiscard]] bool jwtCookie() const { return m_state.jwtCookie; }
     [[nodiscard]] bool csrfHeaderAtLogin() const { return m_state.csrfHeaderAtLogin; }
+    [[nodiscard]] bool csrfCookie() const { return m_state.csrfCookie; }
     [[nodiscard]] bool twoFactorRequired() const { return m_state.twoFactor; }
     [[nodiscard]] bool keyFlip() const { return m_tls->keyFlip(); }
     [[nodiscard]] int loginRateLimit() const { return m_state.sessions.rateLimitLogins(); }

@@ -59,12 +59,13 @@ QString fault(ControllerSimulator &simulator, const QStringList &words)
 QString status(const ControllerSimulator &simulator)
 {
     const auto onOff = [](bool on) { return on ? u"on"_s : u"off"_s; };
-    return u"OK kind=%1 port=%2 site=%3 rotate=%4 jwt=%5 two-factor=%6 keyflip=%7 ratelimit=%8/%9s session=%10s offline=%11s faults=%12"_s
+    return u"OK kind=%1 port=%2 site=%3 rotate=%4 jwt=%5 csrf-cookie=%6 two-factor=%7 keyflip=%8 ratelimit=%9/%10s session=%11s offline=%12s faults=%13"_s
         .arg(ControllerSimulator::kindName(simulator.kind()))
         .arg(simulator.port())
         .arg(simulator.site())
         .arg(onOff(simulator.csrfRotation()))
         .arg(onOff(simulator.jwtCookie()))
+        .arg(onOff(simulator.csrfCookie()))
         .arg(onOff(simulator.twoFactorRequired()))
         .arg(onOff(simulator.keyFlip()))
         .arg(simulator.loginRateLimit())
@@ -92,6 +93,7 @@ QString help()
       PREFIX limits a fault to paths beginning with it; without it, every path but the login path.
   rotate on|off               rotate the CSRF token on every POST answer (X-Updated-CSRF-Token)
   jwt on|off                  UniFi OS: token only inside the JWT session cookie, no header at login
+  csrf-cookie on|off          classic: token only in a csrf_token cookie, no header at login
   two-factor on|off           the account wants a second factor: a right password gets the
                               refusal (classic 400 api.err.Ubic2faTokenRequired, UniFi OS 499)
   keyflip on|off              present a second key on every connection after the next one
@@ -125,6 +127,8 @@ QString apply(ControllerSimulator &simulator, const QString &line)
         return onOff([&](bool on) { simulator.setCsrfRotation(on); });
     if (command == u"jwt"_s)
         return onOff([&](bool on) { simulator.setJwtCookie(on); });
+    if (command == u"csrf-cookie"_s)
+        return onOff([&](bool on) { simulator.setCsrfCookie(on); });
     if (command == u"two-factor"_s)
         return onOff([&](bool on) { simulator.setTwoFactorRequired(on); });
     if (command == u"keyflip"_s)

@@ -160,6 +160,8 @@ HttpResponse SimRouter::route(const HttpRequest &request, const QString &path, Q
     if (isPost && m_state.csrfRotation) {
         session->csrfToken = SimSessions::newCsrfToken();
         response.setHeader(QByteArrayLiteral("X-Updated-CSRF-Token"), session->csrfToken.toUtf8());
+        if (tokenInCookie())
+            setCsrfCookie(response, session->csrfToken);
         entry.insert(u"issuedToken"_s, session->csrfToken);
     }
     return response;
@@ -221,9 +223,22 @@ HttpResponse SimRouter::login(const HttpRequest &request, QJsonObject &entry)
     HttpResponse response = m_state.kind == SimKind::UnifiOS ? self(session) : okEnvelope();
     response.headers.append({QByteArrayLiteral("Set-Cookie"), cookieName(m_state.kind) + '=' + cookieValue +
                                                                   "; Path=/; HttpOnly; Secure; SameSite=Strict"});
-    if (!jwt && m_state.csrfHeaderAtLogin)
+    if (tokenInCookie())
+        setCsrfCookie(response, session.csrfToken);
+    else if (!jwt && m_state.csrfHeaderAtLogin)
         response.setHeader(QByteArrayLiteral("X-CSRF-Token"), session.csrfToken.toUtf8());
     return response;
+}
+
+bool SimRouter::tokenInCookie() const
+{
+    return m_state.csrfCookie && m_state.kind == SimKind::Classic;
+}
+
+void SimRouter::setCsrfCookie(HttpResponse &response, const QString &token)
+{
+    // Not HttpOnly: the controller's own web page reads it to fill in the header.
+    response.headers.append({QByteArrayLiteral("Set-Cookie"), "csrf_token=" + token.toUtf8() + "; Path=/; Secure"});
 }
 
 HttpResponse SimRouter::twoFactorChallenge() const
@@ -268,6 +283,11 @@ HttpResponse SimRouter::logout(const QByteArray &cookieValue)
     response.headers.append(
         {QByteArrayLiteral("Set-Cookie"),
          cookieName(m_state.kind) + "=; Path=/; HttpOnly; Secure; Max-Age=0; Expires=Thu, 01 Jan 1970 00:00:00 GMT"});
+    if (tokenInCookie()) {
+        response.headers.append(
+            {QByteArrayLiteral("Set-Cookie"),
+             QByteArrayLiteral("csrf_token=; Path=/; Secure; Max-Age=0; Expires=Thu, 01 Jan 1970 00:00:00 GMT")});
+    }
     return response;
 }
 

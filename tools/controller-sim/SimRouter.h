@@ -28,6 +28,9 @@ public:
     static bool isInventoryPath(const QString &path);
 
 private:
+    /// Whether tokens travel as the "csrf_token" cookie (classic only).
+    [[nodiscard]] bool tokenInCookie() const;
+    static void setCsrfCookie(HttpResponse &response, const QString &token);
     HttpResponse login(const HttpRequest &request, QJsonObject &entry);
     /// The refusal of a right password when the account wants a second factor.
     [[nodiscard]] HttpResponse twoFactorChallenge() const;

@@ -38,6 +38,7 @@ struct SimState
     bool csrfRotation = false;
     bool jwtCookie = false;
     bool csrfHeaderAtLogin = true;
+    bool csrfCookie = false;
     bool twoFactor = false;
     std::optional<SimLoginAnswer> loginAnswer;
     QList<QPair<QByteArray, QByteArray>> extraHeaders;

@@ -137,6 +137,7 @@ int main(int argc, char *argv[])
         {u"session-seconds"_s, u"Session lifetime after login, not sliding (default 7200)."_s, u"seconds"_s, u"7200"_s},
         {u"rotate-csrf"_s, u"Give every POST answer a new token in X-Updated-CSRF-Token."_s},
         {u"jwt-cookie"_s, u"UniFi OS: carry the CSRF token only inside the JWT session cookie."_s},
+        {u"csrf-cookie"_s, u"Classic: carry the CSRF token only in a csrf_token cookie, no header at login."_s},
         {u"two-factor"_s, u"The account wants a second factor: logins with the right password are refused."_s},
         {u"rate-limit"_s, u"Answer 429 once this many logins arrived within the window (default off)."_s, u"count"_s,
          u"0"_s},
@@ -181,6 +182,7 @@ int main(int argc, char *argv[])
     simulator.setSessionLifetime(seconds(parser, u"session-seconds"_s));
     simulator.setCsrfRotation(parser.isSet(u"rotate-csrf"_s));
     simulator.setJwtCookie(parser.isSet(u"jwt-cookie"_s));
+    simulator.setCsrfCookie(parser.isSet(u"csrf-cookie"_s));
     simulator.setTwoFactorRequired(parser.isSet(u"two-factor"_s));
     const int rateLimit = parser.value(u"rate-limit"_s).toInt(&ok);
     if (!ok || rateLimit < 0)
