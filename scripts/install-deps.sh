@@ -15,6 +15,8 @@ packages=(
   # called by name in tests/support/run-session-bus.sh: dbus-run-session, dbus-send
   dbus-daemon dbus-bin
   curl python3 tzdata
+  # the login-item tests check the autostart entry with desktop-file-validate and start it with gio
+  desktop-file-utils libglib2.0-bin
 )
 
 missing=()
