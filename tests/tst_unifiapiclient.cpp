@@ -25,6 +25,10 @@ private Q_SLOTS:
     void loginWithoutCsrfHeaderKeepsEarlierToken();
     void csrfTokenFromJwtSessionCookie();
     void csrfTokenFromJwtParsing();
+    void csrfTokenFromClassicCookie();
+    void csrfTokenFromClassicCookieRotates();
+    void csrfCookieFollowsItsLatestValue();
+    void csrfCookieDoesNotReplaceEarlierHeaderToken();
     void updatedTokenOn401StillReplaces();
     void invalidCredentials_data();
     void invalidCredentials();
@@ -209,6 +213,84 @@ void TestUnifiAPIClient::csrfTokenFromJwtParsing()
     QVERIFY(!UnifiAPIClient::csrfTokenFromJwt(jwt("not json", QByteArray::Base64UrlEncoding)));
     QVERIFY(!UnifiAPIClient::csrfTokenFromJwt("0123456789abcdef"));
     QVERIFY(!UnifiAPIClient::csrfTokenFromJwt("a.%%%.c"));
+}
+
+void TestUnifiAPIClient::csrfTokenFromClassicCookie()
+{
+    Sim &sim = startSim(Sim::Kind::Classic);
+    sim.setCsrfCookie(true);
+    auto client = makeClient(sim);
+    QVERIFY(await(client->login(sim.password())).ok());
+    const QJsonObject login = requests(sim).last();
+    const QString issued = login.value(u"issuedToken"_s).toString();
+    QVERIFY(!issued.isEmpty());
+    const auto devices = await(client->fetchAccessPoints());
+    QVERIFY(devices.ok());
+    QCOMPARE(requests(sim).last().value(u"csrf"_s).toString(), issued);
+    // The POST passes only with the token from the cookie.
+    const auto restart = await(client->restartAccessPoint(devices.value().first().mac));
+    QVERIFY2(restart.ok(), restart.ok() ? "" : qPrintable(restart.error().description()));
+    const QJsonObject post = requests(sim).last();
+    QCOMPARE(post.value(u"csrf"_s).toString(), issued);
+    QCOMPARE(post.value(u"session"_s), login.value(u"created"_s));
+    QCOMPARE(post.value(u"status"_s).toInt(), 200);
+    await(client->logout());
+    QCOMPARE(requests(sim).last().value(u"status"_s).toInt(), 200); // the logout is a POST as well
+    QVERIFY(!client->holdsSessionSecrets());
+}
+
+void TestUnifiAPIClient::csrfTokenFromClassicCookieRotates()
+{
+    Sim &sim = startSim(Sim::Kind::Classic);
+    sim.setCsrfCookie(true);
+    sim.setCsrfRotation(true);
+    auto client = makeClient(sim);
+    QVERIFY(await(client->login(sim.password())).ok());
+    QString token = requests(sim).last().value(u"issuedToken"_s).toString();
+    const auto devices = await(client->fetchAccessPoints());
+    QVERIFY(devices.ok());
+    for (int round = 0; round < 3; ++round) {
+        QVERIFY(await(client->restartAccessPoint(devices.value().at(round).mac)).ok()); // a stale token gets 403
+        const QJsonObject post = requests(sim).last();
+        QCOMPARE(post.value(u"csrf"_s).toString(), token);
+        const QString next = post.value(u"issuedToken"_s).toString();
+        QVERIFY(!next.isEmpty() && next != token);
+        token = next;
+    }
+    // A new session after the old one ended: its cookie, not a token rotated in the old one.
+    sim.expireSessions();
+    QCOMPARE(await(client->fetchAccessPoints()).error(), UnifiAPIError::notLoggedIn());
+    QVERIFY(await(client->login(sim.password())).ok());
+    const QString fresh = requests(sim).last().value(u"issuedToken"_s).toString();
+    QVERIFY(await(client->restartAccessPoint(devices.value().first().mac)).ok());
+    QCOMPARE(requests(sim).last().value(u"csrf"_s).toString(), fresh);
+}
+
+void TestUnifiAPIClient::csrfCookieFollowsItsLatestValue()
+{
+    Sim &sim = startSim(Sim::Kind::Classic);
+    sim.setCsrfCookie(true);
+    auto client = makeClient(sim);
+    QVERIFY(await(client->login(sim.password())).ok());
+    // Any answer may set the cookie anew; the next request carries what it says now.
+    sim.setExtraHeader("Set-Cookie", "csrf_token=replaced-token; Path=/; Secure");
+    QVERIFY(await(client->fetchAccessPoints()).ok());
+    sim.setExtraHeader("Set-Cookie", {});
+    QVERIFY(await(client->fetchAccessPoints()).ok());
+    QCOMPARE(requests(sim).last().value(u"csrf"_s).toString(), u"replaced-token"_s);
+}
+
+void TestUnifiAPIClient::csrfCookieDoesNotReplaceEarlierHeaderToken()
+{
+    Sim &sim = startSim(Sim::Kind::Classic);
+    auto client = makeClient(sim);
+    QVERIFY(await(client->login(sim.password())).ok());
+    const QString earlier = requests(sim).last().value(u"issuedToken"_s).toString();
+    sim.setCsrfCookie(true);
+    QVERIFY(await(client->login(sim.password())).ok());
+    QVERIFY(requests(sim).last().value(u"issuedToken"_s).toString() != earlier);
+    QVERIFY(await(client->fetchAccessPoints()).ok());
+    QCOMPARE(requests(sim).last().value(u"csrf"_s).toString(), earlier);
 }
 
 void TestUnifiAPIClient::updatedTokenOn401StillReplaces()

@@ -134,6 +134,7 @@ void UnifiAPIClient::forgetSession()
     for (const QNetworkCookie &cookie : m_cookieJar->allCookies())
         m_cookieJar->deleteCookie(cookie);
     m_csrfToken.reset();
+    m_csrfFromCookie = false;
 }
 
 bool UnifiAPIClient::holdsSessionSecrets() const
@@ -177,8 +178,10 @@ QNetworkRequest UnifiAPIClient::makeRequest(const QString &path, bool sendsCsrfT
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     // The API is a handful of small requests: HTTP/2 would bring nothing but another code path.
     request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
-    if (sendsCsrfToken && m_csrfToken)
-        request.setRawHeader("X-CSRF-Token", m_csrfToken->toUtf8());
+    if (sendsCsrfToken) {
+        if (const auto token = csrfTokenFor(url))
+            request.setRawHeader("X-CSRF-Token", token->toUtf8());
+    }
     return request;
 }
 
@@ -343,10 +346,16 @@ QCoro::Task<APIResult<Done>> UnifiAPIClient::performLogin(QString password)
     const auto &headers = response.value().headers;
     if (headers.contains("x-csrf-token")) {
         m_csrfToken = QString::fromUtf8(headers.value("x-csrf-token"));
-    } else if (!headers.contains("x-updated-csrf-token") && m_config.kind == ControllerKind::unifiOS) {
+        m_csrfFromCookie = false;
+    } else if (headers.contains("x-updated-csrf-token")) {
+        m_csrfFromCookie = false; // interpret() took the token
+    } else if (m_config.kind == ControllerKind::unifiOS) {
         // Some console firmware sends no CSRF header at login and carries the token only inside
         // the session cookie, a JWT.
         adoptTokenFromSessionCookie();
+    } else {
+        // A Network Application may hand the token only as a cookie of its own.
+        adoptTokenCookie();
     }
     co_return Done{};
 }
@@ -374,6 +383,36 @@ void UnifiAPIClient::adoptTokenFromSessionCookie()
             }
         }
     }
+}
+
+void UnifiAPIClient::adoptTokenCookie()
+{
+    // A token an earlier header gave is kept, as after any login without a header. One the cookie
+    // gave is not such a token: the new login's cookie replaces it.
+    if (m_csrfToken && !m_csrfFromCookie)
+        return;
+    if (tokenCookieValue(m_config.baseURL()))
+        m_csrfFromCookie = true;
+}
+
+std::optional<QString> UnifiAPIClient::tokenCookieValue(const QUrl &url) const
+{
+    for (const QNetworkCookie &cookie : m_cookieJar->cookiesForUrl(url)) {
+        if (cookie.name() == "csrf_token" && !cookie.value().isEmpty())
+            return QString::fromUtf8(cookie.value());
+    }
+    return std::nullopt;
+}
+
+std::optional<QString> UnifiAPIClient::csrfTokenFor(const QUrl &url) const
+{
+    // The cookie the controller last set wins over a header's token while the cookie is the
+    // source: a controller that hands the token as a cookie also rotates it as one.
+    if (m_csrfFromCookie) {
+        if (auto token = tokenCookieValue(url))
+            return token;
+    }
+    return m_csrfToken;
 }
 
 std::optional<QString> UnifiAPIClient::csrfTokenFromJwt(const QByteArray &cookieValue)

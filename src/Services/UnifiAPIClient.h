@@ -22,6 +22,7 @@
 class QNetworkAccessManager;
 class QNetworkReply;
 class QNetworkRequest;
+class QUrl;
 
 namespace lanternfold {
 
@@ -38,6 +39,12 @@ using APIResult = Result<T, UnifiAPIError>;
 /// the headers, the timeout and the TLS policy. A new TLS connection is checked against the pinned
 /// key before a byte of a request is sent on it, and a change of the host's pin drops the
 /// connections approved under the old one.
+///
+/// The CSRF token comes from the login answer's "X-CSRF-Token" header, and any later
+/// "X-Updated-CSRF-Token" replaces it. A login answered without either keeps a token a header gave
+/// earlier. Without one, a console's token is the "csrfToken" claim of its JWT session cookie, and
+/// a Network Application's the "csrf_token" cookie: every request then sends that cookie's value as
+/// it is at that moment, so a controller that sets the cookie anew is followed at once.
 ///
 /// A client may be closed, or destroyed, while its operations are suspended: each of them then
 /// resumes at once with a network error, and nothing more is sent.
@@ -127,6 +134,9 @@ private:
     void dropStaleConnectionsIfIdle();
     void forgetSession();
     void adoptTokenFromSessionCookie();
+    void adoptTokenCookie();
+    [[nodiscard]] std::optional<QString> tokenCookieValue(const QUrl &url) const;
+    [[nodiscard]] std::optional<QString> csrfTokenFor(const QUrl &url) const;
     [[nodiscard]] QString networkPath(const QString &suffix) const;
 
     ControllerConfig m_config;
@@ -135,6 +145,10 @@ private:
     ClientCookieJar *m_cookieJar;
     PinningSessionDelegate *m_delegate;
     std::optional<QString> m_csrfToken;
+    /// Classic: the token is the "csrf_token" cookie's current value, because a login gave neither
+    /// a header nor an earlier token. Re-read on every request, so a controller that rotates the
+    /// cookie is followed; m_csrfToken is then only the fallback for a moment without the cookie.
+    bool m_csrfFromCookie = false;
     ApprovalHandler m_approvalHandler;
     MismatchHandler m_mismatchHandler;
     std::chrono::milliseconds m_transferTimeout = defaultTransferTimeout;
