@@ -1,6 +1,7 @@
 #include "Services/CertTrustService.h"
 
 #include "Services/FirstUseTrust.h"
+#include "Services/Preferences.h"
 
 #include <QCryptographicHash>
 #include <QSettings>
@@ -23,8 +24,7 @@ CertTrustService::~CertTrustService() = default;
 
 CertTrustService &CertTrustService::shared()
 {
-    static CertTrustService instance(
-        QSettings(QSettings::NativeFormat, QSettings::UserScope, u"Lanternfold"_s, u"Lanternfold"_s).fileName());
+    static CertTrustService instance(preferencesFilePath());
     return instance;
 }
 

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QString>
+
+namespace lanternfold {
+
+/// The program's preferences file ($XDG_CONFIG_HOME/Lanternfold/Lanternfold.conf), where the saved
+/// controller and the pins of trust live.
+QString preferencesFilePath();
+
+} // namespace lanternfold

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "Models/ScheduledJob.h"
+
+#include <QObject>
+#include <QPointer>
+
+#include <QCoroTask>
+
+#include <chrono>
+
+class QTimer;
+
+namespace lanternfold {
+
+class AppState;
+
+/// Runs due jobs by themselves while the program runs: a 20-second timer wakes it, it takes the
+/// first due job in list order, makes sure the state is logged in (reconnecting if it can),
+/// restarts the job's devices one after the other, announces the outcome as a notification and
+/// moves the job's schedule on. One job at a time; jobs missed while the program was not running
+/// run once at the first tick after the next start.
+class SchedulerEngine final : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(SchedulerEngine)
+
+public:
+    static constexpr std::chrono::seconds interval{20};
+
+    /// Belongs to appState and dies with it.
+    explicit SchedulerEngine(AppState &appState);
+    ~SchedulerEngine() override;
+
+    /// Starts (or restarts) the timer, and looks for a due job at once.
+    void start();
+    /// One look for a due job at the state's current time. The timer calls it; tests call it with
+    /// the state's clock set to fixed instants.
+    void tick();
+
+    [[nodiscard]] bool isRunningJob() const { return m_isRunningJob; }
+    [[nodiscard]] bool isStarted() const;
+
+Q_SIGNALS:
+    /// A picked job's run has ended, on every path.
+    void runFinished(const QUuid &jobId);
+
+private:
+    static QCoro::Task<void> runAndRelease(QPointer<SchedulerEngine> self, ScheduledJob job);
+    static QCoro::Task<void> run(QPointer<AppState> appState, ScheduledJob job);
+    /// A failed or skipped run moves the schedule on exactly like a successful one.
+    static void markRan(AppState &appState, const ScheduledJob &job, bool success);
+
+    QPointer<AppState> m_appState;
+    QTimer *m_timer = nullptr;
+    bool m_isRunningJob = false;
+};
+
+} // namespace lanternfold

@@ -1,0 +1,143 @@
+#pragma once
+
+// What the application-state tests share: a state over a temporary jobs folder and preferences
+// file, a fixed clock and calendar, pauses that are recorded instead of waited (unless a test asks
+// for real ones), and a certificate question the test answers.
+
+#include "ClientFixture.h"
+#include "Services/AppState.h"
+#include "Services/CertificateApprover.h"
+#include "Services/KeychainService.h"
+#include "Services/Latch.h"
+#include "Services/ScheduleStore.h"
+
+#include <QLocale>
+#include <QTimeZone>
+
+namespace lanternfold::test {
+
+/// Answers the certificate question with `answer`, at once or, while held, when released.
+class TestApprover final : public CertificateApprover
+{
+public:
+    QCoro::Task<bool> approve(QString host, QString fingerprint) override
+    {
+        asked.append({host, fingerprint});
+        if (held) {
+            const std::shared_ptr<Latch> release = released;
+            Wakeup wakeup;
+            wakeup.watch(*release);
+            co_await wakeup.wait();
+        }
+        co_return answer;
+    }
+
+    bool answer = true;
+    bool held = false;
+    std::shared_ptr<Latch> released = std::make_shared<Latch>();
+    QList<QPair<QString, QString>> asked;
+};
+
+class StateFixture : public ClientFixture
+{
+public:
+    void init()
+    {
+        ClientFixture::init();
+        store = std::make_unique<ScheduleStore>(dir->path());
+        now = QDateTime(QDate(2025, 3, 14), QTime(8, 30), QTimeZone::utc());
+        pauses.clear();
+        realPauses = false;
+        holdPauses = false;
+        pauseRelease = std::make_shared<Latch>();
+        approver = std::make_unique<TestApprover>();
+    }
+
+    void cleanup()
+    {
+        // The state first: it holds the store and the pin store by reference.
+        state.reset();
+        // The keyring lives as long as the test program: each test starts without passwords.
+        runShell(QStringLiteral("secret-tool clear server com.lanternfold.controller || true"), dir->path());
+        approver.reset();
+        store.reset();
+        ClientFixture::cleanup();
+    }
+
+    [[nodiscard]] QString settingsPath() const { return dir->filePath(QStringLiteral("Lanternfold.conf")); }
+    [[nodiscard]] QString jobsFilePath() const { return dir->filePath(QStringLiteral("Lanternfold/schedules.json")); }
+
+    static Calendar calendar() { return Calendar{QTimeZone::utc(), QLocale(QLocale::English, QLocale::UnitedStates)}; }
+
+    AppState::Clock clock()
+    {
+        AppState::Clock clock;
+        clock.now = [this] { return now; };
+        clock.calendar = [] { return calendar(); };
+        clock.pause = [this](std::chrono::seconds duration, std::shared_ptr<Latch> cancel) {
+            return pause(duration, std::move(cancel));
+        };
+        return clock;
+    }
+
+    AppState &makeState()
+    {
+        state = std::make_unique<AppState>(*store, *trust, settingsPath(), clock());
+        state->setCertificateApprover(approver.get());
+        return *state;
+    }
+
+    QCoro::Task<bool> pause(std::chrono::seconds duration, std::shared_ptr<Latch> cancel)
+    {
+        pauses.append(duration);
+        if (realPauses)
+            co_return co_await realPause(duration, std::move(cancel));
+        if (holdPauses) {
+            const std::shared_ptr<Latch> release = pauseRelease;
+            Wakeup wakeup;
+            wakeup.watch(*release);
+            wakeup.watch(*cancel);
+            co_await wakeup.wait();
+        }
+        co_return !cancel->isSet();
+    }
+
+    /// Connects the state to sim as a person would, and waits for the outcome.
+    void connectTo(const Sim &simulator, bool rememberPassword = true, const QString &password = {})
+    {
+        const ControllerConfig config = configFor(simulator);
+        await(state->connect(config.host, config.port, config.kind, config.username,
+                             password.isEmpty() ? simulator.password() : password, config.site, rememberPassword));
+    }
+
+    static QString keyringPassword(const ControllerConfig &config)
+    {
+        return await(KeychainService::readPassword(KeychainService::account(config.host, config.username)))
+            .value_or(QString());
+    }
+
+    static ScheduledJob job(const QString &name, QList<RestartTarget> targets, RecurrenceRule rule,
+                            qint64 staggerSeconds = 0)
+    {
+        ScheduledJob job;
+        job.id = QUuid::createUuid();
+        job.name = name;
+        job.targets = std::move(targets);
+        job.rule = std::move(rule);
+        job.staggerSeconds = staggerSeconds;
+        return job;
+    }
+
+    std::unique_ptr<ScheduleStore> store;
+    std::unique_ptr<AppState> state;
+    std::unique_ptr<TestApprover> approver;
+    QDateTime now;
+    QList<std::chrono::seconds> pauses;
+    /// Real timers instead of recorded pauses.
+    bool realPauses = false;
+    /// Recorded pauses that last until pauseRelease is set (or the batch is called off).
+    bool holdPauses = false;
+    std::shared_ptr<Latch> pauseRelease = std::make_shared<Latch>();
+};
+
+} // namespace lanternfold::test

@@ -1,0 +1,366 @@
+#include "NotificationWatcher.h"
+#include "StateFixture.h"
+
+#include "Services/SchedulerEngine.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QJsonDocument>
+#include <QSignalSpy>
+
+using namespace lanternfold;
+using namespace lanternfold::test;
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+/// Due jobs run by themselves: which job, when, what is logged and announced, and how the schedule
+/// moves on. The state's clock stands still unless a test moves it; ticks are called directly.
+class TestSchedulerEngine final : public QObject, public StateFixture
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void startsWithTheTwentySecondTimerAndOneTickAtOnce();
+    void dueJobsRunInListOrderOneAtATime();
+    void skippedRunIsLoggedAnnouncedAndMovesOn();
+    void disabledJobWithAPassedRunNeverRuns();
+    void onceJobIsDisabledAfterItsRun();
+    void jobDeletedWhileRunningStaysDeleted();
+    void intervalCountsFromTheEndOfTheRun();
+    void editDuringARunKeepsTheEditButNotItsNextRun();
+    void outcomeNotificationNamesTheFailures();
+    void dueJobRestartsEverythingByItself();
+    void expiredSessionIsRenewedOnceForARun();
+
+private:
+    [[nodiscard]] QStringList logMessages() const;
+    [[nodiscard]] QList<ScheduledJob> savedJobs() const;
+    void waitForRuns(QSignalSpy &finished, int count);
+    static QDateTime utc(int year, int month, int day, int hour, int minute = 0, int second = 0)
+    {
+        return QDateTime(QDate(year, month, day), QTime(hour, minute, second), QTimeZone::utc());
+    }
+
+    std::unique_ptr<NotificationWatcher> m_notifications;
+};
+
+void TestSchedulerEngine::init()
+{
+    StateFixture::init();
+    m_notifications = std::make_unique<NotificationWatcher>();
+    QVERIFY(m_notifications->start());
+}
+
+void TestSchedulerEngine::cleanup()
+{
+    StateFixture::cleanup();
+    m_notifications.reset();
+}
+
+QStringList TestSchedulerEngine::logMessages() const
+{
+    QStringList messages;
+    for (const QString &line : state->activityLog())
+        messages.append(line.mid(line.indexOf(u"] "_s) + 2));
+    return messages;
+}
+
+QList<ScheduledJob> TestSchedulerEngine::savedJobs() const
+{
+    QFile file(jobsFilePath());
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    const auto decoded = ScheduleStore::decode(file.readAll());
+    return decoded.ok() ? decoded.value() : QList<ScheduledJob>{};
+}
+
+void TestSchedulerEngine::waitForRuns(QSignalSpy &finished, int count)
+{
+    QTRY_COMPARE_WITH_TIMEOUT(finished.size(), count, 30000);
+}
+
+void TestSchedulerEngine::startsWithTheTwentySecondTimerAndOneTickAtOnce()
+{
+    QCOMPARE(SchedulerEngine::interval, 20s);
+    ScheduledJob overdue = job(u"Overdue"_s, {}, RecurrenceRule::dailyAt(7, 0));
+    overdue.nextRunAt = utc(2025, 3, 14, 7); // missed while the program was not running
+    store->save({overdue});
+    AppState &state = makeState();
+    QVERIFY(state.scheduler().isStarted());
+    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
+    waitForRuns(finished, 1); // without anyone calling tick()
+    QCOMPARE(state.jobs().first().lastRunAt, std::optional<QDateTime>(now));
+}
+
+void TestSchedulerEngine::dueJobsRunInListOrderOneAtATime()
+{
+    ScheduledJob first = job(u"First"_s, {}, RecurrenceRule::dailyAt(7, 0));
+    ScheduledJob second = job(u"Second"_s, {}, RecurrenceRule::dailyAt(6, 0));
+    first.nextRunAt = now;
+    second.nextRunAt = now.addSecs(-3600); // due earlier, but later in the list
+    store->save({first, second});
+    AppState &state = makeState();
+    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
+    waitForRuns(finished, 1);
+    QCOMPARE(finished.at(0).first().toUuid(), first.id);
+    QTest::qWait(50);
+    QCOMPARE(finished.size(), 1); // one job per tick
+    QVERIFY(state.jobs().at(1).nextRunAt <= now);
+    state.scheduler().tick();
+    waitForRuns(finished, 2);
+    QCOMPARE(finished.at(1).first().toUuid(), second.id);
+    QCOMPARE(logMessages().size(), 2);
+    QVERIFY(logMessages().at(1).startsWith(u"Scheduled job 'First' skipped"_s));
+    QVERIFY(logMessages().at(0).startsWith(u"Scheduled job 'Second' skipped"_s));
+}
+
+void TestSchedulerEngine::skippedRunIsLoggedAnnouncedAndMovesOn()
+{
+    ScheduledJob daily =
+        job(u"Mornings"_s, {{RestartTargetKind::accessPoint, u"aa"_s, u"AP"_s}}, RecurrenceRule::dailyAt(7, 0));
+    daily.nextRunAt = utc(2025, 3, 14, 7);
+    store->save({daily});
+    AppState &state = makeState(); // no saved controller: reconnecting cannot work
+    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
+    waitForRuns(finished, 1);
+    QCOMPARE(logMessages().first(),
+             u"Scheduled job 'Mornings' skipped \u2014 not logged in and auto-reconnect failed."_s);
+    QTRY_COMPARE(m_notifications->notifications().size(), 1);
+    QCOMPARE(m_notifications->notifications().first().summary, u"Lanternfold"_s);
+    QCOMPARE(m_notifications->notifications().first().body,
+             u"Couldn't run 'Mornings': not connected to the controller."_s);
+    // The missed run is not retried: tomorrow, measured from now.
+    const ScheduledJob ran = state.jobs().first();
+    QCOMPARE(ran.lastRunAt, std::optional<QDateTime>(now));
+    QCOMPARE(ran.nextRunAt, std::optional<QDateTime>(utc(2025, 3, 15, 7)));
+    QVERIFY(ran.isEnabled);
+    QCOMPARE(savedJobs().first().nextRunAt, ran.nextRunAt);
+    state.scheduler().tick();
+    QTest::qWait(50);
+    QCOMPARE(finished.size(), 1);
+}
+
+void TestSchedulerEngine::disabledJobWithAPassedRunNeverRuns()
+{
+    ScheduledJob off = job(u"Off"_s, {}, RecurrenceRule::dailyAt(7, 0));
+    off.isEnabled = false;
+    off.nextRunAt = utc(2025, 3, 1, 7);
+    store->save({off});
+    AppState &state = makeState();
+    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
+    state.scheduler().tick();
+    QTest::qWait(50);
+    QCOMPARE(finished.size(), 0);
+    // Enabling computes the next run from now: the missed time does not fire at once.
+    state.setJob(off, true);
+    QCOMPARE(state.jobs().first().nextRunAt, std::optional<QDateTime>(utc(2025, 3, 15, 7)));
+    state.scheduler().tick();
+    QTest::qWait(50);
+    QCOMPARE(finished.size(), 0);
+    QVERIFY(state.activityLog().isEmpty());
+}
+
+void TestSchedulerEngine::onceJobIsDisabledAfterItsRun()
+{
+    ScheduledJob once = job(u"Just once"_s, {}, RecurrenceRule::once(utc(2025, 3, 14, 8)));
+    once.nextRunAt = utc(2025, 3, 14, 8);
+    store->save({once});
+    AppState &state = makeState(); // skipped for want of a connection: the same as having run
+    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
+    waitForRuns(finished, 1);
+    QCOMPARE(state.jobs().size(), 1);
+    QVERIFY(!state.jobs().first().isEnabled);
+    QCOMPARE(state.jobs().first().nextRunAt, std::nullopt);
+    QCOMPARE(state.jobs().first().lastRunAt, std::optional<QDateTime>(now));
+    QCOMPARE(savedJobs(), state.jobs());
+}
+
+void TestSchedulerEngine::jobDeletedWhileRunningStaysDeleted()
+{
+    Sim &sim = startSim();
+    AppState &state = makeState();
+    connectTo(sim);
+    holdPauses = true;
+    const QList<RestartTarget> targets{{RestartTargetKind::accessPoint, state.accessPoints().at(0).mac, u"A"_s},
+                                       {RestartTargetKind::accessPoint, state.accessPoints().at(1).mac, u"B"_s}};
+    state.addJob(job(u"Doomed"_s, targets, RecurrenceRule::dailyAt(9, 0), 10));
+    now = utc(2025, 3, 14, 9);
+    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
+    state.scheduler().tick();
+    QTRY_COMPARE(pauses.size(), 1); // between the two devices
+    QVERIFY(state.scheduler().isRunningJob());
+    state.removeJobs({0});
+    const QByteArray afterRemoval = [this] {
+        QFile file(jobsFilePath());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }();
+    pauseRelease->set();
+    waitForRuns(finished, 1);
+    QVERIFY(state.jobs().isEmpty());
+    QVERIFY(savedJobs().isEmpty());
+    QFile file(jobsFilePath());
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), afterRemoval);
+}
+
+void TestSchedulerEngine::intervalCountsFromTheEndOfTheRun()
+{
+    Sim &sim = startSim();
+    AppState &state = makeState();
+    connectTo(sim);
+    holdPauses = true;
+    const QList<RestartTarget> targets{{RestartTargetKind::accessPoint, state.accessPoints().at(0).mac, u"A"_s},
+                                       {RestartTargetKind::accessPoint, state.accessPoints().at(1).mac, u"B"_s}};
+    state.addJob(job(u"Every six hours"_s, targets, RecurrenceRule::everyInterval(6), 40));
+    const QDateTime due = *state.jobs().first().nextRunAt;
+    now = due;
+    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
+    state.scheduler().tick();
+    QTRY_COMPARE(pauses.size(), 1);
+    // A tick while it runs starts nothing: one job at a time.
+    state.scheduler().tick();
+    now = due.addSecs(40); // the run took 40 seconds
+    pauseRelease->set();
+    waitForRuns(finished, 1);
+    QCOMPARE(state.jobs().first().lastRunAt, std::optional<QDateTime>(due.addSecs(40)));
+    QCOMPARE(state.jobs().first().nextRunAt, std::optional<QDateTime>(due.addSecs(40 + 6 * 3600)));
+}
+
+void TestSchedulerEngine::editDuringARunKeepsTheEditButNotItsNextRun()
+{
+    Sim &sim = startSim();
+    AppState &state = makeState();
+    connectTo(sim);
+    holdPauses = true;
+    const QList<RestartTarget> targets{{RestartTargetKind::accessPoint, state.accessPoints().at(0).mac, u"A"_s},
+                                       {RestartTargetKind::accessPoint, state.accessPoints().at(1).mac, u"B"_s}};
+    state.addJob(job(u"Before"_s, targets, RecurrenceRule::dailyAt(9, 0), 10));
+    now = utc(2025, 3, 14, 9);
+    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
+    state.scheduler().tick();
+    QTRY_COMPARE(pauses.size(), 1);
+    ScheduledJob edited = state.jobs().first();
+    edited.name = u"After"_s;
+    edited.rule = RecurrenceRule::dailyAt(18, 0);
+    state.updateJob(edited);
+    QCOMPARE(state.jobs().first().nextRunAt, std::optional<QDateTime>(utc(2025, 3, 14, 18)));
+    pauseRelease->set();
+    waitForRuns(finished, 1);
+    QCOMPARE(state.jobs().first().name, u"After"_s);
+    QCOMPARE(state.jobs().first().rule, RecurrenceRule::dailyAt(18, 0));
+    // The rule of the copy that ran decides the next run.
+    QCOMPARE(state.jobs().first().nextRunAt, std::optional<QDateTime>(utc(2025, 3, 15, 9)));
+}
+
+void TestSchedulerEngine::outcomeNotificationNamesTheFailures()
+{
+    Sim &sim = startSim();
+    AppState &state = makeState();
+    connectTo(sim);
+    const QList<RestartTarget> targets{{RestartTargetKind::accessPoint, state.accessPoints().at(0).mac, u"Office AP"_s},
+                                       {RestartTargetKind::accessPoint, u"00:00:00:00:00:01"_s, u"Garage AP"_s},
+                                       {RestartTargetKind::camera, state.cameras().at(0).id, u"Door Cam"_s}};
+    state.addJob(job(u"Mixed"_s, targets, RecurrenceRule::dailyAt(9, 0), 1));
+    now = utc(2025, 3, 14, 9);
+    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
+    state.scheduler().tick();
+    waitForRuns(finished, 1);
+    QTRY_COMPARE(m_notifications->notifications().size(), 1);
+    const auto &notification = m_notifications->notifications().first();
+    QCOMPARE(notification.summary, u"Lanternfold \u2014 Mixed"_s);
+    QCOMPARE(notification.body, u"2 succeeded, 1 failed: Garage AP"_s);
+    QVERIFY(logMessages().contains(u"Running scheduled job 'Mixed' (3 device(s))"_s));
+}
+
+void TestSchedulerEngine::dueJobRestartsEverythingByItself()
+{
+    Sim &sim = startSim();
+    // What an earlier session left behind: the controller, its pin and the password in the keyring.
+    {
+        makeState();
+        connectTo(sim);
+        QVERIFY(state->isLoggedIn());
+    }
+    const ControllerConfig config = configFor(sim);
+    QCOMPARE(keyringPassword(config), sim.password());
+    const QList<UnifiDevice> aps = state->accessPoints();
+    const QList<ProtectCamera> cameras = state->cameras();
+    state.reset();
+    sim.log().clear();
+
+    const QList<RestartTarget> targets{{RestartTargetKind::accessPoint, aps.at(2).mac, aps.at(2).name},
+                                       {RestartTargetKind::camera, cameras.at(0).id, cameras.at(0).name},
+                                       {RestartTargetKind::accessPoint, aps.at(0).mac, aps.at(0).name}};
+    ScheduledJob nightly = job(u"Nightly"_s, targets, RecurrenceRule::dailyAt(3, 30), 2);
+    nightly.nextRunAt = utc(2025, 3, 14, 3, 30);
+    store->save({nightly});
+    realPauses = true;
+
+    AppState &state = makeState(); // not logged in at start
+    QVERIFY(!state.isLoggedIn());
+    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
+    waitForRuns(finished, 1);
+    QVERIFY(state.isLoggedIn());
+
+    const QList<QJsonObject> sent = requests(sim);
+    QList<QJsonObject> restarts;
+    for (const QJsonObject &request : sent) {
+        const QString path = request.value(u"path"_s).toString();
+        if (path.endsWith(u"/cmd/devmgr"_s) || path.endsWith(u"/reboot"_s))
+            restarts.append(request);
+    }
+    QCOMPARE(restarts.size(), 3);
+    const auto macOf = [](const QJsonObject &request) {
+        return QJsonDocument::fromJson(request.value(u"body"_s).toString().toUtf8())
+            .object()
+            .value(u"mac"_s)
+            .toString();
+    };
+    QCOMPARE(macOf(restarts.at(0)), targets.at(0).identifier);
+    QCOMPARE(restarts.at(1).value(u"path"_s).toString(),
+             u"/proxy/protect/api/cameras/"_s + targets.at(1).identifier + u"/reboot"_s);
+    QCOMPARE(macOf(restarts.at(2)), targets.at(2).identifier);
+    const auto at = [](const QJsonObject &request) {
+        return QDateTime::fromString(request.value(u"time"_s).toString(), Qt::ISODateWithMs);
+    };
+    QVERIFY(at(restarts.at(0)).msecsTo(at(restarts.at(1))) >= 2000);
+    QVERIFY(at(restarts.at(1)).msecsTo(at(restarts.at(2))) >= 2000);
+
+    QTRY_COMPARE(m_notifications->notifications().size(), 1);
+    const auto &notification = m_notifications->notifications().first();
+    QCOMPARE(notification.summary, u"Lanternfold \u2014 Nightly"_s);
+    QCOMPARE(notification.body, u"Restarted 3 device(s) successfully."_s);
+    QCOMPARE(notification.appName, u"Lanternfold"_s);
+    QCOMPARE(notification.hints.value(u"desktop-entry"_s).toString(), u"lanternfold"_s);
+
+    const ScheduledJob saved = savedJobs().value(0);
+    QCOMPARE(saved.id, nightly.id);
+    QCOMPARE(saved.lastRunAt, std::optional<QDateTime>(now));
+    QCOMPARE(saved.nextRunAt, std::optional<QDateTime>(utc(2025, 3, 15, 3, 30)));
+}
+
+void TestSchedulerEngine::expiredSessionIsRenewedOnceForARun()
+{
+    Sim &sim = startSim();
+    AppState &state = makeState();
+    connectTo(sim);
+    const QList<RestartTarget> targets{{RestartTargetKind::accessPoint, state.accessPoints().at(0).mac, u"A"_s},
+                                       {RestartTargetKind::accessPoint, state.accessPoints().at(1).mac, u"B"_s},
+                                       {RestartTargetKind::camera, state.cameras().at(0).id, u"C"_s}};
+    state.addJob(job(u"After expiry"_s, targets, RecurrenceRule::dailyAt(9, 0), 1));
+    const auto logins = requestsTo(sim, u"/api/auth/login"_s).size();
+    sim.expireSessions();
+    now = utc(2025, 3, 14, 9);
+    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
+    state.scheduler().tick();
+    waitForRuns(finished, 1);
+    QTRY_COMPARE(m_notifications->notifications().size(), 1);
+    QCOMPARE(m_notifications->notifications().first().body, u"Restarted 3 device(s) successfully."_s);
+    QCOMPARE(requestsTo(sim, u"/api/auth/login"_s).size(), logins + 1);
+}
+
+QTEST_GUILESS_MAIN(TestSchedulerEngine)
+#include "tst_schedulerengine.moc"
