@@ -154,6 +154,13 @@ void TestAppState::connectRefreshRestartDisconnect()
     QCOMPARE(await(state.restart({RestartTargetKind::accessPoint, ap.mac, ap.name})).error(),
              UnifiAPIError::notLoggedIn());
     QCOMPARE(requests(sim).size(), sent);
+
+    // And back, from the saved configuration and the keyring's password, as the scheduler does.
+    QVERIFY(await(state.reconnectIfPossible()));
+    QVERIFY(state.isLoggedIn());
+    QVERIFY(state.accessPoints().size() >= 8);
+    QCOMPARE(approver->asked.size(), 1); // the pin holds
+    QVERIFY(await(state.restart({RestartTargetKind::accessPoint, ap.mac, ap.name})).ok());
 }
 
 void TestAppState::savedConfigLoadsEqual()

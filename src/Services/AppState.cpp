@@ -464,8 +464,15 @@ AppState::callWithRenewal(std::shared_ptr<ControllerSession> session, std::share
         client->isClosed())
         co_return result;
     // Renewed since this request left: the new session only needs the request again.
-    const bool renewed = session->generation != generation || co_await renewSession(session, budget);
-    if (gone->isSet() || !renewed || !client || client->isClosed())
+    bool renewed = session->generation != generation;
+    if (!renewed && !session->ending->isSet())
+        renewed = co_await renewSession(session, budget);
+    if (gone->isSet())
+        co_return result;
+    // A session that ended meanwhile sends nothing more, renewed or not.
+    if (session->ending->isSet() || !client || client->isClosed())
+        co_return UnifiAPIError::closed();
+    if (!renewed)
         co_return result;
     co_return co_await call(*client);
 }
@@ -521,24 +528,33 @@ QCoro::Task<Result<Done, UnifiAPIError>> AppState::restartOn(std::shared_ptr<Con
     if (!session || !session->client)
         co_return UnifiAPIError::notLoggedIn();
     const std::shared_ptr<Latch> gone = m_gone;
-    Result<Done, UnifiAPIError> result = UnifiAPIError::closed();
-    if (!session->ending->isSet()) {
-        // A local, not a temporary inside the await: GCC 12 miscompiles lambda temporaries there.
-        std::function<QCoro::Task<Result<Done, UnifiAPIError>>(UnifiAPIClient &)> command =
-            [target](UnifiAPIClient &client) {
-                return target.kind == RestartTargetKind::accessPoint ? client.restartAccessPoint(target.identifier)
-                                                                     : client.rebootCamera(target.identifier);
-            };
-        session->beginCommand();
-        result = co_await callWithRenewal<Done>(session, budget, std::move(command));
-        session->endCommand();
-    }
+    // A local, not a temporary inside the await: GCC 12 miscompiles lambda temporaries there.
+    std::function<QCoro::Task<Result<Done, UnifiAPIError>>(UnifiAPIClient &)> command =
+        [session, target](UnifiAPIClient &client) { return sendRestart(session, &client, target); };
+    const Result<Done, UnifiAPIError> result = co_await callWithRenewal<Done>(session, budget, std::move(command));
     if (gone->isSet())
         co_return result;
     if (result.ok())
         log(u"Restarted "_s + target.displayName);
     else
         log(u"Restart failed for "_s + target.displayName + u": "_s + result.error().description());
+    co_return result;
+}
+
+QCoro::Task<Result<Done, UnifiAPIError>> AppState::sendRestart(std::shared_ptr<ControllerSession> session,
+                                                               QPointer<UnifiAPIClient> client, RestartTarget target)
+{
+    if (session->ending->isSet() || !client)
+        co_return UnifiAPIError::closed();
+    // Counted from the moment the command leaves until its answer: the session's retirement waits
+    // for exactly these, and not for a renewal's login that may never be answered.
+    session->beginCommand();
+    Result<Done, UnifiAPIError> result = UnifiAPIError::closed();
+    if (target.kind == RestartTargetKind::accessPoint)
+        result = co_await client->restartAccessPoint(target.identifier);
+    else
+        result = co_await client->rebootCamera(target.identifier);
+    session->endCommand();
     co_return result;
 }
 

@@ -173,6 +173,8 @@ private:
                                      std::shared_ptr<ConnectAttempt> attempt);
     QCoro::Task<Result<Done, UnifiAPIError>> restartOn(std::shared_ptr<ControllerSession> session, RestartTarget target,
                                                        std::shared_ptr<RenewalBudget> budget);
+    static QCoro::Task<Result<Done, UnifiAPIError>> sendRestart(std::shared_ptr<ControllerSession> session,
+                                                                QPointer<UnifiAPIClient> client, RestartTarget target);
     /// Runs call on the session's client; when the controller says the session expired, logs in
     /// again once (shared with concurrent failures, once per budget) and runs call once more.
     template <typename T>
