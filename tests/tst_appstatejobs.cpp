@@ -26,19 +26,12 @@ private Q_SLOTS:
     void removalTakesEveryJobOfThatId();
 
 private:
-    [[nodiscard]] QList<ScheduledJob> savedJobs() const;
     [[nodiscard]] QByteArray jobsFile() const;
     static QDateTime utc(int year, int month, int day, int hour, int minute = 0)
     {
         return QDateTime(QDate(year, month, day), QTime(hour, minute), QTimeZone::utc());
     }
 };
-
-QList<ScheduledJob> TestAppStateJobs::savedJobs() const
-{
-    const auto decoded = ScheduleStore::decode(jobsFile());
-    return decoded.ok() ? decoded.value() : QList<ScheduledJob>{};
-}
 
 QByteArray TestAppStateJobs::jobsFile() const
 {

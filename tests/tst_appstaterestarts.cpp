@@ -30,45 +30,15 @@ private Q_SLOTS:
     void failedRenewalMakesNoFurtherLogins();
     void rateLimitedRenewalMakesNoFurtherLogins();
     void noRenewalWithoutKeyringPassword();
-    void disconnectEndsTheBatchAtItsNextPause();
     void disconnectLetsASentRestartFinish();
 
 private:
-    QList<RestartTarget> firstAccessPoints(int count) const;
-    [[nodiscard]] bool hasLineEndingWith(const QString &suffix) const;
     [[nodiscard]] static qsizetype loginCount(const Sim &sim);
-    [[nodiscard]] static QStringList restartedMacs(const Sim &sim);
 };
-
-QList<RestartTarget> TestAppStateRestarts::firstAccessPoints(int count) const
-{
-    QList<RestartTarget> targets;
-    for (const UnifiDevice &ap : state->accessPoints().first(count))
-        targets.append({RestartTargetKind::accessPoint, ap.mac, ap.name});
-    return targets;
-}
-
-bool TestAppStateRestarts::hasLineEndingWith(const QString &suffix) const
-{
-    return std::any_of(state->activityLog().cbegin(), state->activityLog().cend(),
-                       [&suffix](const QString &line) { return line.endsWith(suffix); });
-}
 
 qsizetype TestAppStateRestarts::loginCount(const Sim &sim)
 {
     return requestsTo(sim, u"/api/auth/login"_s).size();
-}
-
-QStringList TestAppStateRestarts::restartedMacs(const Sim &sim)
-{
-    QStringList macs;
-    for (const QJsonObject &request : requestsTo(sim, u"/proxy/network/api/s/default/cmd/devmgr"_s)) {
-        if (request.value(u"status"_s).toInt() != 200)
-            continue; // refused, for example by an expired session
-        const QJsonObject body = QJsonDocument::fromJson(request.value(u"body"_s).toString().toUtf8()).object();
-        macs.append(body.value(u"mac"_s).toString());
-    }
-    return macs;
 }
 
 void TestAppStateRestarts::restartWithoutClientFailsQuietly()
@@ -259,27 +229,6 @@ void TestAppStateRestarts::noRenewalWithoutKeyringPassword()
     QCOMPARE(outcome.failed.size(), 2);
     QCOMPARE(loginCount(sim), logins);
     QVERIFY(state.activityLog().first().endsWith(u": Not logged in."_s));
-}
-
-void TestAppStateRestarts::disconnectEndsTheBatchAtItsNextPause()
-{
-    Sim &sim = startSim();
-    realPauses = true;
-    AppState &state = makeState();
-    connectTo(sim);
-    const QList<RestartTarget> targets = firstAccessPoints(3);
-    auto batch = start(state.restartBatch(targets, 600));
-    QTRY_COMPARE(restartedMacs(sim).size(), 1);
-    QVERIFY(!batch->has_value()); // in the first pause
-
-    await(state.disconnect());
-    QTRY_VERIFY(batch->has_value());
-    QCOMPARE((*batch)->succeeded, QList<RestartTarget>{targets[0]});
-    QCOMPARE((*batch)->failed, (QList<RestartTarget>{targets[1], targets[2]}));
-    QTest::qWait(100);
-    QCOMPARE(restartedMacs(sim).size(), 1);
-    QVERIFY(hasLineEndingWith(u"] Restart failed for "_s + targets[2].displayName + u": "_s +
-                              UnifiAPIError::closed().description()));
 }
 
 void TestAppStateRestarts::disconnectLetsASentRestartFinish()

@@ -37,7 +37,6 @@ private Q_SLOTS:
 
 private:
     [[nodiscard]] QStringList logMessages() const;
-    [[nodiscard]] QList<ScheduledJob> savedJobs() const;
     void waitForRuns(QSignalSpy &finished, int count);
     static QDateTime utc(int year, int month, int day, int hour, int minute = 0, int second = 0)
     {
@@ -66,15 +65,6 @@ QStringList TestSchedulerEngine::logMessages() const
     for (const QString &line : state->activityLog())
         messages.append(line.mid(line.indexOf(u"] "_s) + 2));
     return messages;
-}
-
-QList<ScheduledJob> TestSchedulerEngine::savedJobs() const
-{
-    QFile file(jobsFilePath());
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    const auto decoded = ScheduleStore::decode(file.readAll());
-    return decoded.ok() ? decoded.value() : QList<ScheduledJob>{};
 }
 
 void TestSchedulerEngine::waitForRuns(QSignalSpy &finished, int count)
@@ -184,8 +174,7 @@ void TestSchedulerEngine::jobDeletedWhileRunningStaysDeleted()
     AppState &state = makeState();
     connectTo(sim);
     holdPauses = true;
-    const QList<RestartTarget> targets{{RestartTargetKind::accessPoint, state.accessPoints().at(0).mac, u"A"_s},
-                                       {RestartTargetKind::accessPoint, state.accessPoints().at(1).mac, u"B"_s}};
+    const QList<RestartTarget> targets = firstAccessPoints(2);
     state.addJob(job(u"Doomed"_s, targets, RecurrenceRule::dailyAt(9, 0), 10));
     now = utc(2025, 3, 14, 9);
     QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
@@ -212,8 +201,7 @@ void TestSchedulerEngine::intervalCountsFromTheEndOfTheRun()
     AppState &state = makeState();
     connectTo(sim);
     holdPauses = true;
-    const QList<RestartTarget> targets{{RestartTargetKind::accessPoint, state.accessPoints().at(0).mac, u"A"_s},
-                                       {RestartTargetKind::accessPoint, state.accessPoints().at(1).mac, u"B"_s}};
+    const QList<RestartTarget> targets = firstAccessPoints(2);
     state.addJob(job(u"Every six hours"_s, targets, RecurrenceRule::everyInterval(6), 40));
     const QDateTime due = *state.jobs().first().nextRunAt;
     now = due;
@@ -235,8 +223,7 @@ void TestSchedulerEngine::editDuringARunKeepsTheEditButNotItsNextRun()
     AppState &state = makeState();
     connectTo(sim);
     holdPauses = true;
-    const QList<RestartTarget> targets{{RestartTargetKind::accessPoint, state.accessPoints().at(0).mac, u"A"_s},
-                                       {RestartTargetKind::accessPoint, state.accessPoints().at(1).mac, u"B"_s}};
+    const QList<RestartTarget> targets = firstAccessPoints(2);
     state.addJob(job(u"Before"_s, targets, RecurrenceRule::dailyAt(9, 0), 10));
     now = utc(2025, 3, 14, 9);
     QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);

@@ -11,6 +11,8 @@
 #include "Services/Latch.h"
 #include "Services/ScheduleStore.h"
 
+#include <QFile>
+#include <QJsonDocument>
 #include <QLocale>
 #include <QTimeZone>
 
@@ -126,6 +128,47 @@ public:
         job.rule = std::move(rule);
         job.staggerSeconds = staggerSeconds;
         return job;
+    }
+
+    /// The first count access points of the connected state, by their names.
+    [[nodiscard]] QList<RestartTarget> firstAccessPoints(int count) const
+    {
+        QList<RestartTarget> targets;
+        for (const UnifiDevice &ap : state->accessPoints().first(count))
+            targets.append({RestartTargetKind::accessPoint, ap.mac, ap.name});
+        return targets;
+    }
+
+    /// The jobs as the file holds them now.
+    [[nodiscard]] QList<ScheduledJob> savedJobs() const
+    {
+        QFile file(jobsFilePath());
+        if (!file.open(QIODevice::ReadOnly))
+            return {};
+        const auto decoded = ScheduleStore::decode(file.readAll());
+        return decoded.ok() ? decoded.value() : QList<ScheduledJob>{};
+    }
+
+    /// The MACs of the access-point restarts the simulator carried out, in order; commands it
+    /// refused (for example with an expired session) do not count.
+    [[nodiscard]] static QStringList restartedMacs(const Sim &simulator)
+    {
+        QStringList macs;
+        for (const QJsonObject &request : requests(simulator)) {
+            if (!request.value(QStringLiteral("path")).toString().endsWith(QStringLiteral("/cmd/devmgr")) ||
+                request.value(QStringLiteral("status")).toInt() != 200)
+                continue;
+            const QJsonObject body =
+                QJsonDocument::fromJson(request.value(QStringLiteral("body")).toString().toUtf8()).object();
+            macs.append(body.value(QStringLiteral("mac")).toString());
+        }
+        return macs;
+    }
+
+    [[nodiscard]] bool logHasLineEndingWith(const QString &suffix) const
+    {
+        return std::any_of(state->activityLog().cbegin(), state->activityLog().cend(),
+                           [&suffix](const QString &line) { return line.endsWith(suffix); });
     }
 
     std::unique_ptr<ScheduleStore> store;
