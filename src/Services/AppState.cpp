@@ -237,10 +237,11 @@ std::shared_ptr<ControllerSession> AppState::openSession(const ControllerConfig 
     });
     // The client calls it on the main thread, after the refused request has ended; the failed
     // operation's own error then replaces the text.
-    client->setCertificateMismatchHandler([self](QString host, QString expected, QString presented) {
-        if (self)
-            self->setLastError(mismatchText(host, expected, presented));
-    });
+    client->setCertificateMismatchHandler(
+        [self](const QString &host, const QString &expected, const QString &presented) {
+            if (self)
+                self->setLastError(mismatchText(host, expected, presented));
+        });
     return std::make_shared<ControllerSession>(client);
 }
 
@@ -492,10 +493,11 @@ QCoro::Task<Done> AppState::refreshDevices()
     auto cameras = callWithRenewal<QList<ProtectCamera>>(session, budget,
                                                          [](UnifiAPIClient &client) { return client.fetchCameras(); });
     auto devices = co_await std::move(accessPoints);
+    const bool devicesArrived = devices.ok();
     // A session that a disconnect or a new connect ended has nothing more to report.
     const auto over = [&gone, &session] { return gone->isSet() || session->ending->isSet(); };
     if (!over()) {
-        if (devices.ok()) {
+        if (devicesArrived) {
             setAccessPoints(std::move(devices).value());
         } else {
             setLastError(devices.error().description());
@@ -503,7 +505,7 @@ QCoro::Task<Done> AppState::refreshDevices()
         }
     }
     auto protect = co_await std::move(cameras);
-    if (over() || !devices.ok())
+    if (over() || !devicesArrived)
         co_return Done{};
     if (protect.ok()) {
         setCameras(std::move(protect).value());

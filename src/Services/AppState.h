@@ -45,9 +45,7 @@ struct AppStateClock
 
     std::function<QDateTime()> now = [] { return QDateTime::currentDateTimeUtc(); };
     std::function<Calendar()> calendar = [] { return Calendar::current(); };
-    Pause pause = [](std::chrono::seconds duration, std::shared_ptr<Latch> cancel) {
-        return realPause(duration, std::move(cancel));
-    };
+    Pause pause = realPause;
 };
 
 /// The one state that the windows and the scheduler share: the saved controller, the login, the

@@ -105,7 +105,7 @@ public:
     }
 
     /// Connects the state to sim as a person would, and waits for the outcome.
-    void connectTo(const Sim &simulator, bool rememberPassword = true, const QString &password = {})
+    void connectTo(const Sim &simulator, bool rememberPassword = true, const QString &password = {}) const
     {
         const ControllerConfig config = configFor(simulator);
         await(state->connect(config.host, config.port, config.kind, config.username,
