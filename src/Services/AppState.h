@@ -96,6 +96,12 @@ public:
     [[nodiscard]] SchedulerEngine &scheduler() const { return *m_scheduler; }
     [[nodiscard]] QDateTime now() const { return m_clock.now(); }
     [[nodiscard]] Calendar calendar() const { return m_clock.calendar(); }
+    /// Waits duration on the state's clock (tests pass pauses that return at once); false when
+    /// cancel was set first. Views that space out their own restarts wait here.
+    [[nodiscard]] QCoro::Task<bool> pause(std::chrono::seconds duration, std::shared_ptr<Latch> cancel) const
+    {
+        return m_clock.pause(duration, std::move(cancel));
+    }
 
     /// Who asks the person about a first-seen key. None installed: such a key is declined.
     void setCertificateApprover(CertificateApprover *approver);

@@ -1,0 +1,49 @@
+#include "Views/Symbols.h"
+
+// A static library's resources are registered by hand: the linker would drop the initializer that
+// nothing references. Outside the namespace, as Q_INIT_RESOURCE requires.
+static void registerBundledSymbols()
+{
+    static const bool registered = [] {
+        Q_INIT_RESOURCE(symbols);
+        return true;
+    }();
+    (void)registered;
+}
+
+namespace lanternfold {
+
+using namespace Qt::StringLiterals;
+
+QString symbolThemeName(Symbol symbol)
+{
+    switch (symbol) {
+    case Symbol::wifiRouter:
+        return u"network-wireless"_s;
+    case Symbol::clock:
+        return u"alarm-symbolic"_s;
+    case Symbol::gearshape:
+        return u"preferences-system"_s;
+    case Symbol::arrowClockwise:
+        return u"view-refresh"_s;
+    case Symbol::power:
+        return u"system-shutdown"_s;
+    case Symbol::plus:
+        return u"list-add"_s;
+    case Symbol::clockBadge:
+        return u"appointment-new"_s;
+    case Symbol::video:
+        return u"camera-web"_s;
+    }
+    Q_UNREACHABLE();
+    return {};
+}
+
+QIcon symbolIcon(Symbol symbol)
+{
+    registerBundledSymbols();
+    const QString name = symbolThemeName(symbol);
+    return QIcon::fromTheme(name, QIcon(u":/symbols/symbols/"_s + name + u".svg"_s));
+}
+
+} // namespace lanternfold
