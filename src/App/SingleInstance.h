@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+class QLocalServer;
+
+namespace lanternfold {
+
+/// One Lanternfold per user: a launch while it already runs hands its request to the running one
+/// (which opens or raises its window) and ends at once.
+class SingleInstance final : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(SingleInstance)
+
+public:
+    enum class Claim : std::uint8_t {
+        primary,    ///< this process is the one; later launches reach it
+        handedOver, ///< another process runs and was asked to open its window: end this one
+        failed,     ///< neither: run anyway, without the guard
+    };
+
+    explicit SingleInstance(QString socketPath, QObject *parent = nullptr);
+    ~SingleInstance() override;
+
+    /// $XDG_RUNTIME_DIR/lanternfold.socket; without a runtime folder, a per-user name in the
+    /// temporary folder.
+    static QString defaultSocketPath();
+
+    /// Asks a running instance to open its window, or becomes the running instance. Runs before
+    /// the event loop, waiting at most a second or two for an instance that hangs.
+    Claim claim();
+
+Q_SIGNALS:
+    /// A later launch asked for the main window.
+    void openRequested();
+
+private:
+    bool handOver();
+    void acceptRequest();
+
+    QString m_socketPath;
+    QLocalServer *m_server = nullptr;
+};
+
+} // namespace lanternfold

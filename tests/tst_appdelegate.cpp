@@ -1,0 +1,93 @@
+#include "App/AppDelegate.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QMenu>
+#include <QSystemTrayIcon>
+#include <QTest>
+
+using namespace lanternfold;
+using namespace Qt::StringLiterals;
+
+namespace {
+QIcon someIcon()
+{
+    QPixmap pixmap(16, 16);
+    pixmap.fill(Qt::darkBlue);
+    return QIcon(pixmap);
+}
+} // namespace
+
+/// The tray icon's menu and its way of finding a tray that appears after the program.
+class TestAppDelegate final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void menuHasTheTwoEntries();
+    void entriesCallTheirActions();
+    void trayThatAppearsLateIsPickedUp();
+    void noTrayAtAllStopsLooking();
+};
+
+void TestAppDelegate::menuHasTheTwoEntries()
+{
+    AppDelegate delegate(someIcon(), {});
+    const QList<QAction *> actions = delegate.menu()->actions();
+    QCOMPARE(actions.size(), 3);
+    QCOMPARE(actions.at(0)->text(), u"Open Lanternfold"_s);
+    QCOMPARE(actions.at(0)->shortcut(), QKeySequence(u"Ctrl+O"_s));
+    QVERIFY(actions.at(1)->isSeparator());
+    QCOMPARE(actions.at(2)->text(), u"Quit Lanternfold"_s);
+    QCOMPARE(actions.at(2)->shortcut(), QKeySequence(u"Ctrl+Q"_s));
+}
+
+void TestAppDelegate::entriesCallTheirActions()
+{
+    int opened = 0;
+    int quit = 0;
+    AppDelegate delegate(someIcon(), {[&opened] { ++opened; }, [&quit] { ++quit; }});
+    delegate.setTrayAvailability([] { return true; });
+    delegate.setUpStatusItem();
+    delegate.openAction()->trigger();
+    QCOMPARE(opened, 1);
+    QCOMPARE(quit, 0);
+    Q_EMIT delegate.statusItem()->activated(QSystemTrayIcon::Trigger); // a click on the icon
+    QCOMPARE(opened, 2);
+    Q_EMIT delegate.statusItem()->activated(QSystemTrayIcon::Context); // the menu, not the window
+    QCOMPARE(opened, 2);
+    delegate.quitAction()->trigger();
+    QCOMPARE(quit, 1);
+    QCOMPARE(delegate.statusItem()->toolTip(), u"Lanternfold"_s);
+    QCOMPARE(delegate.statusItem()->contextMenu(), delegate.menu());
+}
+
+void TestAppDelegate::trayThatAppearsLateIsPickedUp()
+{
+    bool available = false;
+    AppDelegate delegate(someIcon(), {});
+    delegate.setTrayAvailability([&available] { return available; });
+    delegate.setUpStatusItem();
+    QVERIFY(!delegate.statusItem()->isVisible());
+    QVERIFY(delegate.isWaitingForTray());
+    delegate.checkTray(); // the panel is still not there
+    QVERIFY(delegate.isWaitingForTray());
+    available = true; // the panel started
+    delegate.checkTray();
+    QVERIFY(delegate.statusItem()->isVisible());
+    QVERIFY(!delegate.isWaitingForTray());
+}
+
+void TestAppDelegate::noTrayAtAllStopsLooking()
+{
+    AppDelegate delegate(someIcon(), {});
+    delegate.setTrayAvailability([] { return false; });
+    delegate.setUpStatusItem();
+    for (int poll = 0; poll < AppDelegate::trayPollLimit; ++poll)
+        delegate.checkTray();
+    QVERIFY(!delegate.isWaitingForTray());
+    QVERIFY(!delegate.statusItem()->isVisible());
+}
+
+QTEST_MAIN(TestAppDelegate)
+#include "tst_appdelegate.moc"
