@@ -2,6 +2,7 @@
 #include "StateFixture.h"
 
 #include "Services/SchedulerEngine.h"
+#include "SimClock.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -34,6 +35,7 @@ private Q_SLOTS:
     void outcomeNotificationNamesTheFailures();
     void dueJobRestartsEverythingByItself();
     void expiredSessionIsRenewedOnceForARun();
+    void sessionThatOutlivedItsLifetimeIsRenewedOnce();
 
 private:
     [[nodiscard]] QStringList logMessages() const;
@@ -347,6 +349,29 @@ void TestSchedulerEngine::expiredSessionIsRenewedOnceForARun()
     QTRY_COMPARE(m_notifications->notifications().size(), 1);
     QCOMPARE(m_notifications->notifications().first().body, u"Restarted 3 device(s) successfully."_s);
     QCOMPARE(requestsTo(sim, u"/api/auth/login"_s).size(), logins + 1);
+}
+
+void TestSchedulerEngine::sessionThatOutlivedItsLifetimeIsRenewedOnce()
+{
+    // As a console does after a couple of hours: the session simply ends, and the state still
+    // believes it is logged in.
+    Sim &sim = startSim();
+    sim::ManualClock simClock;
+    sim.setClock(simClock);
+    sim.setSessionLifetime(2s);
+    AppState &state = makeState();
+    connectTo(sim);
+    state.addJob(job(u"Nightly"_s, firstAccessPoints(3), RecurrenceRule::dailyAt(9, 0)));
+    const auto logins = requestsTo(sim, u"/api/auth/login"_s).size();
+    simClock.advance(3s);
+    now = utc(2025, 3, 14, 9);
+    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
+    state.scheduler().tick();
+    waitForRuns(finished, 1);
+    QTRY_COMPARE(m_notifications->notifications().size(), 1);
+    QCOMPARE(m_notifications->notifications().first().body, u"Restarted 3 device(s) successfully."_s);
+    QCOMPARE(requestsTo(sim, u"/api/auth/login"_s).size(), logins + 1);
+    QCOMPARE(restartedMacs(sim).size(), 3);
 }
 
 QTEST_GUILESS_MAIN(TestSchedulerEngine)
