@@ -1,5 +1,7 @@
 #include "Views/LanternfoldLogo.h"
 
+#include "Views/LogoDrawing.h"
+
 #include <QPainter>
 
 #include <cmath>
@@ -19,12 +21,8 @@ QSize LanternfoldLogo::sizeHint() const
 
 void LanternfoldLogo::paintEvent(QPaintEvent * /*event*/)
 {
-    // Drawn for now as a plain tile of the emblem's colour.
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(QColor::fromRgbF(0.035F, 0.098F, 0.157F));
-    painter.drawRoundedRect(QRectF(0, 0, m_size, m_size), 0.22 * m_size, 0.22 * m_size);
+    paintLanternfoldLogo(painter, m_size);
 }
 
 } // namespace lanternfold

@@ -4,7 +4,7 @@
 
 namespace lanternfold {
 
-/// The program's square emblem at a given side length.
+/// The program's square emblem at a given side length, drawn from vector shapes at every paint.
 class LanternfoldLogo final : public QWidget
 {
     Q_OBJECT

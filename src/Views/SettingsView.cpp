@@ -1,0 +1,212 @@
+#include "Views/SettingsView.h"
+
+#include "Services/AppState.h"
+#include "Services/CertTrustService.h"
+#include "Services/LoginItemService.h"
+#include "Views/ActivityLogList.h"
+#include "Views/TextRoles.h"
+
+#include <QCheckBox>
+#include <QEvent>
+#include <QFormLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QSignalBlocker>
+#include <QStackedWidget>
+#include <QVBoxLayout>
+
+namespace lanternfold {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+bool loginItemEnabled()
+{
+    return LoginItemService::status() == LoginItemService::Status::enabled;
+}
+
+QLabel *sectionHeader(const QString &title, QWidget *parent)
+{
+    auto *label = new QLabel(title, parent);
+    label->setFont(sectionHeaderFont(label->font()));
+    return label;
+}
+
+/// A wrapped explanation under a control.
+QLabel *caption(const QString &text, QWidget *parent)
+{
+    auto *label = new QLabel(text, parent);
+    label->setFont(captionFont(label->font()));
+    label->setWordWrap(true);
+    return label;
+}
+
+QLabel *valueLabel(QWidget *parent)
+{
+    auto *label = new QLabel(parent);
+    label->setTextFormat(Qt::PlainText);
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    return label;
+}
+
+} // namespace
+
+SettingsView::SettingsView(AppState &state, CertTrustService &trust, QWidget *parent)
+    : QWidget(parent), m_state(state), m_trust(trust), m_launchAtLogin(loginItemEnabled())
+{
+    auto *column = new QVBoxLayout(this);
+    constexpr int sectionGap = 14;
+
+    // Controller: the saved configuration, whether or not it is logged in now.
+    column->addWidget(sectionHeader(u"Controller"_s, this));
+    column->addWidget(makeControllerDetails());
+    m_notConnected = new QLabel(u"Not connected."_s, this);
+    column->addWidget(m_notConnected);
+    column->addSpacing(sectionGap);
+
+    column->addWidget(sectionHeader(u"Security"_s, this));
+    m_forgetButton = new QPushButton(u"Forget Pinned Certificate"_s, this);
+    column->addWidget(m_forgetButton, 0, Qt::AlignLeft);
+    m_secondaryLabels.append(
+        caption(u"Only do this if you've reset, replaced, or re-adopted your controller — you'll be "
+                u"asked to re-verify the new certificate fingerprint on next connect."_s,
+                this));
+    column->addWidget(m_secondaryLabels.last());
+    column->addSpacing(sectionGap);
+
+    column->addWidget(sectionHeader(u"Background Scheduling"_s, this));
+    m_launchSwitch = new QCheckBox(u"Launch Lanternfold at login"_s, this);
+    m_launchSwitch->setChecked(m_launchAtLogin);
+    // No wider than its text: a click beside it is a click on nothing.
+    column->addWidget(m_launchSwitch, 0, Qt::AlignLeft);
+    m_secondaryLabels.append(caption(u"Schedules only fire while Lanternfold is running. Keep it running in the "
+                                     u"background (closing the window won't quit it) and enable launch-at-login so "
+                                     u"restarts keep happening after a reboot."_s,
+                                     this));
+    column->addWidget(m_secondaryLabels.last());
+    m_loginItemErrorLabel = caption({}, this);
+    m_loginItemErrorLabel->setTextFormat(Qt::PlainText);
+    m_loginItemErrorLabel->setVisible(false);
+    column->addWidget(m_loginItemErrorLabel);
+    column->addSpacing(sectionGap);
+
+    column->addWidget(sectionHeader(u"Activity Log"_s, this));
+    m_log = new QStackedWidget(this);
+    m_noActivity = new QLabel(u"No activity yet."_s, m_log);
+    m_noActivity->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    m_secondaryLabels.append(m_noActivity);
+    m_logList = new ActivityLogList(m_log);
+    m_logList->setMinimumHeight(120);
+    m_log->addWidget(m_noActivity);
+    m_log->addWidget(m_logList);
+    column->addWidget(m_log, 1);
+
+    applyTextColours();
+    showController();
+    showActivityLog();
+
+    connect(&m_state, &AppState::configChanged, this, &SettingsView::showController);
+    connect(&m_state, &AppState::activityLogChanged, this, &SettingsView::showActivityLog);
+    connect(m_disconnectButton, &QPushButton::clicked, this,
+            [this] { (void)disconnectController(QPointer<SettingsView>(this)); });
+    connect(m_forgetButton, &QPushButton::clicked, this, &SettingsView::forgetPinnedCertificate);
+    // Toggled rather than clicked: assistive technologies toggle a check box without a click.
+    connect(m_launchSwitch, &QCheckBox::toggled, this, &SettingsView::launchAtLoginFlipped);
+}
+
+QWidget *SettingsView::makeControllerDetails()
+{
+    m_controllerDetails = new QWidget(this);
+    auto *form = new QFormLayout(m_controllerDetails);
+    form->setContentsMargins(0, 0, 0, 0);
+    m_hostValue = valueLabel(m_controllerDetails);
+    m_typeValue = valueLabel(m_controllerDetails);
+    m_usernameValue = valueLabel(m_controllerDetails);
+    form->addRow(u"Host"_s, m_hostValue);
+    form->addRow(u"Type"_s, m_typeValue);
+    form->addRow(u"Username"_s, m_usernameValue);
+    m_disconnectButton = new QPushButton(u"Disconnect"_s, m_controllerDetails);
+    form->addRow(m_disconnectButton);
+    form->setAlignment(m_disconnectButton, Qt::AlignLeft);
+    return m_controllerDetails;
+}
+
+void SettingsView::showController()
+{
+    const std::optional<ControllerConfig> &config = m_state.config();
+    m_controllerDetails->setVisible(config.has_value());
+    m_notConnected->setVisible(!config.has_value());
+    if (!config)
+        return;
+    m_hostValue->setText(config->host + u':' + QString::number(config->port));
+    m_typeValue->setText(config->kind == ControllerKind::unifiOS ? u"UniFi OS"_s : u"Classic"_s);
+    m_usernameValue->setText(config->username);
+}
+
+void SettingsView::showActivityLog()
+{
+    const QStringList &lines = m_state.activityLog();
+    m_logList->setLines(lines);
+    m_log->setCurrentWidget(lines.isEmpty() ? static_cast<QWidget *>(m_noActivity) : m_logList);
+}
+
+void SettingsView::changeEvent(QEvent *event)
+{
+    QWidget::changeEvent(event);
+    // Colours set on a label stop following the theme, so they are worked out again when it changes.
+    if (event->type() == QEvent::PaletteChange)
+        applyTextColours();
+}
+
+void SettingsView::applyTextColours()
+{
+    const QColor secondary = secondaryTextColour(palette());
+    for (QLabel *label : std::as_const(m_secondaryLabels))
+        setTextColour(*label, secondary);
+    setTextColour(*m_loginItemErrorLabel, errorTextColour(palette()));
+    // The destructive action's text in the same red, as desktops mark such buttons.
+    QPalette buttonPalette = m_disconnectButton->palette();
+    buttonPalette.setColor(QPalette::ButtonText, errorTextColour(palette()));
+    m_disconnectButton->setPalette(buttonPalette);
+}
+
+void SettingsView::forgetPinnedCertificate()
+{
+    // The pin is keyed by the host exactly as configured. No configuration, nothing to forget.
+    if (const std::optional<ControllerConfig> &config = m_state.config())
+        m_trust.removePin(config->host);
+}
+
+void SettingsView::launchAtLoginFlipped(bool enabled)
+{
+    m_launchAtLogin = enabled;
+    const Result<Done, QString> result = LoginItemService::setEnabled(enabled);
+    if (result) {
+        setLoginItemError(std::nullopt);
+        return;
+    }
+    setLoginItemError(result.error());
+    // Back to what the desktop will really do. Not a flip of the user's: no new attempt.
+    m_launchAtLogin = loginItemEnabled();
+    const QSignalBlocker quiet(m_launchSwitch);
+    m_launchSwitch->setChecked(m_launchAtLogin);
+}
+
+void SettingsView::setLoginItemError(std::optional<QString> error)
+{
+    m_loginItemError = std::move(error);
+    m_loginItemErrorLabel->setText(m_loginItemError.value_or(QString()));
+    m_loginItemErrorLabel->setVisible(m_loginItemError.has_value());
+}
+
+QCoro::Task<void> SettingsView::disconnectController(QPointer<SettingsView> self)
+{
+    if (self.isNull())
+        co_return;
+    co_await self->m_state.disconnect();
+    // Nothing more to do here: the view follows the state's signals, and it may well be gone by
+    // now, since a disconnect takes the window back to the login form.
+}
+
+} // namespace lanternfold

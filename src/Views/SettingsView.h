@@ -1,0 +1,71 @@
+#pragma once
+
+#include <QCoroTask>
+#include <QPointer>
+#include <QWidget>
+
+#include <optional>
+
+class QCheckBox;
+class QLabel;
+class QPushButton;
+class QStackedWidget;
+
+namespace lanternfold {
+
+class ActivityLogList;
+class AppState;
+class CertTrustService;
+
+/// The Settings tab: the controller in use and a way to disconnect from it, forgetting that
+/// controller's pinned certificate, launching at login, and the activity log. It keeps only the
+/// launch-at-login switch's position and the last error of that switch; everything else it reads
+/// from the application state as it changes.
+class SettingsView final : public QWidget
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(SettingsView)
+
+public:
+    explicit SettingsView(AppState &state, CertTrustService &trust, QWidget *parent = nullptr);
+
+    /// The switch's position: registered at login when the view was made, then as flipped (and
+    /// set back after a failed change).
+    [[nodiscard]] bool launchAtLogin() const { return m_launchAtLogin; }
+    /// What the last failed change of the login registration said; absent after a success.
+    [[nodiscard]] const std::optional<QString> &loginItemError() const { return m_loginItemError; }
+
+protected:
+    void changeEvent(QEvent *event) override;
+
+private:
+    [[nodiscard]] QWidget *makeControllerDetails();
+    void showController();
+    void showActivityLog();
+    void applyTextColours();
+    void forgetPinnedCertificate();
+    void launchAtLoginFlipped(bool enabled);
+    void setLoginItemError(std::optional<QString> error);
+    static QCoro::Task<void> disconnectController(QPointer<SettingsView> self);
+
+    AppState &m_state;
+    CertTrustService &m_trust;
+    bool m_launchAtLogin = false;
+    std::optional<QString> m_loginItemError;
+
+    QList<QLabel *> m_secondaryLabels;
+    QWidget *m_controllerDetails = nullptr;
+    QLabel *m_hostValue = nullptr;
+    QLabel *m_typeValue = nullptr;
+    QLabel *m_usernameValue = nullptr;
+    QPushButton *m_disconnectButton = nullptr;
+    QLabel *m_notConnected = nullptr;
+    QPushButton *m_forgetButton = nullptr;
+    QCheckBox *m_launchSwitch = nullptr;
+    QLabel *m_loginItemErrorLabel = nullptr;
+    QStackedWidget *m_log = nullptr;
+    QLabel *m_noActivity = nullptr;
+    ActivityLogList *m_logList = nullptr;
+};
+
+} // namespace lanternfold

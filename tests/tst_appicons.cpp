@@ -1,0 +1,160 @@
+// The window icon and the tray icon: the sizes each holds, the window icon being the emblem itself,
+// and the tray glyph staying one colour while reading on light and dark panels alike.
+#include "ImageComparison.h"
+#include "Views/AppIcons.h"
+#include "Views/LogoDrawing.h"
+
+#include <QGuiApplication>
+#include <QPainter>
+#include <QTest>
+
+#include <cmath>
+
+using namespace lanternfold;
+using namespace lanternfold::test;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// WCAG's relative luminance of an opaque colour.
+qreal luminance(QRgb colour)
+{
+    const auto channel = [](int value) {
+        const qreal c = value / 255.0;
+        return c <= 0.03928 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * channel(qRed(colour)) + 0.7152 * channel(qGreen(colour)) + 0.0722 * channel(qBlue(colour));
+}
+
+qreal contrast(QRgb a, QRgb b)
+{
+    const qreal la = luminance(a);
+    const qreal lb = luminance(b);
+    return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
+}
+
+/// glyph drawn over a panel of colour panel.
+QImage onPanel(const QImage &glyph, const QColor &panel)
+{
+    QImage image(glyph.size(), QImage::Format_RGB32);
+    image.fill(panel);
+    QPainter painter(&image);
+    painter.drawImage(0, 0, glyph);
+    painter.end();
+    return image;
+}
+
+/// How many pixels of image stand out from the panel by a contrast of at least 3:1, what WCAG asks
+/// of graphical objects.
+int standingOut(const QImage &image, const QColor &panel)
+{
+    int count = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x)
+            count += contrast(image.pixel(x, y), panel.rgb()) >= 3 ? 1 : 0;
+    }
+    return count;
+}
+
+} // namespace
+
+class TestAppIcons final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void windowIconIsTheEmblemAtEverySize();
+    void trayIconSizes();
+    void trayGlyphIsOneColour();
+    void trayGlyphReadsOnPanels_data();
+    void trayGlyphReadsOnPanels();
+    void trayGlyphStaysInside();
+};
+
+void TestAppIcons::windowIconIsTheEmblemAtEverySize()
+{
+    const QList<int> expectedSizes{16, 22, 24, 32, 48, 64, 128, 256, 512};
+    QCOMPARE(lanternfoldIconSizes(), expectedSizes);
+    const QIcon icon = lanternfoldIcon();
+    const QList<QSize> available = icon.availableSizes();
+    for (const int pixels : expectedSizes) {
+        QVERIFY2(available.contains(QSize(pixels, pixels)), qPrintable(QString::number(pixels)));
+        // Painted at that size, not scaled from another.
+        const ImageDifference difference =
+            compareImages(icon.pixmap(pixels, pixels).toImage(), renderLanternfoldLogo(pixels), 0);
+        QVERIFY2(difference.sameSize && difference.largest == 0, qPrintable(QString::number(pixels)));
+    }
+}
+
+void TestAppIcons::trayIconSizes()
+{
+    const QList<QSize> available = trayIcon().availableSizes();
+    for (const int pixels : {16, 22, 24, 32, 48, 64})
+        QVERIFY2(available.contains(QSize(pixels, pixels)), qPrintable(QString::number(pixels)));
+    QCOMPARE(trayIcon().pixmap(22, 22).toImage().convertToFormat(QImage::Format_ARGB32),
+             renderTrayGlyph(22).convertToFormat(QImage::Format_ARGB32));
+}
+
+void TestAppIcons::trayGlyphIsOneColour()
+{
+    // White marks and a black rim, blended only by their opacity: every pixel is a grey.
+    for (const int pixels : {16, 22, 64}) {
+        const QImage glyph = renderTrayGlyph(pixels).convertToFormat(QImage::Format_ARGB32);
+        int painted = 0;
+        for (int y = 0; y < pixels; ++y) {
+            for (int x = 0; x < pixels; ++x) {
+                const QRgb p = glyph.pixel(x, y);
+                if (qAlpha(p) == 0)
+                    continue;
+                ++painted;
+                QVERIFY2(std::abs(qRed(p) - qGreen(p)) <= 1 && std::abs(qGreen(p) - qBlue(p)) <= 1,
+                         qPrintable(u"(%1, %2) at %3"_s.arg(x).arg(y).arg(pixels)));
+            }
+        }
+        QVERIFY(painted > pixels * pixels / 5);
+    }
+}
+
+void TestAppIcons::trayGlyphReadsOnPanels_data()
+{
+    QTest::addColumn<QColor>("panel");
+    QTest::newRow("white") << QColor(Qt::white);
+    QTest::newRow("light grey (Breeze light)") << QColor(0xef, 0xf0, 0xf1);
+    QTest::newRow("mid grey") << QColor(0x80, 0x80, 0x80);
+    QTest::newRow("slate (Breeze dark)") << QColor(0x31, 0x36, 0x3b);
+    QTest::newRow("near black (Adwaita dark)") << QColor(0x24, 0x24, 0x24);
+    QTest::newRow("black (GNOME top bar)") << QColor(Qt::black);
+    QTest::newRow("blue") << QColor(0x35, 0x84, 0xe4);
+}
+
+void TestAppIcons::trayGlyphReadsOnPanels()
+{
+    QFETCH(QColor, panel);
+    // At the common tray size a tenth of the square must stand out from the panel, whichever
+    // panel: the white marks on dark ones, the rim on light ones.
+    for (const int pixels : {22, 24}) {
+        const QImage shown = onPanel(renderTrayGlyph(pixels), panel);
+        const int count = standingOut(shown, panel);
+        QVERIFY2(count * 10 >= pixels * pixels, qPrintable(u"%1 of %2 pixels"_s.arg(count).arg(pixels * pixels)));
+    }
+}
+
+void TestAppIcons::trayGlyphStaysInside()
+{
+    // Nothing is cut off at the square's edges: no white mark reaches the outermost ring of pixels,
+    // and the rim covers at most half of any of them.
+    for (const int pixels : {16, 22, 64}) {
+        const QImage glyph = renderTrayGlyph(pixels).convertToFormat(QImage::Format_ARGB32);
+        for (int i = 0; i < pixels; ++i) {
+            for (const QPoint &edge : {QPoint(i, 0), QPoint(i, pixels - 1), QPoint(0, i), QPoint(pixels - 1, i)}) {
+                const QRgb p = glyph.pixel(edge);
+                const QString where = u"(%1, %2) at %3"_s.arg(edge.x()).arg(edge.y()).arg(pixels);
+                QVERIFY2(qAlpha(p) <= 128, qPrintable(where));
+                QVERIFY2(qAlpha(p) == 0 || qGreen(p) < 128, qPrintable(where));
+            }
+        }
+    }
+}
+
+QTEST_MAIN(TestAppIcons)
+#include "tst_appicons.moc"
