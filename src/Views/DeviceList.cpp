@@ -1,0 +1,31 @@
+#include "Views/DeviceList.h"
+
+namespace lanternfold {
+
+DeviceList::DeviceList(QWidget *parent) : QListWidget(parent) {}
+
+QModelIndex DeviceList::moveCursor(CursorAction cursorAction, Qt::KeyboardModifiers modifiers)
+{
+    const QModelIndex target = QListWidget::moveCursor(cursorAction, modifiers);
+    if (!target.isValid() || target.flags().testFlag(Qt::ItemIsEnabled))
+        return target;
+    // A header: on in the direction of travel, or back the other way at the list's end.
+    const bool forward = cursorAction == MoveDown || cursorAction == MoveRight || cursorAction == MoveNext ||
+                         cursorAction == MovePageDown || cursorAction == MoveHome;
+    const int step = forward ? 1 : -1;
+    int row = enabledRowFrom(target.row(), step);
+    if (row < 0)
+        row = enabledRowFrom(target.row(), -step);
+    return row < 0 ? currentIndex() : model()->index(row, 0, rootIndex());
+}
+
+int DeviceList::enabledRowFrom(int row, int step) const
+{
+    for (; row >= 0 && row < count(); row += step) {
+        if (item(row)->flags().testFlag(Qt::ItemIsEnabled))
+            return row;
+    }
+    return -1;
+}
+
+} // namespace lanternfold

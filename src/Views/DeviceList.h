@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QListWidget>
+
+namespace lanternfold {
+
+/// The device list's widget: a list whose section headers (items that are not enabled) are
+/// passed over by the keyboard, so that Home, End and the page keys reach a device even when
+/// a header stands first, last or where a page ends.
+class DeviceList final : public QListWidget
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(DeviceList)
+
+public:
+    explicit DeviceList(QWidget *parent = nullptr);
+    ~DeviceList() override = default;
+
+protected:
+    QModelIndex moveCursor(CursorAction cursorAction, Qt::KeyboardModifiers modifiers) override;
+
+private:
+    /// The nearest enabled row from row on, stepping by step; -1 when there is none.
+    [[nodiscard]] int enabledRowFrom(int row, int step) const;
+};
+
+} // namespace lanternfold
