@@ -42,12 +42,12 @@ void useCaption2(QWidget *widget)
     useScaledFont(widget, 0.85, false);
 }
 
-QColor secondaryTextColor(const QPalette &palette, QPalette::ColorRole text, QPalette::ColorRole background)
+QColor secondaryTextColor(const QPalette &palette, QPalette::ColorRole text, QPalette::ColorRole background,
+                          float share)
 {
-    // Two thirds of the way from the background to the text colour: about 5:1 on white.
+    // By default two thirds of the way from the background to the text colour: about 5:1 on white.
     const QColor fore = palette.color(text);
     const QColor back = palette.color(background);
-    constexpr float share = 0.68F;
     return QColor::fromRgbF(back.redF() + (fore.redF() - back.redF()) * share,
                             back.greenF() + (fore.greenF() - back.greenF()) * share,
                             back.blueF() + (fore.blueF() - back.blueF()) * share);

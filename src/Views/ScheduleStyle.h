@@ -20,8 +20,9 @@ void useCaption2(QWidget *widget);
 
 /// Between text and background, with enough contrast left for small print on light and dark
 /// themes alike.
+/// share is how far from the background towards the text the colour lies.
 [[nodiscard]] QColor secondaryTextColor(const QPalette &palette, QPalette::ColorRole text = QPalette::WindowText,
-                                        QPalette::ColorRole background = QPalette::Window);
+                                        QPalette::ColorRole background = QPalette::Window, float share = 0.68F);
 /// Paints widget's text in color.
 void useTextColor(QWidget *widget, const QColor &color);
 
