@@ -9,6 +9,7 @@
 
 #include <QAction>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
@@ -80,6 +81,7 @@ ScheduleListView::ScheduleListView(AppState &appState, QWidget *parent) : QWidge
     m_list->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     m_list->setContextMenuPolicy(Qt::CustomContextMenu);
     m_list->viewport()->installEventFilter(this);
+    m_list->installEventFilter(this);
     listLayout->addWidget(m_list);
     m_pages->addWidget(listPage);
     layout->addWidget(m_pages, 1);
@@ -94,11 +96,6 @@ ScheduleListView::ScheduleListView(AppState &appState, QWidget *parent) : QWidge
     m_rowMenu->addAction(m_deleteAction);
 
     connect(m_list, &QListWidget::itemClicked, this, &ScheduleListView::rowClicked);
-    // Return on the current row opens it, as a click does.
-    connect(m_list, &QListWidget::activated, this, [this](const QModelIndex &index) {
-        if (const auto position = index.row(); position >= 0 && position < m_appState.jobs().size())
-            presentJob(m_appState.jobs().at(position));
-    });
     connect(m_list, &QListWidget::itemSelectionChanged, this, &ScheduleListView::selectionChanged);
     connect(m_list, &QListWidget::customContextMenuRequested, this, &ScheduleListView::showRowMenu);
     connect(&m_appState, &AppState::jobsChanged, this, &ScheduleListView::jobsChanged);
@@ -159,6 +156,16 @@ bool ScheduleListView::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched == m_list->viewport() && event->type() == QEvent::MouseButtonRelease)
         m_clickModifiers = static_cast<QMouseEvent *>(event)->modifiers();
+    // Return on the current row opens it, as a click does. Not through the view's activated
+    // signal: on desktops set to open items with one click it comes with Ctrl-clicks as well.
+    if (watched == m_list && event->type() == QEvent::KeyPress) {
+        const int key = static_cast<QKeyEvent *>(event)->key();
+        const int position = m_list->currentRow();
+        if ((key == Qt::Key_Return || key == Qt::Key_Enter) && position >= 0 && position < m_appState.jobs().size()) {
+            presentJob(m_appState.jobs().at(position));
+            return true;
+        }
+    }
     return QWidget::eventFilter(watched, event);
 }
 
