@@ -1,0 +1,133 @@
+#include "Views/JobRow.h"
+
+#include "Services/AppState.h"
+#include "Services/Calendar.h"
+#include "Services/RecurrenceRuleNextRun.h"
+#include "Views/JobRowLabel.h"
+#include "Views/ScheduleStyle.h"
+
+#include <QCheckBox>
+#include <QHBoxLayout>
+#include <QSignalBlocker>
+#include <QVBoxLayout>
+
+namespace lanternfold {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qsizetype namesShown = 3;
+
+QString dateLine(const QString &prefix, const QDateTime &instant, const Calendar &calendar)
+{
+    return prefix + formatDateTime(instant, calendar, FormatStyle::mediumStyle, FormatStyle::shortStyle);
+}
+
+} // namespace
+
+JobRow::JobRow(AppState &appState, ScheduledJob job, QWidget *parent)
+    : QWidget(parent), m_appState(appState), m_job(std::move(job))
+{
+    auto *row = new QHBoxLayout(this);
+    row->setContentsMargins(10, 8, 12, 8);
+    row->setSpacing(12);
+
+    m_switch = new QCheckBox(this);
+    // toggled, not clicked: assistive technologies switch a check box without clicking it.
+    connect(m_switch, &QCheckBox::toggled, this, &JobRow::switchFlipped);
+    row->addWidget(m_switch, 0, Qt::AlignVCenter);
+
+    auto *leading = new QVBoxLayout;
+    leading->setSpacing(2);
+    m_name = new JobRowLabel(this);
+    schedulestyle::useHeadline(m_name);
+    m_summary = new JobRowLabel(this);
+    schedulestyle::useCaption(m_summary);
+    m_targets = new JobRowLabel(this);
+    schedulestyle::useCaption2(m_targets);
+    leading->addWidget(m_name);
+    leading->addWidget(m_summary);
+    leading->addWidget(m_targets);
+    row->addLayout(leading, 3);
+
+    auto *trailing = new QVBoxLayout;
+    trailing->setSpacing(2);
+    m_nextRun = new JobRowLabel(this);
+    schedulestyle::useCaption(m_nextRun);
+    m_lastRun = new JobRowLabel(this);
+    schedulestyle::useCaption2(m_lastRun);
+    for (JobRowLabel *label : {m_nextRun, m_lastRun}) {
+        label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+        trailing->addWidget(label);
+    }
+    trailing->addStretch(1);
+    row->addLayout(trailing, 2);
+
+    setJob(m_job);
+}
+
+void JobRow::setJob(ScheduledJob job)
+{
+    m_job = std::move(job);
+    const Calendar calendar = m_appState.calendar();
+    {
+        const QSignalBlocker blocker(m_switch);
+        m_switch->setChecked(m_job.isEnabled);
+    }
+    // The switch has no visible label: the job's name says what it switches.
+    m_switch->setAccessibleName(m_job.name);
+    m_name->setText(m_job.name);
+    m_summary->setText(summary(m_job.rule, calendar));
+    m_targets->setText(targetsLine(m_job.targets));
+    m_nextRun->setVisible(m_job.nextRunAt.has_value());
+    m_nextRun->setText(m_job.nextRunAt ? dateLine(u"Next: "_s, *m_job.nextRunAt, calendar) : QString());
+    m_lastRun->setVisible(m_job.lastRunAt.has_value());
+    m_lastRun->setText(m_job.lastRunAt ? dateLine(u"Last: "_s, *m_job.lastRunAt, calendar) : QString());
+    applyColours();
+}
+
+void JobRow::setSelected(bool selected)
+{
+    if (m_selected == selected)
+        return;
+    m_selected = selected;
+    applyColours();
+}
+
+QString JobRow::targetsLine(const QList<RestartTarget> &targets)
+{
+    QStringList names;
+    for (qsizetype index = 0; index < std::min(targets.size(), namesShown); ++index)
+        names.append(targets.at(index).displayName);
+    QString line = QString::number(targets.size()) + u" device(s): "_s + names.join(u", "_s);
+    if (targets.size() > namesShown)
+        line += u'\u2026';
+    return line;
+}
+
+void JobRow::switchFlipped(bool on)
+{
+    m_appState.setJob(m_job, on);
+    // The list has handed this row the published job by now; if the state did not take the
+    // change (the job is gone), the switch goes back to what the row shows.
+    const QSignalBlocker blocker(m_switch);
+    m_switch->setChecked(m_job.isEnabled);
+}
+
+void JobRow::applyColours()
+{
+    const QPalette &base = parentWidget() ? parentWidget()->palette() : palette();
+    const QPalette::ColorRole text = m_selected ? QPalette::HighlightedText : QPalette::Text;
+    const QPalette::ColorRole background = m_selected ? QPalette::Highlight : QPalette::Base;
+    const QColor primary = base.color(text);
+    // The accent colour is darker than a list's background: secondary text keeps more of the
+    // text colour there to stay readable.
+    const QColor secondary = schedulestyle::secondaryTextColor(base, text, background, m_selected ? 0.85F : 0.68F);
+    for (JobRowLabel *label : {m_name, m_nextRun})
+        schedulestyle::useTextColor(label, primary);
+    for (JobRowLabel *label : {m_summary, m_targets, m_lastRun})
+        schedulestyle::useTextColor(label, secondary);
+}
+
+} // namespace lanternfold

@@ -1,0 +1,498 @@
+#include "Views/ScheduleEditView.h"
+
+#include "Models/ProtectCamera.h"
+#include "Models/UnifiDevice.h"
+#include "Services/AppState.h"
+#include "Views/ScheduleStyle.h"
+#include "Views/SegmentButton.h"
+#include "Views/Symbols.h"
+#include "Views/WallClock.h"
+#include "Views/WeekdayCell.h"
+#include "Views/WeekdayPicker.h"
+
+#include <QButtonGroup>
+#include <QCheckBox>
+#include <QDateTimeEdit>
+#include <QDialogButtonBox>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QSignalBlocker>
+#include <QSpinBox>
+#include <QTimeEdit>
+#include <QUuid>
+#include <QVBoxLayout>
+
+namespace lanternfold {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// Rows of the repeats form, top to bottom.
+enum RepeatsRow { frequencyRow, runAtRow, timeRow, weekdaysRow, intervalRow, intervalCaptionRow };
+
+constexpr int devicesShownWithoutScrolling = 7;
+
+QString hoursText(qint64 hours)
+{
+    return QString::number(hours) + u" hour"_s + (hours == 1 ? QString() : u"s"_s);
+}
+
+QLabel *sectionHeader(const QString &text, QWidget *parent)
+{
+    auto *header = new QLabel(text, parent);
+    schedulestyle::useHeadline(header);
+    return header;
+}
+
+QLabel *caption(const QString &text, QWidget *parent)
+{
+    auto *label = new QLabel(text, parent);
+    label->setWordWrap(true);
+    schedulestyle::useCaption(label);
+    schedulestyle::useTextColor(label, schedulestyle::secondaryTextColor(label->palette()));
+    return label;
+}
+
+/// The locale's short weekday names, Sunday first; Qt's own when ICU has none.
+QStringList weekdaySymbols(const Calendar &calendar)
+{
+    QStringList symbols = shortWeekdaySymbols(calendar);
+    if (symbols.size() == 7)
+        return symbols;
+    symbols.clear();
+    symbols.append(calendar.locale.dayName(7, QLocale::ShortFormat));
+    for (int day = 1; day <= 6; ++day)
+        symbols.append(calendar.locale.dayName(day, QLocale::ShortFormat));
+    return symbols;
+}
+
+/// The locale's short date-and-time layout with a four-digit year, which a picker can step through
+/// without guessing the century.
+QString pickerDateTimeFormat(const QLocale &locale)
+{
+    QString format = locale.dateTimeFormat(QLocale::ShortFormat);
+    if (!format.contains(u"yyyy"_s))
+        format.replace(u"yy"_s, u"yyyy"_s);
+    return format;
+}
+
+} // namespace
+
+ScheduleEditView::ScheduleEditView(AppState &appState, std::optional<ScheduledJob> existingJob, QWidget *parent)
+    : QDialog(parent),
+      m_appState(appState),
+      m_existingJob(std::move(existingJob)),
+      m_calendar(appState.calendar()),
+      m_openedAt(appState.now())
+{
+    setWindowTitle(m_existingJob ? u"Edit Schedule"_s : u"New Schedule"_s);
+    loadFields();
+    buildForm();
+    refresh();
+    connect(&m_appState, &AppState::accessPointsChanged, this, &ScheduleEditView::rebuildDeviceToggles);
+    connect(&m_appState, &AppState::camerasChanged, this, &ScheduleEditView::rebuildDeviceToggles);
+}
+
+ScheduleEditView::~ScheduleEditView() = default;
+
+void ScheduleEditView::loadFields()
+{
+    if (!m_existingJob) {
+        m_name = u"Restart Devices"_s;
+        m_ruleType = RuleType::interval;
+        m_onceDate = m_openedAt;
+        m_timeOfDay = todayAt(3, 0);
+        m_weekdays = {1, 2, 3, 4, 5, 6, 7};
+        m_intervalHours = 24;
+        m_staggerSeconds = 20;
+        return;
+    }
+    const ScheduledJob &job = *m_existingJob;
+    m_name = job.name;
+    for (const RestartTarget &target : job.targets)
+        m_selectedTargetIDs.insert(target.id());
+    m_ruleType = ruleTypeOf(job.rule);
+    m_onceDate = m_openedAt;
+    m_timeOfDay = todayAt(3, 0);
+    m_intervalHours = 24;
+    if (const auto *once = std::get_if<RecurrenceRule::Once>(&job.rule.value())) {
+        m_onceDate = once->date;
+    } else if (const auto *daily = std::get_if<RecurrenceRule::DailyAt>(&job.rule.value())) {
+        m_timeOfDay = todayAt(static_cast<int>(daily->hour), static_cast<int>(daily->minute));
+    } else if (const auto *weekly = std::get_if<RecurrenceRule::WeeklyAt>(&job.rule.value())) {
+        m_timeOfDay = todayAt(static_cast<int>(weekly->hour), static_cast<int>(weekly->minute));
+        m_weekdays = weekly->weekdays;
+    } else if (const auto *interval = std::get_if<RecurrenceRule::EveryInterval>(&job.rule.value())) {
+        m_intervalHours = interval->hours;
+    }
+    m_staggerSeconds = job.staggerSeconds;
+}
+
+QDateTime ScheduleEditView::todayAt(int hour, int minute) const
+{
+    const QDate today = wallClockReading(m_openedAt, m_calendar).date();
+    return instantAtWallClock(today, hour, minute, m_calendar).value_or(m_openedAt);
+}
+
+void ScheduleEditView::buildForm()
+{
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(20, 18, 20, 16);
+    layout->setSpacing(14);
+
+    auto *title = new QLabel(windowTitle(), this);
+    schedulestyle::useTitle2(title);
+    layout->addWidget(title);
+
+    layout->addWidget(buildNameSection());
+    layout->addWidget(buildDevicesSection());
+    layout->addWidget(buildRepeatsSection());
+    layout->addWidget(buildStaggerSection());
+    layout->addStretch(1);
+
+    auto *buttons = new QDialogButtonBox(this);
+    m_cancelButton = buttons->addButton(u"Cancel"_s, QDialogButtonBox::RejectRole);
+    m_confirmButton = buttons->addButton(m_existingJob ? u"Save"_s : u"Create"_s, QDialogButtonBox::AcceptRole);
+    m_confirmButton->setDefault(true);
+    m_cancelButton->setAutoDefault(false);
+    // Each button does its own work: the confirm button must save before the sheet closes.
+    connect(m_cancelButton, &QPushButton::clicked, this, &ScheduleEditView::reject);
+    connect(m_confirmButton, &QPushButton::clicked, this, &ScheduleEditView::save);
+    layout->addWidget(buttons);
+
+    setMinimumWidth(480);
+    orderTabs();
+}
+
+QWidget *ScheduleEditView::buildNameSection()
+{
+    auto *section = new QWidget(this);
+    auto *layout = new QVBoxLayout(section);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(6);
+    QLabel *header = sectionHeader(u"Name"_s, section);
+    m_nameField = new QLineEdit(m_name, section);
+    m_nameField->setPlaceholderText(u"Schedule name"_s);
+    header->setBuddy(m_nameField);
+    connect(m_nameField, &QLineEdit::textChanged, this, [this](const QString &text) {
+        m_name = text;
+        refresh();
+    });
+    layout->addWidget(header);
+    layout->addWidget(m_nameField);
+    return section;
+}
+
+QWidget *ScheduleEditView::buildDevicesSection()
+{
+    auto *section = new QWidget(this);
+    auto *layout = new QVBoxLayout(section);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(6);
+    layout->addWidget(sectionHeader(u"Devices"_s, section));
+
+    m_noDevicesNote = new QLabel(u"No devices loaded. Connect and refresh from the Devices tab first."_s, section);
+    m_noDevicesNote->setWordWrap(true);
+    schedulestyle::useTextColor(m_noDevicesNote, schedulestyle::secondaryTextColor(m_noDevicesNote->palette()));
+    layout->addWidget(m_noDevicesNote);
+
+    auto *scroll = new QScrollArea(section);
+    scroll->setObjectName(u"deviceScroll"_s);
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setWidgetResizable(true);
+    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    auto *list = new QWidget(scroll);
+    m_devicesLayout = new QVBoxLayout(list);
+    m_devicesLayout->setContentsMargins(0, 0, 0, 0);
+    m_devicesLayout->setSpacing(4);
+    m_devicesLayout->addStretch(1);
+    scroll->setWidget(list);
+    layout->addWidget(scroll);
+
+    rebuildDeviceToggles();
+    return section;
+}
+
+QWidget *ScheduleEditView::buildRepeatsSection()
+{
+    auto *section = new QWidget(this);
+    auto *layout = new QVBoxLayout(section);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(6);
+    layout->addWidget(sectionHeader(u"Repeats"_s, section));
+
+    m_repeatsForm = new QFormLayout;
+    m_repeatsForm->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
+    m_repeatsForm->setLabelAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    layout->addLayout(m_repeatsForm);
+
+    // A segmented choice: one exclusive button per kind of rule, side by side.
+    auto *segments = new QWidget(section);
+    auto *segmentsLayout = new QHBoxLayout(segments);
+    segmentsLayout->setContentsMargins(0, 0, 0, 0);
+    segmentsLayout->setSpacing(0);
+    segmentsLayout->setSizeConstraint(QLayout::SetFixedSize);
+    m_frequency = new QButtonGroup(this);
+    m_frequency->setExclusive(true);
+    for (const RuleType type : allRuleTypes) {
+        SegmentButton::Position position = SegmentButton::Position::middle;
+        if (type == allRuleTypes.front())
+            position = SegmentButton::Position::first;
+        else if (type == allRuleTypes.back())
+            position = SegmentButton::Position::last;
+        auto *button = new SegmentButton(ruleTypeTitle(type), position, segments);
+        button->setChecked(type == m_ruleType);
+        m_frequency->addButton(button, static_cast<int>(type));
+        segmentsLayout->addWidget(button);
+    }
+    connect(m_frequency, &QButtonGroup::idToggled, this, [this](int id, bool checked) {
+        if (checked)
+            setRuleType(static_cast<RuleType>(id));
+    });
+    m_repeatsForm->addRow(u"Frequency"_s, segments);
+
+    m_runAtPicker = new QDateTimeEdit(section);
+    m_runAtPicker->setLocale(m_calendar.locale);
+    m_runAtPicker->setTimeSpec(Qt::UTC);
+    m_runAtPicker->setDisplayFormat(pickerDateTimeFormat(m_calendar.locale));
+    m_runAtPicker->setCalendarPopup(true);
+    // A past date of an existing job stays visible until the picker is touched.
+    const QDateTime now = m_appState.now();
+    m_runAtLimitedToFuture = m_onceDate >= now;
+    m_runAtPicker->setMinimumDateTime(wallClockReading(m_runAtLimitedToFuture ? now : m_onceDate, m_calendar));
+    m_runAtPicker->setDateTime(wallClockReading(m_onceDate, m_calendar));
+    connect(m_runAtPicker, &QDateTimeEdit::dateTimeChanged, this, &ScheduleEditView::runAtPicked);
+    m_repeatsForm->addRow(u"Run at"_s, m_runAtPicker);
+
+    m_timePicker = new QTimeEdit(section);
+    m_timePicker->setLocale(m_calendar.locale);
+    m_timePicker->setDisplayFormat(m_calendar.locale.timeFormat(QLocale::ShortFormat));
+    m_timePicker->setTime(wallClockReading(m_timeOfDay, m_calendar).time());
+    connect(m_timePicker, &QTimeEdit::timeChanged, this, &ScheduleEditView::timePicked);
+    m_repeatsForm->addRow(u"Time"_s, m_timePicker);
+
+    m_weekdayPicker = new WeekdayPicker(weekdaySymbols(m_calendar), section);
+    m_weekdayPicker->setSelection(m_weekdays);
+    connect(m_weekdayPicker, &WeekdayPicker::selectionChanged, this, [this] {
+        m_weekdays = m_weekdayPicker->selection();
+        refresh();
+    });
+    m_repeatsForm->addRow(static_cast<QWidget *>(nullptr), m_weekdayPicker);
+
+    m_intervalLabel = new QLabel(section);
+    m_intervalStepper = new QSpinBox(section);
+    m_intervalStepper->setRange(intervalHoursMinimum, intervalHoursMaximum);
+    m_intervalStepper->setSingleStep(1);
+    m_intervalStepper->setValue(static_cast<int>(m_intervalHours));
+    m_intervalLabel->setBuddy(m_intervalStepper);
+    connect(m_intervalStepper, &QSpinBox::valueChanged, this, [this](int hours) {
+        m_intervalHours = hours;
+        refresh();
+    });
+    m_repeatsForm->addRow(m_intervalLabel, m_intervalStepper);
+    m_intervalCaption = caption(QString(), section);
+    m_repeatsForm->addRow(m_intervalCaption);
+    return section;
+}
+
+QWidget *ScheduleEditView::buildStaggerSection()
+{
+    auto *section = new QWidget(this);
+    auto *layout = new QVBoxLayout(section);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(6);
+    layout->addWidget(sectionHeader(u"Stagger"_s, section));
+
+    auto *form = new QFormLayout;
+    form->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
+    form->setLabelAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    m_staggerLabel = new QLabel(section);
+    m_staggerStepper = new QSpinBox(section);
+    m_staggerStepper->setRange(0, staggerSecondsMaximum);
+    m_staggerStepper->setSingleStep(staggerSecondsStep);
+    m_staggerStepper->setValue(static_cast<int>(m_staggerSeconds));
+    m_staggerLabel->setBuddy(m_staggerStepper);
+    connect(m_staggerStepper, &QSpinBox::valueChanged, this, [this](int seconds) {
+        m_staggerSeconds = seconds;
+        refresh();
+    });
+    form->addRow(m_staggerLabel, m_staggerStepper);
+    form->addRow(caption(u"Spacing out restarts avoids dropping wifi/camera coverage all at once."_s, section));
+    layout->addLayout(form);
+    return section;
+}
+
+QList<RestartTarget> ScheduleEditView::allTargets() const
+{
+    QList<RestartTarget> targets;
+    targets.reserve(m_appState.accessPoints().size() + m_appState.cameras().size());
+    for (const UnifiDevice &accessPoint : m_appState.accessPoints())
+        targets.append({RestartTargetKind::accessPoint, accessPoint.mac, accessPoint.name});
+    for (const ProtectCamera &camera : m_appState.cameras())
+        targets.append({RestartTargetKind::camera, camera.id, camera.name});
+    return targets;
+}
+
+void ScheduleEditView::rebuildDeviceToggles()
+{
+    qDeleteAll(m_deviceToggles);
+    m_deviceToggles.clear();
+    const QList<RestartTarget> targets = allTargets();
+    auto *scroll = findChild<QScrollArea *>(u"deviceScroll"_s);
+    m_noDevicesNote->setVisible(targets.isEmpty());
+    scroll->setVisible(!targets.isEmpty());
+
+    QWidget *list = scroll->widget();
+    for (const RestartTarget &target : targets) {
+        auto *toggle = new QCheckBox(target.displayName, list);
+        toggle->setIcon(symbolIcon(target.kind == RestartTargetKind::camera ? Symbol::video : Symbol::wifiRouter));
+        toggle->setChecked(m_selectedTargetIDs.contains(target.id()));
+        const QString id = target.id();
+        connect(toggle, &QCheckBox::toggled, this, [this, id](bool on) {
+            if (on)
+                m_selectedTargetIDs.insert(id);
+            else
+                m_selectedTargetIDs.remove(id);
+            refresh();
+        });
+        m_devicesLayout->insertWidget(m_devicesLayout->count() - 1, toggle);
+        m_deviceToggles.append(toggle);
+    }
+    // As tall as its toggles, up to a handful; more scroll.
+    const int shown = std::min<int>(static_cast<int>(targets.size()), devicesShownWithoutScrolling);
+    const int rowHeight = targets.isEmpty() ? 0 : m_deviceToggles.first()->sizeHint().height();
+    scroll->setFixedHeight(shown * rowHeight + std::max(0, shown - 1) * m_devicesLayout->spacing());
+    if (m_confirmButton)
+        orderTabs();
+}
+
+void ScheduleEditView::orderTabs()
+{
+    QList<QWidget *> chain{m_nameField};
+    for (QCheckBox *toggle : std::as_const(m_deviceToggles))
+        chain.append(toggle);
+    for (const RuleType type : allRuleTypes)
+        chain.append(m_frequency->button(static_cast<int>(type)));
+    chain << m_runAtPicker << m_timePicker;
+    for (int weekday = 1; weekday <= 7; ++weekday)
+        chain.append(m_weekdayPicker->cell(weekday));
+    chain << m_intervalStepper << m_staggerStepper;
+    // The buttons as the desktop lays them out, left to right.
+    QList<QPushButton *> buttons{m_cancelButton, m_confirmButton};
+    auto *box = qobject_cast<QDialogButtonBox *>(m_confirmButton->parentWidget());
+    if (box && box->layout() && box->layout()->indexOf(m_confirmButton) < box->layout()->indexOf(m_cancelButton))
+        std::swap(buttons[0], buttons[1]);
+    for (QPushButton *button : buttons)
+        chain.append(button);
+    for (qsizetype index = 1; index < chain.size(); ++index)
+        setTabOrder(chain.at(index - 1), chain.at(index));
+}
+
+QAbstractButton *ScheduleEditView::frequencyButton(RuleType type) const
+{
+    return m_frequency->button(static_cast<int>(type));
+}
+
+void ScheduleEditView::setRuleType(RuleType type)
+{
+    m_ruleType = type;
+    refresh();
+}
+
+void ScheduleEditView::runAtPicked()
+{
+    const QDateTime now = m_appState.now();
+    if (!m_runAtLimitedToFuture) {
+        // The first touch of a past date: from here on only times from now on. Raising the
+        // minimum may move the picker again, which comes back here and is harmless.
+        m_runAtLimitedToFuture = true;
+        m_runAtPicker->setMinimumDateTime(wallClockReading(now, m_calendar));
+    }
+    const QDateTime wall = m_runAtPicker->dateTime();
+    const QDateTime picked =
+        instantAtWallClock(wall.date(), wall.time().hour(), wall.time().minute(), m_calendar).value_or(now);
+    // The picker's minute may be the current one, whose first second has passed.
+    m_onceDate = std::max(picked, now);
+}
+
+void ScheduleEditView::timePicked()
+{
+    const QTime time = m_timePicker->time();
+    m_timeOfDay = todayAt(time.hour(), time.minute());
+}
+
+void ScheduleEditView::refresh()
+{
+    m_repeatsForm->setRowVisible(runAtRow, m_ruleType == RuleType::once);
+    m_repeatsForm->setRowVisible(timeRow, m_ruleType == RuleType::daily || m_ruleType == RuleType::weekly);
+    m_repeatsForm->setRowVisible(weekdaysRow, m_ruleType == RuleType::weekly);
+    m_repeatsForm->setRowVisible(intervalRow, m_ruleType == RuleType::interval);
+    m_repeatsForm->setRowVisible(intervalCaptionRow, m_ruleType == RuleType::interval);
+
+    m_intervalLabel->setText(u"Every "_s + hoursText(m_intervalHours));
+    m_intervalCaption->setText(u"First run will be "_s + hoursText(m_intervalHours) + u" after saving."_s);
+    m_staggerLabel->setText(QString::number(m_staggerSeconds) + u" seconds between each device"_s);
+    m_confirmButton->setEnabled(canSave());
+}
+
+bool ScheduleEditView::canSave() const
+{
+    if (m_name.isEmpty() || m_selectedTargetIDs.isEmpty())
+        return false;
+    return m_ruleType != RuleType::weekly || !m_weekdays.empty();
+}
+
+void ScheduleEditView::save()
+{
+    if (!canSave())
+        return;
+    QList<RestartTarget> targets;
+    for (const RestartTarget &target : allTargets()) {
+        if (m_selectedTargetIDs.contains(target.id()))
+            targets.append(target);
+    }
+    const QTime time = wallClockReading(m_timeOfDay, m_calendar).time();
+    const qint64 hour = time.hour();
+    const qint64 minute = time.minute();
+    RecurrenceRule rule;
+    switch (m_ruleType) {
+    case RuleType::once:
+        rule = RecurrenceRule::once(m_onceDate);
+        break;
+    case RuleType::daily:
+        rule = RecurrenceRule::dailyAt(hour, minute);
+        break;
+    case RuleType::weekly:
+        rule = RecurrenceRule::weeklyAt(m_weekdays, hour, minute);
+        break;
+    case RuleType::interval:
+        rule = RecurrenceRule::everyInterval(m_intervalHours);
+        break;
+    }
+
+    if (m_existingJob) {
+        ScheduledJob job = *m_existingJob;
+        job.name = m_name;
+        job.targets = std::move(targets);
+        job.rule = std::move(rule);
+        job.staggerSeconds = m_staggerSeconds;
+        m_appState.updateJob(std::move(job));
+    } else {
+        ScheduledJob job;
+        job.id = QUuid::createUuid();
+        job.name = m_name;
+        job.targets = std::move(targets);
+        job.rule = std::move(rule);
+        job.isEnabled = true;
+        job.staggerSeconds = m_staggerSeconds;
+        m_appState.addJob(std::move(job));
+    }
+    accept();
+}
+
+} // namespace lanternfold

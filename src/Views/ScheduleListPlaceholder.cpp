@@ -1,0 +1,49 @@
+#include "Views/ScheduleListPlaceholder.h"
+
+#include "Views/ScheduleStyle.h"
+#include "Views/Symbols.h"
+
+#include <QLabel>
+#include <QVBoxLayout>
+
+namespace lanternfold {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int pictureSide = 48;
+
+} // namespace
+
+ScheduleListPlaceholder::ScheduleListPlaceholder(QWidget *parent) : QWidget(parent)
+{
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(32, 24, 32, 24);
+    layout->setSpacing(8);
+    layout->addStretch(1);
+
+    m_picture = new QLabel(this);
+    m_picture->setPixmap(symbolIcon(Symbol::clockBadge).pixmap(pictureSide, pictureSide));
+    m_picture->setAlignment(Qt::AlignCenter);
+    // Decoration: the title says it all.
+    m_picture->setAccessibleName(u"No Scheduled Restarts"_s);
+    layout->addWidget(m_picture);
+
+    m_title = new QLabel(u"No Scheduled Restarts"_s, this);
+    schedulestyle::useTitle2(m_title);
+    QFont bold = m_title->font();
+    bold.setBold(true);
+    m_title->setFont(bold);
+    m_title->setAlignment(Qt::AlignCenter);
+    layout->addWidget(m_title);
+
+    m_description = new QLabel(u"Create a schedule to power-cycle access points or cameras automatically."_s, this);
+    m_description->setAlignment(Qt::AlignCenter);
+    m_description->setWordWrap(true);
+    schedulestyle::useTextColor(m_description, schedulestyle::secondaryTextColor(m_description->palette()));
+    layout->addWidget(m_description);
+    layout->addStretch(1);
+}
+
+} // namespace lanternfold
