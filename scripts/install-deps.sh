@@ -17,6 +17,9 @@ packages=(
   curl python3 tzdata
   # the login-item tests check the autostart entry with desktop-file-validate and start it with gio
   desktop-file-utils libglib2.0-bin
+  # the end-to-end test and scripts/screenshots.sh find controls through AT-SPI (Debian's python3,
+  # /usr/bin/python3, has pyatspi) and click and type with xdotool
+  python3-pyatspi at-spi2-core
 )
 
 missing=()

@@ -1,0 +1,52 @@
+#include "App/LanternfoldApp.h"
+
+#include "App/AppDelegate.h"
+#include "Services/AppState.h"
+#include "Views/AppIcons.h"
+#include "Views/CertificateQuestion.h"
+#include "Views/ContentView.h"
+
+#include <QApplication>
+
+namespace lanternfold {
+
+LanternfoldApp::LanternfoldApp(ScheduleStore &store, CertTrustService &trust, QString settingsPath, QObject *parent)
+    : QObject(parent),
+      m_appState(std::make_unique<AppState>(store, trust, std::move(settingsPath))),
+      m_window(std::make_unique<ContentView>(*m_appState, trust)),
+      m_question(std::make_unique<CertificateQuestion>(m_window.get()))
+{
+    m_window->setWindowIcon(lanternfoldIcon());
+    m_appState->setCertificateApprover(m_question.get());
+    AppDelegate::Actions actions;
+    actions.openMainWindow = [this] { openMainWindow(); };
+    actions.quit = [] { QCoreApplication::quit(); };
+    m_delegate = std::make_unique<AppDelegate>(trayIcon(), std::move(actions));
+}
+
+LanternfoldApp::~LanternfoldApp()
+{
+    m_delegate.reset();
+    m_appState->setCertificateApprover(nullptr);
+    m_question.reset();
+    m_window.reset();
+    m_appState.reset();
+}
+
+void LanternfoldApp::start()
+{
+    m_window->show();
+    m_delegate->setUpStatusItem();
+}
+
+void LanternfoldApp::openMainWindow()
+{
+    if (m_window->isMinimized())
+        m_window->showNormal();
+    else
+        m_window->show();
+    m_window->raise();
+    m_window->activateWindow();
+}
+
+} // namespace lanternfold

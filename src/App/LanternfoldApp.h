@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+#include <memory>
+
+namespace lanternfold {
+
+class AppDelegate;
+class AppState;
+class CertTrustService;
+class CertificateQuestion;
+class ContentView;
+class ScheduleStore;
+
+/// Builds the program's objects once and keeps them for its whole life: the state (with its
+/// scheduler), the main window, the certificate question and the tray.
+class LanternfoldApp final : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(LanternfoldApp)
+
+public:
+    LanternfoldApp(ScheduleStore &store, CertTrustService &trust, QString settingsPath, QObject *parent = nullptr);
+    /// The window goes before the state it shows.
+    ~LanternfoldApp() override;
+
+    /// Shows the main window and puts the icon in the tray.
+    void start();
+    /// Shows the main window, or brings it to the front when it is already open.
+    void openMainWindow();
+
+    [[nodiscard]] AppState &appState() const { return *m_appState; }
+    [[nodiscard]] ContentView &window() const { return *m_window; }
+    [[nodiscard]] AppDelegate &delegate() const { return *m_delegate; }
+
+private:
+    std::unique_ptr<AppState> m_appState;
+    std::unique_ptr<ContentView> m_window;
+    std::unique_ptr<CertificateQuestion> m_question;
+    std::unique_ptr<AppDelegate> m_delegate;
+};
+
+} // namespace lanternfold

@@ -1,0 +1,54 @@
+#include "Views/ContentView.h"
+
+#include "Services/AppState.h"
+#include "Views/DeviceListView.h"
+#include "Views/LoginView.h"
+#include "Views/ScheduleListView.h"
+#include "Views/SettingsView.h"
+#include "Views/Symbols.h"
+
+#include <QStackedLayout>
+#include <QTabWidget>
+
+namespace lanternfold {
+
+using namespace Qt::StringLiterals;
+
+ContentView::ContentView(AppState &appState, CertTrustService &trust, QWidget *parent)
+    : QWidget(parent), m_appState(appState), m_trust(trust)
+{
+    setMinimumSize(minimumContentSize);
+    m_stack = new QStackedLayout(this);
+    m_login = new LoginView(appState, this);
+    m_stack->addWidget(m_login);
+    connect(&appState, &AppState::isLoggedInChanged, this, &ContentView::showLoginState);
+    showLoginState();
+}
+
+ContentView::~ContentView() = default;
+
+void ContentView::showLoginState()
+{
+    if (!m_appState.isLoggedIn()) {
+        m_stack->setCurrentWidget(m_login);
+        // The tabs go with the session: each login starts them afresh, and whatever they were
+        // still doing (a restart run in its pause) ends with them.
+        if (m_tabs)
+            m_tabs->deleteLater();
+        m_tabs = nullptr;
+        return;
+    }
+    if (m_tabs) {
+        m_stack->setCurrentWidget(m_tabs);
+        return;
+    }
+    m_tabs = new QTabWidget(this);
+    m_tabs->setDocumentMode(true);
+    m_tabs->addTab(new DeviceListView(m_appState, m_tabs), symbolIcon(Symbol::wifiRouter), u"Devices"_s);
+    m_tabs->addTab(new ScheduleListView(m_appState, m_tabs), symbolIcon(Symbol::clock), u"Schedules"_s);
+    m_tabs->addTab(new SettingsView(m_appState, m_trust, m_tabs), symbolIcon(Symbol::gearshape), u"Settings"_s);
+    m_stack->addWidget(m_tabs);
+    m_stack->setCurrentWidget(m_tabs);
+}
+
+} // namespace lanternfold

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QPointer>
+#include <QWidget>
+
+class QStackedLayout;
+#include <QTabWidget>
+
+namespace lanternfold {
+
+class AppState;
+class CertTrustService;
+class LoginView;
+
+/// The main window's content: the login form until a login succeeds, then the Devices, Schedules
+/// and Settings tabs; a disconnect brings the form back. Swapped in place, never by reopening.
+class ContentView final : public QWidget
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(ContentView)
+
+public:
+    static constexpr QSize minimumContentSize{620, 560};
+
+    ContentView(AppState &appState, CertTrustService &trust, QWidget *parent = nullptr);
+    ~ContentView() override;
+
+    [[nodiscard]] LoginView *loginView() const { return m_login; }
+    /// The tabs while logged in, else null.
+    [[nodiscard]] QTabWidget *tabs() const { return m_tabs; }
+
+private:
+    void showLoginState();
+
+    AppState &m_appState;
+    CertTrustService &m_trust;
+    QStackedLayout *m_stack = nullptr;
+    LoginView *m_login = nullptr;
+    QPointer<QTabWidget> m_tabs;
+};
+
+} // namespace lanternfold

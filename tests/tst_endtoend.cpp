@@ -1,0 +1,242 @@
+#include "ClientFixture.h"
+
+#include "Services/ScheduleStore.h"
+
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QStandardPaths>
+
+#include <csignal>
+
+using namespace lanternfold;
+using namespace lanternfold::test;
+using namespace Qt::StringLiterals;
+
+/// The real program, as a new user meets it: started on a virtual display with an empty home, a
+/// private session bus and keyring, and the simulated controller. Everything is done from outside
+/// the process, by finding controls by their names (AT-SPI) and clicking and typing (xdotool):
+/// connect, trust the key, restart a device, create a schedule, quit, start again.
+class TestEndToEnd final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+
+    void aNewUserConnectsRestartsSchedulesAndComesBack();
+
+private:
+    /// Runs one step of tests/support/ui.py; its standard output, or nullopt when it failed.
+    std::optional<QString> ui(const QStringList &arguments, int timeoutSeconds = 30);
+    bool startLanternfold();
+    /// Ends the program the way the session does at logout; its exit status.
+    int stopLanternfold();
+    QImage screenshot(const QString &name);
+
+    QString m_tmp;
+    std::unique_ptr<QProcess> m_display;
+    std::unique_ptr<QProcess> m_accessibility;
+    std::unique_ptr<QProcess> m_lanternfold;
+    std::unique_ptr<Sim> m_sim;
+    QProcessEnvironment m_environment;
+};
+
+void TestEndToEnd::initTestCase()
+{
+    m_tmp = qEnvironmentVariable("LANTERNFOLD_TEST_TMP");
+    QVERIFY(!m_tmp.isEmpty());
+    m_display = std::make_unique<QProcess>();
+    m_display->start(u"Xvfb"_s,
+                     {u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s, u"1280x800x24"_s, u"-nolisten"_s, u"tcp"_s});
+    QVERIFY(m_display->waitForStarted());
+    QTRY_VERIFY_WITH_TIMEOUT(m_display->canReadLine(), 20000);
+    const QString display = u":"_s + QString::fromUtf8(m_display->readLine()).trimmed();
+
+    m_environment = QProcessEnvironment::systemEnvironment();
+    m_environment.insert(u"DISPLAY"_s, display);
+    m_environment.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
+    m_environment.insert(u"QT_LINUX_ACCESSIBILITY_ALWAYS_ON"_s, u"1"_s);
+    m_accessibility = std::make_unique<QProcess>();
+    m_accessibility->setProcessEnvironment(m_environment);
+    m_accessibility->start(u"/usr/libexec/at-spi-bus-launcher"_s, {u"--launch-immediately"_s});
+    QVERIFY(m_accessibility->waitForStarted());
+
+    m_sim = std::make_unique<Sim>();
+    m_sim->setOfflineDuration(std::chrono::seconds(60));
+    QString error;
+    QVERIFY2(m_sim->start(&error), qPrintable(error));
+}
+
+void TestEndToEnd::cleanupTestCase()
+{
+    if (m_lanternfold && m_lanternfold->state() != QProcess::NotRunning)
+        stopLanternfold();
+    for (auto *process : {m_accessibility.get(), m_display.get()}) {
+        if (process) {
+            process->terminate();
+            process->waitForFinished(5000);
+        }
+    }
+}
+
+std::optional<QString> TestEndToEnd::ui(const QStringList &arguments, int timeoutSeconds)
+{
+    QProcess step;
+    step.setProcessEnvironment(m_environment);
+    step.start(u"/usr/bin/python3"_s, QStringList{QStringLiteral(LANTERNFOLD_SOURCE_DIR "/tests/support/ui.py"),
+                                                  u"--timeout"_s, QString::number(timeoutSeconds)} +
+                                          arguments);
+    // The controller runs in this process: keep its event loop turning while the step works.
+    QSignalSpy finished(&step, &QProcess::finished);
+    if (!finished.wait((timeoutSeconds + 30) * 1000)) {
+        step.kill();
+        step.waitForFinished();
+    }
+    if (step.exitStatus() != QProcess::NormalExit || step.exitCode() != 0) {
+        qWarning("ui.py %s: %s", qPrintable(arguments.join(u' ')), step.readAllStandardError().constData());
+        return std::nullopt;
+    }
+    return QString::fromUtf8(step.readAllStandardOutput()).trimmed();
+}
+
+bool TestEndToEnd::startLanternfold()
+{
+    m_lanternfold = std::make_unique<QProcess>();
+    m_lanternfold->setProcessEnvironment(m_environment);
+    m_lanternfold->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    m_lanternfold->start(QStringLiteral(LANTERNFOLD_EXECUTABLE), {});
+    return m_lanternfold->waitForStarted();
+}
+
+int TestEndToEnd::stopLanternfold()
+{
+    ::kill(static_cast<pid_t>(m_lanternfold->processId()), SIGTERM);
+    QSignalSpy finished(m_lanternfold.get(), &QProcess::finished);
+    if (m_lanternfold->state() != QProcess::NotRunning && !finished.wait(20000)) {
+        m_lanternfold->kill();
+        m_lanternfold->waitForFinished();
+        return -1;
+    }
+    return m_lanternfold->exitStatus() == QProcess::NormalExit ? m_lanternfold->exitCode() : -1;
+}
+
+QImage TestEndToEnd::screenshot(const QString &name)
+{
+    const QString file = m_tmp + u"/"_s + name + u".png"_s;
+    QProcess import;
+    import.setProcessEnvironment(m_environment);
+    import.start(u"import"_s, {u"-window"_s, u"root"_s, file});
+    QSignalSpy finished(&import, &QProcess::finished);
+    finished.wait(20000);
+    const QString keep = qEnvironmentVariable("LANTERNFOLD_E2E_SHOTS");
+    if (!keep.isEmpty())
+        QFile::copy(file, keep + u"/"_s + name + u".png"_s);
+    return QImage(file);
+}
+
+namespace {
+
+/// How many pixels of the picture are neither the empty screen's black nor one flat colour.
+QStringList demoAccessPointNames()
+{
+    QFile file(QStringLiteral(LANTERNFOLD_SOURCE_DIR "/tools/controller-sim/demo/devices.json"));
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QStringList names;
+    for (const QJsonValue &device : QJsonDocument::fromJson(file.readAll()).object().value(u"data"_s).toArray()) {
+        if (device[u"type"_s].toString() == u"uap"_s && device[u"name"_s].isString())
+            names.append(device[u"name"_s].toString());
+    }
+    return names;
+}
+
+int paintedPixels(const QImage &image)
+{
+    int painted = 0;
+    for (int y = 0; y < image.height(); y += 4)
+        for (int x = 0; x < image.width(); x += 4)
+            painted += (image.pixel(x, y) & 0xffffff) != 0 ? 1 : 0;
+    return painted;
+}
+
+} // namespace
+
+void TestEndToEnd::aNewUserConnectsRestartsSchedulesAndComesBack()
+{
+    QVERIFY(startLanternfold());
+    const QString port = QString::number(m_sim->port());
+
+    // The login form: host, port, user name, password, Return.
+    QVERIFY(ui({u"focus"_s, u"text"_s, u"Controller IP or hostname"_s}));
+    QVERIFY(ui({u"type"_s, u"127.0.0.1"_s}));
+    QVERIFY(ui({u"focus"_s, u"text"_s, u"Port"_s}));
+    QVERIFY(ui({u"type"_s, port}));
+    QVERIFY(ui({u"focus"_s, u"text"_s, u"Username"_s}));
+    QVERIFY(ui({u"type"_s, m_sim->username()}));
+    QVERIFY(ui({u"focus"_s, u"password text"_s, u"Password"_s}));
+    QVERIFY(ui({u"type"_s, m_sim->password()}));
+    QVERIFY(paintedPixels(screenshot(u"login"_s)) > 1000);
+    QVERIFY(ui({u"key"_s, u"Return"_s}));
+
+    // The certificate question, with this controller's fingerprint grouped for reading.
+    QVERIFY(ui({u"wait"_s, u"alert"_s, u"Verify Controller Certificate"_s}));
+    screenshot(u"certificate"_s);
+    QVERIFY(ClientFixture::requestsTo(*m_sim, u"/api/auth/login"_s).isEmpty()); // nothing sent before the answer
+    QVERIFY(ui({u"click"_s, u"push button"_s, u"Trust & Continue"_s}));
+
+    // The devices, then one restarted by hand.
+    QVERIFY(ui({u"wait"_s, u"page tab"_s, u"Devices"_s}));
+    QVERIFY(ui({u"gone"_s, u"label"_s, u"Access Points (0)"_s}));
+    QCOMPARE(ClientFixture::requestsTo(*m_sim, u"/api/auth/login"_s).size(), 1);
+    // The first access point of the demo site that the list shows by name.
+    QString firstDevice;
+    const QStringList shown = ui({u"names"_s, u"list item"_s}).value_or(QString()).split(u'\n');
+    for (const QString &name : demoAccessPointNames()) {
+        if (shown.contains(name)) {
+            firstDevice = name;
+            break;
+        }
+    }
+    QVERIFY(!firstDevice.isEmpty());
+    QVERIFY(ui({u"click"_s, u"list item"_s, firstDevice}));
+    QVERIFY(ui({u"wait"_s, u"label"_s, u"1 selected"_s}));
+    QVERIFY(ui({u"click"_s, u"push button"_s, u"Restart Selected"_s}));
+    QVERIFY(ui({u"wait"_s, u"label"_s, u"Restarted 1 device(s)."_s}));
+    screenshot(u"devices"_s);
+    QCOMPARE(ClientFixture::requestsTo(*m_sim, u"/proxy/network/api/s/default/cmd/devmgr"_s).size(), 1);
+
+    // A daily schedule for that device.
+    QVERIFY(ui({u"click"_s, u"page tab"_s, u"Schedules"_s}));
+    QVERIFY(ui({u"click"_s, u"push button"_s, u"New Schedule"_s}));
+    QVERIFY(ui({u"click"_s, u"check box"_s, firstDevice}));
+    QVERIFY(ui({u"click"_s, u"*"_s, u"Daily"_s})); // a segment of the Frequency bar
+    screenshot(u"editor"_s);
+    QVERIFY(ui({u"click"_s, u"push button"_s, u"Create"_s}));
+    QVERIFY(ui({u"gone"_s, u"push button"_s, u"Create"_s}));
+    screenshot(u"schedules"_s);
+    const QString dataFolder = m_tmp + u"/data"_s;
+    QList<ScheduledJob> jobs;
+    QTRY_VERIFY_WITH_TIMEOUT((jobs = ScheduleStore(dataFolder).load()).size() == 1, 10000);
+    QCOMPARE(jobs.first().name, u"Restart Devices"_s);
+    QCOMPARE(jobs.first().rule.kind(), RecurrenceRule::Kind::dailyAt);
+    QCOMPARE(jobs.first().targets.size(), 1);
+    QCOMPARE(jobs.first().targets.first().displayName, firstDevice);
+
+    // Quit, and start again: the schedule and the controller are still there.
+    QCOMPARE(stopLanternfold(), 0);
+    const QSettings preferences(m_tmp + u"/config/Lanternfold/Lanternfold.conf"_s, QSettings::NativeFormat);
+    QVERIFY(preferences.value(u"com.lanternfold.controllerConfig"_s).toByteArray().contains("\"127.0.0.1\""));
+    QVERIFY(startLanternfold());
+    QCOMPARE(ui({u"value"_s, u"text"_s, u"Controller IP or hostname"_s}), std::optional<QString>(u"127.0.0.1"_s));
+    QCOMPARE(ui({u"value"_s, u"text"_s, u"Port"_s}), std::optional<QString>(port));
+    screenshot(u"second-start"_s);
+    QCOMPARE(ScheduleStore(dataFolder).load().size(), 1);
+    QCOMPARE(stopLanternfold(), 0);
+}
+
+QTEST_GUILESS_MAIN(TestEndToEnd)
+#include "tst_endtoend.moc"
