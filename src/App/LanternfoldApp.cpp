@@ -10,9 +10,10 @@
 
 namespace lanternfold {
 
-LanternfoldApp::LanternfoldApp(ScheduleStore &store, CertTrustService &trust, QString settingsPath, QObject *parent)
+LanternfoldApp::LanternfoldApp(ScheduleStore &store, CertTrustService &trust, const QString &settingsPath,
+                               QObject *parent)
     : QObject(parent),
-      m_appState(std::make_unique<AppState>(store, trust, std::move(settingsPath))),
+      m_appState(std::make_unique<AppState>(store, trust, settingsPath)),
       m_window(std::make_unique<ContentView>(*m_appState, trust)),
       m_question(std::make_unique<CertificateQuestion>(m_window.get()))
 {

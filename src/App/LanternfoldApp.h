@@ -22,7 +22,8 @@ class LanternfoldApp final : public QObject
     Q_DISABLE_COPY_MOVE(LanternfoldApp)
 
 public:
-    LanternfoldApp(ScheduleStore &store, CertTrustService &trust, QString settingsPath, QObject *parent = nullptr);
+    LanternfoldApp(ScheduleStore &store, CertTrustService &trust, const QString &settingsPath,
+                   QObject *parent = nullptr);
     /// The window goes before the state it shows.
     ~LanternfoldApp() override;
 

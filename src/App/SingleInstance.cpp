@@ -13,7 +13,7 @@ namespace lanternfold {
 using namespace Qt::StringLiterals;
 
 namespace {
-const QByteArray openRequest = QByteArrayLiteral("open\n");
+constexpr QByteArrayView openRequest("open\n");
 constexpr int handOverTimeoutMs = 2000;
 } // namespace
 
@@ -60,7 +60,7 @@ bool SingleInstance::handOver()
     socket.connectToServer(m_socketPath);
     if (!socket.waitForConnected(handOverTimeoutMs))
         return false;
-    socket.write(openRequest);
+    socket.write(openRequest.data(), openRequest.size());
     if (!socket.waitForBytesWritten(handOverTimeoutMs))
         return false;
     // The running instance answers once it has taken the request.
