@@ -147,7 +147,7 @@ QStringList demoAccessPointNames()
     if (!file.open(QIODevice::ReadOnly))
         return {};
     QStringList names;
-    for (const QJsonValue &device : QJsonDocument::fromJson(file.readAll()).object().value(u"data"_s).toArray()) {
+    for (const auto &device : QJsonDocument::fromJson(file.readAll()).object().value(u"data"_s).toArray()) {
         if (device[u"type"_s].toString() == u"uap"_s && device[u"name"_s].isString())
             names.append(device[u"name"_s].toString());
     }
@@ -219,8 +219,8 @@ void TestEndToEnd::aNewUserConnectsRestartsSchedulesAndComesBack()
     QVERIFY(ui({u"gone"_s, u"push button"_s, u"Create"_s}));
     screenshot(u"schedules"_s);
     const QString dataFolder = m_tmp + u"/data"_s;
-    QList<ScheduledJob> jobs;
-    QTRY_VERIFY_WITH_TIMEOUT((jobs = ScheduleStore(dataFolder).load()).size() == 1, 10000);
+    QTRY_COMPARE_WITH_TIMEOUT(ScheduleStore(dataFolder).load().size(), 1, 10000);
+    const QList<ScheduledJob> jobs = ScheduleStore(dataFolder).load();
     QCOMPARE(jobs.first().name, u"Restart Devices"_s);
     QCOMPARE(jobs.first().rule.kind(), RecurrenceRule::Kind::dailyAt);
     QCOMPARE(jobs.first().targets.size(), 1);
