@@ -1,6 +1,6 @@
 #include "Views/ActivityLogList.h"
 
-#include "Views/TextRoles.h"
+#include "Views/TextStyle.h"
 
 #include <QEvent>
 #include <QLabel>

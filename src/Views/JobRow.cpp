@@ -4,7 +4,7 @@
 #include "Services/Calendar.h"
 #include "Services/RecurrenceRuleNextRun.h"
 #include "Views/JobRowLabel.h"
-#include "Views/ScheduleStyle.h"
+#include "Views/TextStyle.h"
 
 #include <QCheckBox>
 #include <QHBoxLayout>
@@ -41,11 +41,11 @@ JobRow::JobRow(AppState &appState, ScheduledJob job, QWidget *parent)
     auto *leading = new QVBoxLayout;
     leading->setSpacing(2);
     m_name = new JobRowLabel(this);
-    schedulestyle::useHeadline(m_name);
+    setTextStyle(m_name, TextStyle::headline, /*bold=*/true);
     m_summary = new JobRowLabel(this);
-    schedulestyle::useCaption(m_summary);
+    setTextStyle(m_summary, TextStyle::caption);
     m_targets = new JobRowLabel(this);
-    schedulestyle::useCaption2(m_targets);
+    setTextStyle(m_targets, TextStyle::caption2);
     leading->addWidget(m_name);
     leading->addWidget(m_summary);
     leading->addWidget(m_targets);
@@ -54,9 +54,9 @@ JobRow::JobRow(AppState &appState, ScheduledJob job, QWidget *parent)
     auto *trailing = new QVBoxLayout;
     trailing->setSpacing(2);
     m_nextRun = new JobRowLabel(this);
-    schedulestyle::useCaption(m_nextRun);
+    setTextStyle(m_nextRun, TextStyle::caption);
     m_lastRun = new JobRowLabel(this);
-    schedulestyle::useCaption2(m_lastRun);
+    setTextStyle(m_lastRun, TextStyle::caption2);
     for (JobRowLabel *label : {m_nextRun, m_lastRun}) {
         label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
         trailing->addWidget(label);
@@ -123,11 +123,11 @@ void JobRow::applyColours()
     const QColor primary = base.color(text);
     // The accent colour is darker than a list's background: secondary text keeps more of the
     // text colour there to stay readable.
-    const QColor secondary = schedulestyle::secondaryTextColor(base, text, background, m_selected ? 0.85F : 0.68F);
+    const QColor secondary = secondaryTextColor(base, background, text, m_selected ? 0.85 : 0.68);
     for (JobRowLabel *label : {m_name, m_nextRun})
-        schedulestyle::useTextColor(label, primary);
+        setTextColor(label, primary);
     for (JobRowLabel *label : {m_summary, m_targets, m_lastRun})
-        schedulestyle::useTextColor(label, secondary);
+        setTextColor(label, secondary);
 }
 
 } // namespace lanternfold

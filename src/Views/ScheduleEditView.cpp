@@ -3,9 +3,9 @@
 #include "Models/ProtectCamera.h"
 #include "Models/UnifiDevice.h"
 #include "Services/AppState.h"
-#include "Views/ScheduleStyle.h"
 #include "Views/SegmentButton.h"
 #include "Views/Symbols.h"
+#include "Views/TextStyle.h"
 #include "Views/WallClock.h"
 #include "Views/WeekdayCell.h"
 #include "Views/WeekdayPicker.h"
@@ -45,7 +45,7 @@ QString hoursText(qint64 hours)
 QLabel *sectionHeader(const QString &text, QWidget *parent)
 {
     auto *header = new QLabel(text, parent);
-    schedulestyle::useHeadline(header);
+    setTextStyle(header, TextStyle::headline, /*bold=*/true);
     return header;
 }
 
@@ -53,8 +53,8 @@ QLabel *caption(const QString &text, QWidget *parent)
 {
     auto *label = new QLabel(text, parent);
     label->setWordWrap(true);
-    schedulestyle::useCaption(label);
-    schedulestyle::useTextColor(label, schedulestyle::secondaryTextColor(label->palette()));
+    setTextStyle(label, TextStyle::caption);
+    setTextColor(label, secondaryTextColor(label->palette()));
     return label;
 }
 
@@ -146,7 +146,7 @@ void ScheduleEditView::buildForm()
     layout->setSpacing(14);
 
     auto *title = new QLabel(windowTitle(), this);
-    schedulestyle::useTitle2(title);
+    setTextStyle(title, TextStyle::title2);
     layout->addWidget(title);
 
     layout->addWidget(buildNameSection());
@@ -198,7 +198,7 @@ QWidget *ScheduleEditView::buildDevicesSection()
 
     m_noDevicesNote = new QLabel(u"No devices loaded. Connect and refresh from the Devices tab first."_s, section);
     m_noDevicesNote->setWordWrap(true);
-    schedulestyle::useTextColor(m_noDevicesNote, schedulestyle::secondaryTextColor(m_noDevicesNote->palette()));
+    setTextColor(m_noDevicesNote, secondaryTextColor(m_noDevicesNote->palette()));
     layout->addWidget(m_noDevicesNote);
 
     auto *scroll = new QScrollArea(section);

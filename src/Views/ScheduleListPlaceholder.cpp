@@ -1,7 +1,7 @@
 #include "Views/ScheduleListPlaceholder.h"
 
-#include "Views/ScheduleStyle.h"
 #include "Views/Symbols.h"
+#include "Views/TextStyle.h"
 
 #include <QLabel>
 #include <QVBoxLayout>
@@ -31,7 +31,7 @@ ScheduleListPlaceholder::ScheduleListPlaceholder(QWidget *parent) : QWidget(pare
     layout->addWidget(m_picture);
 
     m_title = new QLabel(u"No Scheduled Restarts"_s, this);
-    schedulestyle::useTitle2(m_title);
+    setTextStyle(m_title, TextStyle::title2);
     QFont bold = m_title->font();
     bold.setBold(true);
     m_title->setFont(bold);
@@ -41,7 +41,7 @@ ScheduleListPlaceholder::ScheduleListPlaceholder(QWidget *parent) : QWidget(pare
     m_description = new QLabel(u"Create a schedule to power-cycle access points or cameras automatically."_s, this);
     m_description->setAlignment(Qt::AlignCenter);
     m_description->setWordWrap(true);
-    schedulestyle::useTextColor(m_description, schedulestyle::secondaryTextColor(m_description->palette()));
+    setTextColor(m_description, secondaryTextColor(m_description->palette()));
     layout->addWidget(m_description);
     layout->addStretch(1);
 }

@@ -4,8 +4,8 @@
 #include "Views/JobRow.h"
 #include "Views/ScheduleEditView.h"
 #include "Views/ScheduleListPlaceholder.h"
-#include "Views/ScheduleStyle.h"
 #include "Views/Symbols.h"
+#include "Views/TextStyle.h"
 
 #include <QAction>
 #include <QHBoxLayout>
@@ -58,7 +58,7 @@ ScheduleListView::ScheduleListView(AppState &appState, QWidget *parent) : QWidge
     auto *header = new QHBoxLayout;
     header->setContentsMargins(16, 14, 16, 10);
     auto *title = new QLabel(u"Schedules"_s, this);
-    schedulestyle::useTitle2(title);
+    setTextStyle(title, TextStyle::title2);
     header->addWidget(title);
     header->addStretch(1);
     m_newSchedule = new QPushButton(symbolIcon(Symbol::plus), u"New Schedule"_s, this);

@@ -4,7 +4,7 @@
 #include "Services/CertTrustService.h"
 #include "Services/LoginItemService.h"
 #include "Views/ActivityLogList.h"
-#include "Views/TextRoles.h"
+#include "Views/TextStyle.h"
 
 #include <QCheckBox>
 #include <QEvent>
@@ -29,7 +29,7 @@ bool loginItemEnabled()
 QLabel *sectionHeader(const QString &title, QWidget *parent)
 {
     auto *label = new QLabel(title, parent);
-    label->setFont(sectionHeaderFont(label->font()));
+    label->setFont(styledFont(label->font(), TextStyle::headline, /*bold=*/true));
     return label;
 }
 
@@ -37,7 +37,7 @@ QLabel *sectionHeader(const QString &title, QWidget *parent)
 QLabel *caption(const QString &text, QWidget *parent)
 {
     auto *label = new QLabel(text, parent);
-    label->setFont(captionFont(label->font()));
+    label->setFont(styledFont(label->font(), TextStyle::caption));
     label->setWordWrap(true);
     return label;
 }
@@ -161,13 +161,13 @@ void SettingsView::changeEvent(QEvent *event)
 
 void SettingsView::applyTextColours()
 {
-    const QColor secondary = secondaryTextColour(palette());
+    const QColor secondary = secondaryTextColor(palette());
     for (QLabel *label : std::as_const(m_secondaryLabels))
-        setTextColour(*label, secondary);
-    setTextColour(*m_loginItemErrorLabel, errorTextColour(palette()));
+        setTextColor(label, secondary);
+    setTextColor(m_loginItemErrorLabel, errorTextColor(palette()));
     // The destructive action's text in the same red, as desktops mark such buttons.
     QPalette buttonPalette = m_disconnectButton->palette();
-    buttonPalette.setColor(QPalette::ButtonText, errorTextColour(palette()));
+    buttonPalette.setColor(QPalette::ButtonText, errorTextColor(palette()));
     m_disconnectButton->setPalette(buttonPalette);
 }
 

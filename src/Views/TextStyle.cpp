@@ -1,6 +1,7 @@
 #include "Views/TextStyle.h"
 
 #include <QApplication>
+#include <QFontDatabase>
 #include <QWidget>
 
 #include <algorithm>
@@ -22,6 +23,10 @@ qreal scaleOf(TextStyle style)
         return 0.95;
     case TextStyle::caption:
         return 0.88;
+    case TextStyle::caption2:
+        return 0.82;
+    case TextStyle::headline:
+        return 1.0;
     }
     return 1.0;
 }
@@ -57,11 +62,23 @@ void setTextStyle(QWidget *widget, TextStyle style, bool bold)
     widget->setFont(styledFont(QApplication::font(widget), style, bold));
 }
 
-QColor secondaryTextColor(const QPalette &palette, QPalette::ColorRole background, QPalette::ColorRole text)
+QColor secondaryTextColor(const QPalette &palette, QPalette::ColorRole background, QPalette::ColorRole text,
+                          qreal share)
 {
-    // Two thirds of the way from the background to the text: clearly quieter than the text, and
-    // about 6:1 against the background on the usual light and dark themes.
-    return blend(palette.color(background), palette.color(text), 0.66);
+    // By default two thirds of the way from the background to the text: clearly quieter than the
+    // text, and about 6:1 against the background on the usual light and dark themes.
+    return blend(palette.color(background), palette.color(text), share);
+}
+
+QFont monospacedCaptionFont(const QFont &base)
+{
+    QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    const QFont caption = styledFont(base, TextStyle::caption);
+    if (caption.pointSizeF() > 0)
+        font.setPointSizeF(caption.pointSizeF());
+    else
+        font.setPixelSize(caption.pixelSize());
+    return font;
 }
 
 QColor errorTextColor(const QPalette &palette)
