@@ -234,6 +234,17 @@ void TestEndToEnd::aNewUserConnectsRestartsSchedulesAndComesBack()
     QCOMPARE(ui({u"value"_s, u"text"_s, u"Controller IP or hostname"_s}), std::optional<QString>(u"127.0.0.1"_s));
     QCOMPARE(ui({u"value"_s, u"text"_s, u"Port"_s}), std::optional<QString>(port));
     screenshot(u"second-start"_s);
+
+    // Launched once more while it runs: the running one takes the request, the new one ends.
+    QProcess again;
+    again.setProcessEnvironment(m_environment);
+    again.start(QStringLiteral(LANTERNFOLD_EXECUTABLE), {});
+    QSignalSpy againFinished(&again, &QProcess::finished);
+    QVERIFY(againFinished.wait(20000));
+    QCOMPARE(again.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(again.exitCode(), 0);
+    QCOMPARE(m_lanternfold->state(), QProcess::Running);
+    QVERIFY(ui({u"wait"_s, u"text"_s, u"Controller IP or hostname"_s}));
     QCOMPARE(ScheduleStore(dataFolder).load().size(), 1);
     QCOMPARE(stopLanternfold(), 0);
 }

@@ -1,0 +1,145 @@
+#include "ClientFixture.h"
+
+#include "App/AppDelegate.h"
+#include "App/LanternfoldApp.h"
+#include "App/SingleInstance.h"
+#include "Services/AppState.h"
+#include "Services/ScheduleStore.h"
+#include "Services/SchedulerEngine.h"
+#include "Views/ContentView.h"
+#include "Views/LoginView.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QSignalSpy>
+#include <QTabWidget>
+#include <QThread>
+
+using namespace lanternfold;
+using namespace lanternfold::test;
+using namespace Qt::StringLiterals;
+
+/// The program's shell: the window that closing only hides, the tray's way back to it, the
+/// second launch's request, and the login form swapped for the tabs in the same window.
+class TestLanternfoldApp final : public QObject, public ClientFixture
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QApplication::setQuitOnLastWindowClosed(false); }
+    void init();
+    void cleanup();
+
+    void startShowsTheWindowAtLeastItsMinimumSize();
+    void closingTheWindowKeepsTheProgramAndOpenBringsItBack();
+    void openRaisesAWindowThatIsAlreadyShown();
+    void aSecondLaunchOpensTheWindow();
+    void loggingInSwapsTheFormForTheTabsInTheSameWindow();
+
+private:
+    std::unique_ptr<ScheduleStore> m_store;
+    std::unique_ptr<LanternfoldApp> m_app;
+};
+
+void TestLanternfoldApp::init()
+{
+    ClientFixture::init();
+    m_store = std::make_unique<ScheduleStore>(dir->path());
+    m_app = std::make_unique<LanternfoldApp>(*m_store, *trust, dir->filePath(u"Lanternfold.conf"_s));
+    m_app->start();
+}
+
+void TestLanternfoldApp::cleanup()
+{
+    m_app.reset();
+    m_store.reset();
+    ClientFixture::cleanup();
+}
+
+void TestLanternfoldApp::startShowsTheWindowAtLeastItsMinimumSize()
+{
+    ContentView &window = m_app->window();
+    QVERIFY(window.isVisible());
+    QCOMPARE(window.minimumSize(), QSize(620, 560));
+    QVERIFY(window.width() >= 620 && window.height() >= 560);
+    QVERIFY(!window.windowIcon().isNull());
+    QCOMPARE(window.loginView()->isVisible(), true);
+    QVERIFY(!window.tabs());
+}
+
+void TestLanternfoldApp::closingTheWindowKeepsTheProgramAndOpenBringsItBack()
+{
+    ContentView &window = m_app->window();
+    QSignalSpy aboutToQuit(qApp, &QCoreApplication::aboutToQuit);
+    QVERIFY(window.close());
+    QVERIFY(!window.isVisible());
+    QCoreApplication::processEvents();
+    QCOMPARE(aboutToQuit.size(), 0);
+    QVERIFY(m_app->appState().scheduler().isStarted()); // schedules go on with the window closed
+    m_app->delegate().openAction()->trigger();          // "Open Lanternfold" in the tray menu
+    QVERIFY(window.isVisible());
+    QCOMPARE(&m_app->window(), &window);
+}
+
+void TestLanternfoldApp::openRaisesAWindowThatIsAlreadyShown()
+{
+    ContentView &window = m_app->window();
+    window.showMinimized();
+    m_app->openMainWindow();
+    QVERIFY(window.isVisible());
+    QVERIFY(!window.isMinimized());
+    const QWidgetList windows = QApplication::topLevelWidgets();
+    QCOMPARE(std::count_if(windows.cbegin(), windows.cend(),
+                           [](const QWidget *widget) { return qobject_cast<const ContentView *>(widget); }),
+             1); // never a second main window
+}
+
+void TestLanternfoldApp::aSecondLaunchOpensTheWindow()
+{
+    SingleInstance instance(dir->filePath(u"lanternfold.socket"_s));
+    QCOMPARE(instance.claim(), SingleInstance::Claim::primary);
+    connect(&instance, &SingleInstance::openRequested, m_app.get(), &LanternfoldApp::openMainWindow);
+    m_app->window().close();
+
+    SingleInstance::Claim second = SingleInstance::Claim::failed;
+    std::unique_ptr<QThread> launch(QThread::create([this, &second] {
+        SingleInstance later(dir->filePath(u"lanternfold.socket"_s));
+        second = later.claim();
+    }));
+    launch->start();
+    QTRY_VERIFY(launch->isFinished());
+    QCOMPARE(second, SingleInstance::Claim::handedOver);
+    QTRY_VERIFY(m_app->window().isVisible());
+}
+
+void TestLanternfoldApp::loggingInSwapsTheFormForTheTabsInTheSameWindow()
+{
+    Sim &sim = startSim();
+    trust->pin(u"127.0.0.1"_s, sim.fingerprint()); // trusted before: no question
+    ContentView &window = m_app->window();
+    AppState &state = m_app->appState();
+    const ControllerConfig config = configFor(sim);
+    QSignalSpy loggedIn(&state, &AppState::isLoggedInChanged);
+    (void)state.connect(config.host, config.port, config.kind, config.username, sim.password(), config.site, false);
+    QTRY_VERIFY_WITH_TIMEOUT(state.isLoggedIn(), 20000);
+    QVERIFY(window.isVisible());
+    QVERIFY(window.tabs());
+    QVERIFY(window.tabs()->isVisible());
+    QVERIFY(!window.loginView()->isVisible());
+    QCOMPARE(window.tabs()->count(), 3);
+    QCOMPARE(window.tabs()->tabText(0), u"Devices"_s);
+    QCOMPARE(window.tabs()->tabText(1), u"Schedules"_s);
+    QCOMPARE(window.tabs()->tabText(2), u"Settings"_s);
+    for (int index = 0; index < 3; ++index)
+        QVERIFY(!window.tabs()->tabIcon(index).isNull());
+
+    const QPointer<QTabWidget> tabs = window.tabs();
+    (void)state.disconnect();
+    QTRY_VERIFY_WITH_TIMEOUT(!state.isLoggedIn(), 20000);
+    QVERIFY(window.loginView()->isVisible());
+    QTRY_VERIFY(!tabs); // the tabs of that session are gone
+    QVERIFY(window.isVisible());
+}
+
+QTEST_MAIN(TestLanternfoldApp)
+#include "tst_lanternfoldapp.moc"
