@@ -60,6 +60,14 @@ void TestEndToEnd::initTestCase()
     m_environment.insert(u"DISPLAY"_s, display);
     m_environment.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
     m_environment.insert(u"QT_LINUX_ACCESSIBILITY_ALWAYS_ON"_s, u"1"_s);
+    // libxkbcommon-x11 copies X atom names with strndup from buffers that are not NUL-terminated,
+    // which strndup allows; AddressSanitizer's strict string checks call that an overflow. The
+    // program's own code keeps every other check.
+    if (m_environment.contains(u"ASAN_OPTIONS"_s)) {
+        m_environment.insert(
+            u"ASAN_OPTIONS"_s,
+            m_environment.value(u"ASAN_OPTIONS"_s).replace(u"strict_string_checks=1"_s, u"strict_string_checks=0"_s));
+    }
     m_accessibility = std::make_unique<QProcess>();
     m_accessibility->setProcessEnvironment(m_environment);
     m_accessibility->start(u"/usr/libexec/at-spi-bus-launcher"_s, {u"--launch-immediately"_s});
