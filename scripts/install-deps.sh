@@ -20,6 +20,8 @@ packages=(
   # the end-to-end test and scripts/screenshots.sh find controls through AT-SPI (Debian's python3,
   # /usr/bin/python3, has pyatspi) and click and type with xdotool
   python3-pyatspi at-spi2-core
+  # an XEmbed tray on the virtual display, so that the end-to-end test quits from the tray menu
+  trayer
 )
 
 missing=()

@@ -15,6 +15,11 @@ using namespace lanternfold;
 using namespace lanternfold::test;
 using namespace Qt::StringLiterals;
 
+namespace {
+constexpr QSize screenSize(1280, 800);
+constexpr int trayIconSize = 28;
+} // namespace
+
 /// The real program, as a new user meets it: started on a virtual display with an empty home, a
 /// private session bus and keyring, and the simulated controller. Everything is done from outside
 /// the process, by finding controls by their names (AT-SPI) and clicking and typing (xdotool):
@@ -33,6 +38,8 @@ private:
     /// Runs one step of tests/support/ui.py; its standard output, or nullopt when it failed.
     std::optional<QString> ui(const QStringList &arguments, int timeoutSeconds = 30);
     bool startLanternfold();
+    /// Quits through the tray menu, as a person does; the program's exit status.
+    int quitFromTheTray();
     /// Ends the program the way the session does at logout; its exit status.
     int stopLanternfold();
     QImage screenshot(const QString &name);
@@ -40,6 +47,7 @@ private:
     QString m_tmp;
     std::unique_ptr<QProcess> m_display;
     std::unique_ptr<QProcess> m_accessibility;
+    std::unique_ptr<QProcess> m_tray;
     std::unique_ptr<QProcess> m_lanternfold;
     std::unique_ptr<Sim> m_sim;
     QProcessEnvironment m_environment;
@@ -51,7 +59,9 @@ void TestEndToEnd::initTestCase()
     QVERIFY(!m_tmp.isEmpty());
     m_display = std::make_unique<QProcess>();
     m_display->start(u"Xvfb"_s,
-                     {u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s, u"1280x800x24"_s, u"-nolisten"_s, u"tcp"_s});
+                     {u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s,
+                      QString::number(screenSize.width()) + u'x' + QString::number(screenSize.height()) + u"x24"_s,
+                      u"-nolisten"_s, u"tcp"_s});
     QVERIFY(m_display->waitForStarted());
     QTRY_VERIFY_WITH_TIMEOUT(m_display->canReadLine(), 20000);
     const QString display = u":"_s + QString::fromUtf8(m_display->readLine()).trimmed();
@@ -73,6 +83,14 @@ void TestEndToEnd::initTestCase()
     m_accessibility->start(u"/usr/libexec/at-spi-bus-launcher"_s, {u"--launch-immediately"_s});
     QVERIFY(m_accessibility->waitForStarted());
 
+    // A tray for the icon: an XEmbed panel of one icon's size in the screen's lower right corner.
+    m_tray = std::make_unique<QProcess>();
+    m_tray->setProcessEnvironment(m_environment);
+    m_tray->start(u"trayer"_s, {u"--edge"_s, u"bottom"_s, u"--align"_s, u"right"_s, u"--widthtype"_s, u"pixel"_s,
+                                u"--width"_s, QString::number(trayIconSize), u"--heighttype"_s, u"pixel"_s,
+                                u"--height"_s, QString::number(trayIconSize), u"--transparent"_s, u"false"_s});
+    QVERIFY(m_tray->waitForStarted());
+
     m_sim = std::make_unique<Sim>();
     m_sim->setOfflineDuration(std::chrono::seconds(60));
     QString error;
@@ -83,7 +101,7 @@ void TestEndToEnd::cleanupTestCase()
 {
     if (m_lanternfold && m_lanternfold->state() != QProcess::NotRunning)
         stopLanternfold();
-    for (auto *process : {m_accessibility.get(), m_display.get()}) {
+    for (auto *process : {m_tray.get(), m_accessibility.get(), m_display.get()}) {
         if (process) {
             process->terminate();
             process->waitForFinished(5000);
@@ -129,6 +147,22 @@ int TestEndToEnd::stopLanternfold()
         m_lanternfold->waitForFinished();
         return -1;
     }
+    return m_lanternfold->exitStatus() == QProcess::NormalExit ? m_lanternfold->exitCode() : -1;
+}
+
+int TestEndToEnd::quitFromTheTray()
+{
+    const int x = screenSize.width() - trayIconSize / 2;
+    const int y = screenSize.height() - trayIconSize / 2;
+    if (!ui({u"clickat"_s, QString::number(x), QString::number(y), u"3"_s})) // the icon's menu
+        return -1;
+    QTest::qWait(500); // the menu opens
+    screenshot(u"tray-menu"_s);
+    if (!ui({u"key"_s, u"Up"_s, u"Return"_s})) // the last entry: "Quit Lanternfold"
+        return -1;
+    QSignalSpy finished(m_lanternfold.get(), &QProcess::finished);
+    if (m_lanternfold->state() != QProcess::NotRunning && !finished.wait(20000))
+        return -1;
     return m_lanternfold->exitStatus() == QProcess::NormalExit ? m_lanternfold->exitCode() : -1;
 }
 
@@ -234,8 +268,8 @@ void TestEndToEnd::aNewUserConnectsRestartsSchedulesAndComesBack()
     QCOMPARE(jobs.first().targets.size(), 1);
     QCOMPARE(jobs.first().targets.first().displayName, firstDevice);
 
-    // Quit, and start again: the schedule and the controller are still there.
-    QCOMPARE(stopLanternfold(), 0);
+    // Quit from the tray, and start again: the schedule and the controller are still there.
+    QCOMPARE(quitFromTheTray(), 0);
     const QSettings preferences(m_tmp + u"/config/Lanternfold/Lanternfold.conf"_s, QSettings::NativeFormat);
     QVERIFY(preferences.value(u"com.lanternfold.controllerConfig"_s).toByteArray().contains("\"127.0.0.1\""));
     QVERIFY(startLanternfold());

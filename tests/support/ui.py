@@ -10,6 +10,7 @@ Commands:
     click ROLE NAME       a left click in the middle of the control
     focus ROLE NAME       a click, then select all of its text (ready to be typed over)
     type TEXT             types TEXT with the keyboard
+    clickat X Y BUTTON    a click of mouse button BUTTON (1 left, 3 right) at a place on the screen
     key KEY...            presses keys (xdotool names: Return, Escape, ctrl+a)
     names ROLE            prints the names of the showing controls with that role, one per line
     value ROLE NAME       prints the text a control holds (a field's contents)
@@ -129,6 +130,8 @@ def main():
     elif command == "focus":
         click(wait_for(options.app, args[0], args[1], options.timeout))
         xdotool("key", "--clearmodifiers", "ctrl+a")
+    elif command == "clickat":
+        xdotool("mousemove", args[0], args[1], "click", args[2])
     elif command == "type":
         xdotool("type", "--delay", "20", args[0])
     elif command == "key":
