@@ -57,6 +57,10 @@ SettingsView::SettingsView(AppState &state, CertTrustService &trust, QWidget *pa
 {
     auto *column = new QVBoxLayout(this);
     constexpr int sectionGap = 14;
+    // The same margins as the Devices and Schedules tabs, so that switching tabs does not shift
+    // the content.
+    constexpr int sideMargin = 16;
+    column->setContentsMargins(sideMargin, 14, sideMargin, 12);
 
     // Controller: the saved configuration, whether or not it is logged in now.
     column->addWidget(sectionHeader(u"Controller"_s, this));
