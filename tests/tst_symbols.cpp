@@ -17,6 +17,7 @@ class TestSymbols final : public QObject
 private Q_SLOTS:
     void everySymbolHasADrawing_data();
     void everySymbolHasADrawing();
+    void bundledDrawingsTakeTheTextColour();
 };
 
 void TestSymbols::everySymbolHasADrawing_data()
@@ -48,6 +49,30 @@ void TestSymbols::everySymbolHasADrawing()
         for (int x = 0; x < drawn.width(); ++x)
             painted += qAlpha(drawn.pixel(x, y)) > 0 ? 1 : 0;
     QVERIFY2(painted > 20, "the drawing is empty");
+}
+
+void TestSymbols::bundledDrawingsTakeTheTextColour()
+{
+    // The test environment has no icon theme with these names: the bundled drawings are used.
+    QVERIFY(!QIcon::hasThemeIcon(symbolThemeName(Symbol::power)));
+    const QPalette before = QApplication::palette();
+    QPalette dark = before;
+    dark.setColor(QPalette::Window, QColor(0x24, 0x24, 0x24));
+    dark.setColor(QPalette::WindowText, QColor(0xee, 0xee, 0xee));
+    QApplication::setPalette(dark);
+    const QImage drawn = symbolIcon(Symbol::power).pixmap(32, 32).toImage();
+    QApplication::setPalette(before);
+    int light = 0;
+    int other = 0;
+    for (int y = 0; y < drawn.height(); ++y) {
+        for (int x = 0; x < drawn.width(); ++x) {
+            const QColor colour = drawn.pixelColor(x, y);
+            if (colour.alpha() < 128)
+                continue;
+            (colour.lightness() > 200 ? light : other) += 1;
+        }
+    }
+    QVERIFY2(light > 20 && other == 0, "the drawing should be painted in the light text colour");
 }
 
 QTEST_MAIN(TestSymbols)

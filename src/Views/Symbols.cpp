@@ -1,5 +1,10 @@
 #include "Views/Symbols.h"
 
+#include <QGuiApplication>
+#include <QPainter>
+#include <QPalette>
+#include <QPixmap>
+
 // A static library's resources are registered by hand: the linker would drop the initializer that
 // nothing references. Outside the namespace, as Q_INIT_RESOURCE requires.
 static void registerBundledSymbols()
@@ -43,7 +48,22 @@ QIcon symbolIcon(Symbol symbol)
 {
     registerBundledSymbols();
     const QString name = symbolThemeName(symbol);
-    return QIcon::fromTheme(name, QIcon(u":/symbols/symbols/"_s + name + u".svg"_s));
+    if (QIcon::hasThemeIcon(name))
+        return QIcon::fromTheme(name);
+    // The bundled drawings are one flat colour; painted in the theme's text colour they read on a
+    // dark theme as well as on a light one, as the theme's own symbolic icons do.
+    const QIcon drawing(u":/symbols/symbols/"_s + name + u".svg"_s);
+    const QColor ink = QGuiApplication::palette().color(QPalette::WindowText);
+    QIcon icon;
+    for (const int side : {16, 22, 24, 32, 48, 64}) {
+        QPixmap pixmap = drawing.pixmap(side, side);
+        QPainter painter(&pixmap);
+        painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+        painter.fillRect(pixmap.rect(), ink);
+        painter.end();
+        icon.addPixmap(pixmap);
+    }
+    return icon;
 }
 
 } // namespace lanternfold
