@@ -18,7 +18,8 @@ build=${LANTERNFOLD_FUZZ_BUILD:-build-fuzz}
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
   -DLANTERNFOLD_FUZZ=ON -DLANTERNFOLD_TESTS=OFF -DLANTERNFOLD_BENCH=OFF -DLANTERNFOLD_TOOLS=OFF \
   -DLANTERNFOLD_WERROR=ON >/dev/null
-ninja -C "$build" >/dev/null
+# Quiet, but a failing build still shows its errors.
+ninja -C "$build" --quiet
 [ "$build_only" = 1 ] && exit 0
 
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}
