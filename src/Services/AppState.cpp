@@ -1,20 +1,18 @@
+// The application state: its published fields, the saved configuration, the activity log and the
+// connection's life. Device operations are in AppStateDevices.cpp, the job list in AppStateJobs.cpp.
 #include "Services/AppState.h"
 
 #include "Services/CertTrustService.h"
 #include "Services/CertificateApprover.h"
-#include "Services/KeychainService.h"
-#include "Services/Latch.h"
+#include "Services/ControllerSession.h"
 #include "Services/NotificationService.h"
 #include "Services/Preferences.h"
-#include "Services/RecurrenceRuleNextRun.h"
 #include "Services/ScheduleStore.h"
 #include "Services/SchedulerEngine.h"
-#include "Services/UnifiAPIClient.h"
 
 #include <QJsonDocument>
 #include <QSettings>
 
-#include <algorithm>
 #include <utility>
 
 namespace lanternfold {
@@ -22,67 +20,6 @@ namespace lanternfold {
 using namespace Qt::StringLiterals;
 
 const QString AppState::configDefaultsKey = u"com.lanternfold.controllerConfig"_s;
-
-/// A login that renews an expired session; concurrent failures wait for the same one.
-struct SessionRenewal
-{
-    Latch finished;
-    bool succeeded = false;
-};
-
-/// One client and what its retirement must respect: once it is ending, batches stop at their next
-/// pause, and a restart command already sent is answered before the client closes, because the
-/// controller may have acted on it.
-class ControllerSession
-{
-public:
-    explicit ControllerSession(UnifiAPIClient *client) : client(client) {}
-
-    void beginCommand()
-    {
-        if (commandsInFlight++ == 0)
-            settled = std::make_shared<Latch>();
-    }
-    void endCommand()
-    {
-        if (--commandsInFlight == 0)
-            settled->set();
-    }
-
-    QPointer<UnifiAPIClient> client;
-    std::shared_ptr<Latch> ending = std::make_shared<Latch>();
-    int commandsInFlight = 0;
-    std::shared_ptr<Latch> settled = std::make_shared<Latch>();
-    /// Counts the logins that renewed an expired session, so that a request sent before a renewal
-    /// is simply retried instead of logging in again.
-    int generation = 0;
-    /// The renewal under way, which concurrent failures share.
-    std::shared_ptr<SessionRenewal> renewal;
-    /// The controller refused a renewal for good (wrong credentials, a second factor, too many
-    /// logins): no automatic login on this client again.
-    bool renewalRefused = false;
-};
-
-/// A connect under way; reconnects wait for it instead of starting another.
-struct AppState::ConnectAttempt
-{
-    Latch finished;
-};
-
-/// One renewal of an expired session per scheduled run, refresh or restart.
-struct AppState::RenewalBudget
-{
-    bool used = false;
-};
-
-namespace {
-
-QString account(const ControllerConfig &config)
-{
-    return KeychainService::account(config.host, config.username);
-}
-
-} // namespace
 
 QCoro::Task<bool> realPause(std::chrono::seconds duration, std::shared_ptr<Latch> cancel)
 {
@@ -321,7 +258,7 @@ QCoro::Task<Done> AppState::performConnect(ControllerConfig config, QString pass
     persistConfig();
     if (rememberPassword) {
         // Deliberately nothing when not asked: a password saved earlier stays where it is.
-        co_await KeychainService::savePassword(password, account(config));
+        co_await KeychainService::savePassword(password, keyringAccount(config));
         if (gone->isSet())
             co_return Done{};
     }
@@ -351,7 +288,7 @@ QCoro::Task<bool> AppState::reconnectIfPossible()
     // Claimed before the keyring is read, so that a second reconnect waits for this one.
     auto attempt = std::make_shared<ConnectAttempt>();
     m_connectAttempt = attempt;
-    const auto password = co_await KeychainService::readPassword(account(config));
+    const auto password = co_await KeychainService::readPassword(keyringAccount(config));
     if (gone->isSet())
         co_return false;
     if (!password) {
@@ -381,297 +318,6 @@ QCoro::Task<Done> AppState::disconnect()
     setCameras({});
     log(u"Disconnected"_s);
     co_return Done{};
-}
-
-// Expired sessions: a controller ends a session after a while and answers 401 from then on.
-
-bool AppState::mayRenew(const UnifiAPIError &error)
-{
-    // Repeated logins lock the account on a console: stop at the first sign of that.
-    switch (error.kind()) {
-    case UnifiAPIError::Case::invalidCredentials:
-    case UnifiAPIError::Case::twoFactorRequired:
-        return false;
-    case UnifiAPIError::Case::server:
-        return error.status() != 429;
-    default:
-        return true;
-    }
-}
-
-QCoro::Task<bool> AppState::renewSession(std::shared_ptr<ControllerSession> session,
-                                         std::shared_ptr<RenewalBudget> budget)
-{
-    if (const auto running = session->renewal) {
-        // Concurrent failures share the login under way.
-        budget->used = true;
-        const std::shared_ptr<Latch> gone = m_gone;
-        Wakeup wakeup;
-        wakeup.watch(running->finished);
-        wakeup.watch(*gone);
-        co_await wakeup.wait();
-        co_return !gone->isSet() && running->succeeded;
-    }
-    if (budget->used || session->renewalRefused || session != m_session || !session->client ||
-        session->client->isClosed())
-        co_return false;
-    budget->used = true;
-    auto renewal = std::make_shared<SessionRenewal>();
-    session->renewal = renewal;
-    co_return co_await performRenewal(std::move(session), std::move(renewal));
-}
-
-QCoro::Task<bool> AppState::performRenewal(std::shared_ptr<ControllerSession> session,
-                                           std::shared_ptr<SessionRenewal> renewal)
-{
-    const std::shared_ptr<Latch> gone = m_gone;
-    const QPointer<UnifiAPIClient> client = session->client;
-    const auto finish = [&session, &renewal](bool succeeded) {
-        renewal->succeeded = succeeded;
-        if (session->renewal == renewal)
-            session->renewal.reset();
-        renewal->finished.set();
-        return succeeded;
-    };
-    const auto password = co_await KeychainService::readPassword(account(client->config()));
-    if (gone->isSet() || !client || client->isClosed() || !password)
-        co_return finish(false);
-    const auto login = co_await client->login(*password);
-    if (gone->isSet() || !client || client->isClosed())
-        co_return finish(false);
-    if (!login.ok()) {
-        setLastError(login.error().description());
-        log(u"Connect failed: "_s + login.error().description());
-        if (!mayRenew(login.error()))
-            session->renewalRefused = true;
-        co_return finish(false);
-    }
-    ++session->generation;
-    co_return finish(true);
-}
-
-template <typename T>
-QCoro::Task<Result<T, UnifiAPIError>>
-AppState::callWithRenewal(std::shared_ptr<ControllerSession> session, std::shared_ptr<RenewalBudget> budget,
-                          std::function<QCoro::Task<Result<T, UnifiAPIError>>(UnifiAPIClient &)> call)
-{
-    const std::shared_ptr<Latch> gone = m_gone;
-    QPointer<UnifiAPIClient> client = session->client;
-    if (!client)
-        co_return UnifiAPIError::notLoggedIn();
-    const int generation = session->generation;
-    auto result = co_await call(*client);
-    if (gone->isSet() || result.ok() || !(result.error() == UnifiAPIError::notLoggedIn()) || !client ||
-        client->isClosed())
-        co_return result;
-    // Renewed since this request left: the new session only needs the request again.
-    bool renewed = session->generation != generation;
-    if (!renewed && !session->ending->isSet())
-        renewed = co_await renewSession(session, budget);
-    if (gone->isSet())
-        co_return result;
-    // A session that ended meanwhile sends nothing more, renewed or not.
-    if (session->ending->isSet() || !client || client->isClosed())
-        co_return UnifiAPIError::closed();
-    if (!renewed)
-        co_return result;
-    co_return co_await call(*client);
-}
-
-// Devices.
-
-QCoro::Task<Done> AppState::refreshDevices()
-{
-    const std::shared_ptr<Latch> gone = m_gone;
-    const auto session = m_session;
-    if (!session)
-        co_return Done{};
-    const auto budget = std::make_shared<RenewalBudget>();
-    // Both fetches start at once; the access points are awaited first.
-    auto accessPoints = callWithRenewal<QList<UnifiDevice>>(
-        session, budget, [](UnifiAPIClient &client) { return client.fetchAccessPoints(); });
-    auto cameras = callWithRenewal<QList<ProtectCamera>>(session, budget,
-                                                         [](UnifiAPIClient &client) { return client.fetchCameras(); });
-    auto devices = co_await std::move(accessPoints);
-    const bool devicesArrived = devices.ok();
-    // A session that a disconnect or a new connect ended has nothing more to report.
-    const auto over = [&gone, &session] { return gone->isSet() || session->ending->isSet(); };
-    if (!over()) {
-        if (devicesArrived) {
-            setAccessPoints(std::move(devices).value());
-        } else {
-            setLastError(devices.error().description());
-            log(u"Device refresh failed: "_s + devices.error().description());
-        }
-    }
-    auto protect = co_await std::move(cameras);
-    if (over() || !devicesArrived)
-        co_return Done{};
-    if (protect.ok()) {
-        setCameras(std::move(protect).value());
-    } else {
-        setLastError(protect.error().description());
-        log(u"Device refresh failed: "_s + protect.error().description());
-    }
-    co_return Done{};
-}
-
-// Restarts.
-
-QCoro::Task<Result<Done, UnifiAPIError>> AppState::restart(RestartTarget target)
-{
-    co_return co_await restartOn(m_session, std::move(target), std::make_shared<RenewalBudget>());
-}
-
-QCoro::Task<Result<Done, UnifiAPIError>> AppState::restartOn(std::shared_ptr<ControllerSession> session,
-                                                             RestartTarget target,
-                                                             std::shared_ptr<RenewalBudget> budget)
-{
-    if (!session || !session->client)
-        co_return UnifiAPIError::notLoggedIn();
-    const std::shared_ptr<Latch> gone = m_gone;
-    // A local, not a temporary inside the await: GCC 12 miscompiles lambda temporaries there.
-    std::function<QCoro::Task<Result<Done, UnifiAPIError>>(UnifiAPIClient &)> command =
-        [session, target](UnifiAPIClient &client) { return sendRestart(session, &client, target); };
-    const Result<Done, UnifiAPIError> result = co_await callWithRenewal<Done>(session, budget, std::move(command));
-    if (gone->isSet())
-        co_return result;
-    if (result.ok())
-        log(u"Restarted "_s + target.displayName);
-    else
-        log(u"Restart failed for "_s + target.displayName + u": "_s + result.error().description());
-    co_return result;
-}
-
-QCoro::Task<Result<Done, UnifiAPIError>> AppState::sendRestart(std::shared_ptr<ControllerSession> session,
-                                                               QPointer<UnifiAPIClient> client, RestartTarget target)
-{
-    if (session->ending->isSet() || !client)
-        co_return UnifiAPIError::closed();
-    // Counted from the moment the command leaves until its answer: the session's retirement waits
-    // for exactly these, and not for a renewal's login that may never be answered.
-    session->beginCommand();
-    Result<Done, UnifiAPIError> result = UnifiAPIError::closed();
-    if (target.kind == RestartTargetKind::accessPoint)
-        result = co_await client->restartAccessPoint(target.identifier);
-    else
-        result = co_await client->rebootCamera(target.identifier);
-    session->endCommand();
-    co_return result;
-}
-
-QCoro::Task<AppState::BatchOutcome> AppState::restartBatch(QList<RestartTarget> targets, qint64 staggerSeconds)
-{
-    const std::shared_ptr<Latch> gone = m_gone;
-    // The batch belongs to the client logged in when it starts, never to a later one.
-    const auto session = m_session;
-    const std::shared_ptr<Latch> ended = session ? session->ending : gone;
-    const auto budget = std::make_shared<RenewalBudget>();
-    BatchOutcome outcome;
-    for (qsizetype index = 0; index < targets.size(); ++index) {
-        if (index > 0 && staggerSeconds >= 1 && !co_await m_clock.pause(std::chrono::seconds(staggerSeconds), ended)) {
-            // Ended at this pause: the targets not reached are reported, nothing more is sent.
-            if (gone->isSet())
-                co_return outcome;
-            for (qsizetype rest = index; rest < targets.size(); ++rest) {
-                const RestartTarget &target = targets.at(rest);
-                outcome.failed.append(target);
-                log(u"Restart failed for "_s + target.displayName + u": "_s + UnifiAPIError::closed().description());
-            }
-            co_return outcome;
-        }
-        const RestartTarget &target = targets.at(index);
-        const auto result = co_await restartOn(session, target, budget);
-        if (gone->isSet())
-            co_return outcome;
-        (result.ok() ? outcome.succeeded : outcome.failed).append(target);
-    }
-    co_return outcome;
-}
-
-// Jobs.
-
-std::optional<QDateTime> AppState::nextRunAfterNow(const RecurrenceRule &rule) const
-{
-    return nextRun(rule, m_clock.now(), m_clock.calendar());
-}
-
-void AppState::saveJobs()
-{
-    m_store.save(m_jobs);
-}
-
-void AppState::addJob(ScheduledJob job)
-{
-    job.nextRunAt = nextRunAfterNow(job.rule);
-    QList<ScheduledJob> jobs = m_jobs;
-    jobs.append(std::move(job));
-    setJobs(std::move(jobs));
-    saveJobs();
-}
-
-void AppState::updateJob(ScheduledJob job)
-{
-    const auto it = std::find_if(m_jobs.cbegin(), m_jobs.cend(),
-                                 [&job](const ScheduledJob &existing) { return existing.id == job.id; });
-    if (it == m_jobs.cend())
-        return;
-    if (job.isEnabled)
-        job.nextRunAt = nextRunAfterNow(job.rule);
-    QList<ScheduledJob> jobs = m_jobs;
-    jobs[std::distance(m_jobs.cbegin(), it)] = std::move(job);
-    setJobs(std::move(jobs));
-    saveJobs();
-}
-
-void AppState::setJob(const ScheduledJob &job, bool enabled)
-{
-    const auto it = std::find_if(m_jobs.cbegin(), m_jobs.cend(),
-                                 [&job](const ScheduledJob &existing) { return existing.id == job.id; });
-    if (it == m_jobs.cend())
-        return;
-    QList<ScheduledJob> jobs = m_jobs;
-    ScheduledJob &changed = jobs[std::distance(m_jobs.cbegin(), it)];
-    changed.isEnabled = enabled;
-    if (enabled)
-        changed.nextRunAt = nextRunAfterNow(changed.rule);
-    setJobs(std::move(jobs));
-    saveJobs();
-}
-
-void AppState::removeJobs(QList<int> positions)
-{
-    std::sort(positions.begin(), positions.end());
-    QList<ScheduledJob> jobs = m_jobs;
-    for (const int position : std::as_const(positions)) {
-        if (position < 0 || position >= jobs.size())
-            continue;
-        const QUuid id = jobs.at(position).id;
-        jobs.removeIf([&id](const ScheduledJob &job) { return job.id == id; });
-    }
-    setJobs(std::move(jobs));
-    saveJobs();
-}
-
-void AppState::recordRun(const ScheduledJob &ran)
-{
-    const auto it = std::find_if(m_jobs.cbegin(), m_jobs.cend(),
-                                 [&ran](const ScheduledJob &existing) { return existing.id == ran.id; });
-    if (it == m_jobs.cend())
-        return; // deleted while it ran: it stays deleted
-    const QDateTime now = m_clock.now();
-    QList<ScheduledJob> jobs = m_jobs;
-    ScheduledJob &job = jobs[std::distance(m_jobs.cbegin(), it)];
-    job.lastRunAt = now;
-    if (ran.rule.kind() == RecurrenceRule::Kind::once) {
-        job.isEnabled = false;
-        job.nextRunAt = std::nullopt;
-    } else {
-        // From the end of the run, with the rule of the copy that ran.
-        job.nextRunAt = nextRun(ran.rule, now, m_clock.calendar());
-    }
-    setJobs(std::move(jobs));
-    saveJobs();
 }
 
 } // namespace lanternfold
