@@ -40,6 +40,8 @@ private Q_SLOTS:
 private:
     [[nodiscard]] QStringList logMessages() const;
     void waitForRuns(QSignalSpy &finished, int count);
+    /// A state logged in to a simulated controller whose pauses last until pauseRelease is set.
+    AppState &connectedWithHeldPauses();
     static QDateTime utc(int year, int month, int day, int hour, int minute = 0, int second = 0)
     {
         return QDateTime(QDate(year, month, day), QTime(hour, minute, second), QTimeZone::utc());
@@ -72,6 +74,15 @@ QStringList TestSchedulerEngine::logMessages() const
 void TestSchedulerEngine::waitForRuns(QSignalSpy &finished, int count)
 {
     QTRY_COMPARE_WITH_TIMEOUT(finished.size(), count, 30000);
+}
+
+AppState &TestSchedulerEngine::connectedWithHeldPauses()
+{
+    const Sim &sim = startSim();
+    AppState &state = makeState();
+    connectTo(sim);
+    holdPauses = true;
+    return state;
 }
 
 void TestSchedulerEngine::startsWithTheTwentySecondTimerAndOneTickAtOnce()
@@ -172,10 +183,7 @@ void TestSchedulerEngine::onceJobIsDisabledAfterItsRun()
 
 void TestSchedulerEngine::jobDeletedWhileRunningStaysDeleted()
 {
-    Sim &sim = startSim();
-    AppState &state = makeState();
-    connectTo(sim);
-    holdPauses = true;
+    AppState &state = connectedWithHeldPauses();
     const QList<RestartTarget> targets = firstAccessPoints(2);
     state.addJob(job(u"Doomed"_s, targets, RecurrenceRule::dailyAt(9, 0), 10));
     now = utc(2025, 3, 14, 9);
@@ -199,10 +207,7 @@ void TestSchedulerEngine::jobDeletedWhileRunningStaysDeleted()
 
 void TestSchedulerEngine::intervalCountsFromTheEndOfTheRun()
 {
-    Sim &sim = startSim();
-    AppState &state = makeState();
-    connectTo(sim);
-    holdPauses = true;
+    AppState &state = connectedWithHeldPauses();
     const QList<RestartTarget> targets = firstAccessPoints(2);
     state.addJob(job(u"Every six hours"_s, targets, RecurrenceRule::everyInterval(6), 40));
     const QDateTime due = *state.jobs().first().nextRunAt;
@@ -221,10 +226,7 @@ void TestSchedulerEngine::intervalCountsFromTheEndOfTheRun()
 
 void TestSchedulerEngine::editDuringARunKeepsTheEditButNotItsNextRun()
 {
-    Sim &sim = startSim();
-    AppState &state = makeState();
-    connectTo(sim);
-    holdPauses = true;
+    AppState &state = connectedWithHeldPauses();
     const QList<RestartTarget> targets = firstAccessPoints(2);
     state.addJob(job(u"Before"_s, targets, RecurrenceRule::dailyAt(9, 0), 10));
     now = utc(2025, 3, 14, 9);
