@@ -35,6 +35,8 @@ public:
     /// Owns org.freedesktop.Notifications on the session bus; false when that failed.
     bool start();
     [[nodiscard]] const QList<Notification> &notifications() const { return m_notifications; }
+    /// Forgets what was recorded, for tests that watch many notifications go by.
+    void clear() { m_notifications.clear(); }
 
 public Q_SLOTS:
     uint Notify(const QString &appName, uint replacesId, const QString &appIcon, const QString &summary,
