@@ -2,7 +2,8 @@
 # Installs what is needed, builds Lanternfold and runs the whole test suite.
 #
 #   scripts/test.sh             GCC build, warnings as errors, all tests
-#   scripts/test.sh --sanitize  clang build under AddressSanitizer and UndefinedBehaviorSanitizer
+#   scripts/test.sh --sanitize  clang build under AddressSanitizer, UndefinedBehaviorSanitizer and
+#                               LeakSanitizer (any leak at exit fails the test program)
 #   --build-only                with either: build, do not run the tests
 set -euo pipefail
 cd "$(dirname "$0")/.."
