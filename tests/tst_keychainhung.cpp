@@ -1,7 +1,7 @@
 // KeychainService against a keyring that never answers: a stand-in that owns the Secret Service's
 // bus name on a second connection of this program and accepts every call without replying, the
 // way a keyring behind an unanswered unlock prompt behaves. The calls must give up after
-// KeychainService::timeout, keep the event loop running meanwhile, and leave nothing dangling when
+// KeychainService::defaultTimeout, keep the event loop running meanwhile, and leave nothing dangling when
 // the keyring finally answers.
 
 #include "Services/KeychainService.h"
@@ -104,7 +104,7 @@ private:
     int m_ticks = 0;
 };
 
-constexpr qint64 timeoutMs = std::chrono::milliseconds(KeychainService::timeout).count();
+constexpr qint64 timeoutMs = std::chrono::milliseconds(KeychainService::defaultTimeout).count();
 
 } // namespace
 
