@@ -24,7 +24,8 @@ namespace {
 Q_LOGGING_CATEGORY(lcKeychain, "lanternfold.keychain", QtInfoMsg)
 
 int liveJobs = 0;
-std::chrono::milliseconds callTimeout = KeychainService::defaultTimeout;
+constexpr std::chrono::milliseconds defaultCallTimeout = KeychainService::defaultTimeout;
+std::chrono::milliseconds callTimeout = defaultCallTimeout;
 
 /// What a job reported, copied out of it the moment it finished: the job goes away soon after,
 /// and a caller that stopped waiting never looks.
