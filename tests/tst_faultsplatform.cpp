@@ -126,7 +126,7 @@ void TestFaultsPlatform::setUpKeyring(const ControllerConfig &config)
 {
     QFETCH(QString, keyring);
     if (keyring == u"locked"_s) {
-        QVERIFY2(ownedOnTheBus(secretsName),
+        QVERIFY2(ownedOnTheBus(secretsName()),
                  "the rows \"locked\" need the gnome-keyring of run-session-bus.sh --keyring");
         if (!m_lockedKeyringReady) {
             // The password of an earlier session, then the screen locks.
@@ -142,7 +142,7 @@ void TestFaultsPlatform::setUpKeyring(const ControllerConfig &config)
                  std::pair(0, 1));
         return;
     }
-    QVERIFY2(!ownedOnTheBus(secretsName), "the rows \"missing\" and \"silent\" need a bus without a keyring");
+    QVERIFY2(!ownedOnTheBus(secretsName()), "the rows \"missing\" and \"silent\" need a bus without a keyring");
     if (keyring == u"silent"_s) {
         KeychainService::setTimeout(keyringTimeout);
         m_silentKeyring = std::make_unique<SilentKeyring>();

@@ -20,7 +20,7 @@ namespace {
 enum class DiskFault { full, littleRoom, readOnly };
 
 /// Room left on a nearly full disk: less than any save of the jobs below needs, enough for part of it.
-constexpr int littleRoomBytes = 8192;
+constexpr qsizetype littleRoomBytes = 8192;
 
 QDateTime utc(int day, int hour)
 {
@@ -60,7 +60,7 @@ private Q_SLOTS:
 private:
     /// A fresh tmpfs of this size as the data folder, and the store over it.
     void mountSmallDisk(int kibibytes);
-    void fillDisk(int leaveBytes);
+    void fillDisk(qsizetype leaveBytes);
     void breakDisk(DiskFault fault);
     void repairDisk(DiskFault fault);
     [[nodiscard]] QString jobsFolder() const { return QDir(m_disk).filePath(u"Lanternfold"_s); }
@@ -117,7 +117,7 @@ void TestFaultsStorage::mountSmallDisk(int kibibytes)
     QVERIFY(QFileInfo(jobsFolder()).isDir());
 }
 
-void TestFaultsStorage::fillDisk(int leaveBytes)
+void TestFaultsStorage::fillDisk(qsizetype leaveBytes)
 {
     // dd stops at the first write the disk refuses; shrinking the filler gives whole pages back.
     runShell(u"{ dd if=/dev/zero of=filler bs=4096 2>/dev/null || true; }; truncate -s -"_s +
@@ -243,7 +243,7 @@ void TestFaultsStorage::unreadableFileOnAFullDisk()
     mountSmallDisk(128);
     QFile garbage(jobsFile());
     QVERIFY(garbage.open(QIODevice::WriteOnly));
-    const QByteArray unreadable = "[{\"id\": " + QByteArray(24 * 1024, 'x');
+    const QByteArray unreadable = "[{\"id\": " + QByteArray(qsizetype(24) * 1024, 'x');
     QCOMPARE(garbage.write(unreadable), unreadable.size());
     garbage.close();
     AppState &state = makeState();

@@ -46,11 +46,11 @@ void TestKeychainHung::initTestCase()
 {
     auto *bus = QDBusConnection::sessionBus().interface();
     QVERIFY2(bus != nullptr, "this test needs the private session bus of run-session-bus.sh");
-    QVERIFY(!bus->isServiceRegistered(secretsName));
+    QVERIFY(!bus->isServiceRegistered(secretsName()));
 
     m_keyring = std::make_unique<SilentKeyring>();
     QVERIFY(m_keyring->start());
-    QVERIFY(bus->isServiceRegistered(secretsName));
+    QVERIFY(bus->isServiceRegistered(secretsName()));
 }
 
 void TestKeychainHung::cleanupTestCase()

@@ -44,7 +44,7 @@ private:
 
 void TestKeychainLocked::initTestCase()
 {
-    QVERIFY2(QDBusConnection::sessionBus().interface()->isServiceRegistered(secretsName),
+    QVERIFY2(QDBusConnection::sessionBus().interface()->isServiceRegistered(secretsName()),
              "this test needs the unlocked gnome-keyring that run-session-bus.sh --keyring starts");
 
     // A password saved while the keyring was open.

@@ -19,14 +19,18 @@
 
 namespace lanternfold::test {
 
-inline const QString secretsName = QStringLiteral("org.freedesktop.secrets");
+/// The Secret Service's name on the bus.
+inline QString secretsName()
+{
+    return QStringLiteral("org.freedesktop.secrets");
+}
 
 /// Calls the keyring directly and waits for its answer. Plain messages rather than QDBusInterface,
 /// which would introspect the keyring and cache what it learnt for the life of the connection.
 inline QDBusMessage callKeyring(const QString &path, const QString &interface, const QString &method,
                                 const QVariantList &arguments)
 {
-    QDBusMessage call = QDBusMessage::createMethodCall(secretsName, path, interface, method);
+    QDBusMessage call = QDBusMessage::createMethodCall(secretsName(), path, interface, method);
     call.setArguments(arguments);
     return QDBusConnection::sessionBus().call(call);
 }
@@ -88,7 +92,7 @@ public:
         m_connection = QDBusConnection::connectToBus(QDBusConnection::SessionBus, connectionName());
         return m_connection.isConnected() &&
                m_connection.registerVirtualObject(QStringLiteral("/"), this, QDBusConnection::SubPath) &&
-               m_connection.registerService(secretsName);
+               m_connection.registerService(secretsName());
     }
 
     /// Gives the name up again.
@@ -96,7 +100,7 @@ public:
     {
         if (!m_connection.isConnected())
             return;
-        m_connection.unregisterService(secretsName);
+        m_connection.unregisterService(secretsName());
         m_connection.unregisterObject(QStringLiteral("/"), QDBusConnection::UnregisterTree);
         QDBusConnection::disconnectFromBus(connectionName());
         m_connection = QDBusConnection(QString());
