@@ -1,110 +1,29 @@
 // KeychainService against a keyring that never answers: a stand-in that owns the Secret Service's
 // bus name on a second connection of this program and accepts every call without replying, the
 // way a keyring behind an unanswered unlock prompt behaves. The calls must give up after
-// KeychainService::timeout, keep the event loop running meanwhile, and leave nothing dangling when
+// KeychainService::defaultTimeout, keep the event loop running meanwhile, and leave nothing dangling when
 // the keyring finally answers.
 
+#include "Keyrings.h"
 #include "Services/KeychainService.h"
 #include "TestSupport.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
-#include <QDBusMessage>
-#include <QDBusVirtualObject>
 #include <QElapsedTimer>
-#include <QMutex>
 #include <QTest>
-#include <QTimer>
 
 using namespace lanternfold;
 using namespace Qt::StringLiterals;
 
 using lanternfold::test::await;
+using lanternfold::test::secretsName;
+using lanternfold::test::SilentKeyring;
+using lanternfold::test::TickCounter;
 
 namespace {
 
-const QString secretsName = u"org.freedesktop.secrets"_s;
-
-/// Takes every call to any of its objects and answers none, until told to answer all of them, then
-/// and from then on, with an error.
-class SilentKeyring final : public QDBusVirtualObject
-{
-    Q_OBJECT
-    Q_DISABLE_COPY_MOVE(SilentKeyring)
-
-public:
-    explicit SilentKeyring(QDBusConnection connection) : m_connection(std::move(connection)) {}
-    ~SilentKeyring() override = default;
-
-    bool handleMessage(const QDBusMessage &message, const QDBusConnection &connection) override
-    {
-        Q_UNUSED(connection)
-        const QMutexLocker lock(&m_mutex);
-        ++m_callCount;
-        if (m_answering)
-            m_connection.send(failure(message));
-        else
-            m_unanswered.append(message);
-        return true; // taken: Qt sends no reply of its own
-    }
-
-    QString introspect(const QString &path) const override
-    {
-        Q_UNUSED(path)
-        return {};
-    }
-
-    [[nodiscard]] int callCount()
-    {
-        const QMutexLocker lock(&m_mutex);
-        return m_callCount;
-    }
-
-    [[nodiscard]] int unansweredCount()
-    {
-        const QMutexLocker lock(&m_mutex);
-        return int(m_unanswered.size());
-    }
-
-    void answerEverything()
-    {
-        const QMutexLocker lock(&m_mutex);
-        m_answering = true;
-        for (const QDBusMessage &message : std::as_const(m_unanswered))
-            m_connection.send(failure(message));
-        m_unanswered.clear();
-    }
-
-private:
-    static QDBusMessage failure(const QDBusMessage &message)
-    {
-        return message.createErrorReply(QDBusError::Failed, u"the keyring is unavailable"_s);
-    }
-
-    QDBusConnection m_connection;
-    QMutex m_mutex;
-    QList<QDBusMessage> m_unanswered;
-    int m_callCount = 0;
-    bool m_answering = false;
-};
-
-/// Counts the ticks of a 100 ms timer: proof that the event loop kept running during a wait.
-class TickCounter final
-{
-public:
-    TickCounter()
-    {
-        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { ++m_ticks; });
-        m_timer.start(100);
-    }
-    [[nodiscard]] int ticks() const { return m_ticks; }
-
-private:
-    QTimer m_timer;
-    int m_ticks = 0;
-};
-
-constexpr qint64 timeoutMs = std::chrono::milliseconds(KeychainService::timeout).count();
+constexpr qint64 timeoutMs = std::chrono::milliseconds(KeychainService::defaultTimeout).count();
 
 } // namespace
 
@@ -120,7 +39,6 @@ private Q_SLOTS:
     void lateAnswersReleaseEveryJob();
 
 private:
-    std::optional<QDBusConnection> m_keyringConnection;
     std::unique_ptr<SilentKeyring> m_keyring;
 };
 
@@ -128,22 +46,16 @@ void TestKeychainHung::initTestCase()
 {
     auto *bus = QDBusConnection::sessionBus().interface();
     QVERIFY2(bus != nullptr, "this test needs the private session bus of run-session-bus.sh");
-    QVERIFY(!bus->isServiceRegistered(secretsName));
+    QVERIFY(!bus->isServiceRegistered(secretsName()));
 
-    m_keyringConnection = QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"silent-keyring"_s);
-    QVERIFY(m_keyringConnection->isConnected());
-    m_keyring = std::make_unique<SilentKeyring>(*m_keyringConnection);
-    QVERIFY(m_keyringConnection->registerVirtualObject(u"/"_s, m_keyring.get(), QDBusConnection::SubPath));
-    QVERIFY(m_keyringConnection->registerService(secretsName));
-    QVERIFY(bus->isServiceRegistered(secretsName));
+    m_keyring = std::make_unique<SilentKeyring>();
+    QVERIFY(m_keyring->start());
+    QVERIFY(bus->isServiceRegistered(secretsName()));
 }
 
 void TestKeychainHung::cleanupTestCase()
 {
-    if (m_keyringConnection) {
-        m_keyringConnection->unregisterObject(u"/"_s, QDBusConnection::UnregisterTree);
-        QDBusConnection::disconnectFromBus(u"silent-keyring"_s);
-    }
+    m_keyring.reset();
 }
 
 void TestKeychainHung::readGivesUpAfterTimeout()

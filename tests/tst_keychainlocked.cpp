@@ -2,14 +2,12 @@
 // with "lock keyring" or before the user unlocks it at login. Locking takes a D-Bus call and no
 // prompt; unlocking would need one, which nobody can answer here (none is shown without a display).
 
+#include "Keyrings.h"
 #include "Services/KeychainService.h"
 #include "TestSupport.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
-#include <QDBusMetaType>
-#include <QDBusObjectPath>
-#include <QDBusReply>
 #include <QElapsedTimer>
 #include <QTest>
 
@@ -17,38 +15,16 @@ using namespace lanternfold;
 using namespace Qt::StringLiterals;
 
 using lanternfold::test::await;
+using lanternfold::test::secretsName;
 
 namespace {
 
-const QString secretsName = u"org.freedesktop.secrets"_s;
 const QString account = u"10.0.0.1:admin"_s;
 
-/// Calls the keyring directly and waits for its answer. Plain messages rather than QDBusInterface,
-/// which would introspect the keyring and cache what it learnt for the life of the connection.
-QDBusMessage callKeyring(const QString &path, const QString &interface, const QString &method,
-                         const QVariantList &arguments)
-{
-    QDBusMessage call = QDBusMessage::createMethodCall(secretsName, path, interface, method);
-    call.setArguments(arguments);
-    return QDBusConnection::sessionBus().call(call);
-}
-
-QDBusMessage callService(const QString &method, const QVariantList &arguments)
-{
-    return callKeyring(u"/org/freedesktop/secrets"_s, u"org.freedesktop.Secret.Service"_s, method, arguments);
-}
-
-/// The items of the program's account, unlocked and locked, as the keyring itself lists them.
+/// The items of the program's account, unlocked and locked.
 std::pair<int, int> itemCounts()
 {
-    using Attributes = QMap<QString, QString>;
-    const Attributes attributes{{u"server"_s, KeychainService::service}, {u"user"_s, account}};
-    const QDBusMessage reply = callService(u"SearchItems"_s, {QVariant::fromValue(attributes)});
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().size() != 2)
-        qFatal("SearchItems failed: %s", qPrintable(reply.errorMessage()));
-    const auto unlocked = qdbus_cast<QList<QDBusObjectPath>>(reply.arguments().at(0));
-    const auto locked = qdbus_cast<QList<QDBusObjectPath>>(reply.arguments().at(1));
-    return {int(unlocked.size()), int(locked.size())};
+    return lanternfold::test::keyringItemCounts(KeychainService::service, account);
 }
 
 } // namespace
@@ -63,13 +39,12 @@ private Q_SLOTS:
     void saveReturnsAndChangesNothing();
 
 private:
-    QDBusObjectPath m_collection;
+    QString m_collection;
 };
 
 void TestKeychainLocked::initTestCase()
 {
-    qDBusRegisterMetaType<QMap<QString, QString>>();
-    QVERIFY2(QDBusConnection::sessionBus().interface()->isServiceRegistered(secretsName),
+    QVERIFY2(QDBusConnection::sessionBus().interface()->isServiceRegistered(secretsName()),
              "this test needs the unlocked gnome-keyring that run-session-bus.sh --keyring starts");
 
     // A password saved while the keyring was open.
@@ -77,16 +52,8 @@ void TestKeychainLocked::initTestCase()
     QCOMPARE(await(KeychainService::readPassword(account)), std::optional(u"saved before locking"_s));
     QCOMPARE(itemCounts(), std::pair(1, 0));
 
-    const QDBusReply<QDBusObjectPath> alias = callService(u"ReadAlias"_s, {u"default"_s});
-    QVERIFY(alias.isValid());
-    m_collection = alias.value();
-    QCOMPARE(m_collection.path(), u"/org/freedesktop/secrets/collection/login"_s);
-    const QDBusMessage lock = callService(u"Lock"_s, {QVariant::fromValue(QList<QDBusObjectPath>{m_collection})});
-    QCOMPARE(lock.type(), QDBusMessage::ReplyMessage);
-    const QDBusReply<QVariant> locked = callKeyring(m_collection.path(), u"org.freedesktop.DBus.Properties"_s, u"Get"_s,
-                                                    {u"org.freedesktop.Secret.Collection"_s, u"Locked"_s});
-    QVERIFY(locked.isValid());
-    QCOMPARE(locked.value().toBool(), true);
+    m_collection = lanternfold::test::lockDefaultKeyring();
+    QCOMPARE(m_collection, u"/org/freedesktop/secrets/collection/login"_s);
     QCOMPARE(itemCounts(), std::pair(0, 1));
 }
 

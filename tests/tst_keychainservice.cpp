@@ -113,7 +113,8 @@ void TestKeychainService::accountJoinsHostAndUser()
     QCOMPARE(KeychainService::account(u"10.0.0.1"_s, u"admin"_s), u"10.0.0.1:admin"_s);
     QCOMPARE(KeychainService::account(u"unifi.example.lan"_s, u"ops team"_s), u"unifi.example.lan:ops team"_s);
     QCOMPARE(KeychainService::service, u"com.lanternfold.controller"_s);
-    QCOMPARE(KeychainService::timeout, std::chrono::seconds(10));
+    QCOMPARE(KeychainService::defaultTimeout, std::chrono::seconds(10));
+    QCOMPARE(KeychainService::timeout(), std::chrono::milliseconds(KeychainService::defaultTimeout));
 }
 
 void TestKeychainService::savedPasswordReadsBack()

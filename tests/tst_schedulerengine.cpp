@@ -38,7 +38,6 @@ private Q_SLOTS:
     void sessionThatOutlivedItsLifetimeIsRenewedOnce();
 
 private:
-    [[nodiscard]] QStringList logMessages() const;
     void waitForRuns(QSignalSpy &finished, int count);
     /// A state logged in to a simulated controller whose pauses last until pauseRelease is set.
     AppState &connectedWithHeldPauses();
@@ -61,14 +60,6 @@ void TestSchedulerEngine::cleanup()
 {
     StateFixture::cleanup();
     m_notifications.reset();
-}
-
-QStringList TestSchedulerEngine::logMessages() const
-{
-    QStringList messages;
-    for (const QString &line : state->activityLog())
-        messages.append(line.mid(line.indexOf(u"] "_s) + 2));
-    return messages;
 }
 
 void TestSchedulerEngine::waitForRuns(QSignalSpy &finished, int count)

@@ -168,6 +168,8 @@ void AppState::persistConfig()
 std::shared_ptr<ControllerSession> AppState::openSession(const ControllerConfig &config)
 {
     auto *client = new UnifiAPIClient(config, m_trust, this);
+    if (m_transferTimeout)
+        client->setTransferTimeout(*m_transferTimeout);
     const QPointer<AppState> self(this);
     client->setCertificateApprovalHandler([self](QString host, QString fingerprint) {
         return promptCertificateApproval(self, std::move(host), std::move(fingerprint));

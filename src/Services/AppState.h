@@ -105,6 +105,9 @@ public:
 
     /// Who asks the person about a first-seen key. None installed: such a key is declined.
     void setCertificateApprover(CertificateApprover *approver);
+    /// How long a controller may keep one request waiting, for the clients of connects from now on.
+    /// Tests shorten it; the program keeps the client's default of 60 seconds.
+    void setTransferTimeout(std::chrono::milliseconds timeout) { m_transferTimeout = timeout; }
 
     // Connection life.
     QCoro::Task<Done> connect(QString host, qint64 port, ControllerKind kind, QString username, QString password,
@@ -211,6 +214,7 @@ private:
     QList<std::weak_ptr<ControllerSession>> m_pending;
     std::shared_ptr<ConnectAttempt> m_connectAttempt;
     QPointer<CertificateApprover> m_approver;
+    std::optional<std::chrono::milliseconds> m_transferTimeout;
     SchedulerEngine *m_scheduler = nullptr;
     /// Set by the destructor; every suspended operation checks it before touching the state.
     std::shared_ptr<Latch> m_gone;

@@ -24,6 +24,8 @@ namespace {
 Q_LOGGING_CATEGORY(lcKeychain, "lanternfold.keychain", QtInfoMsg)
 
 int liveJobs = 0;
+constexpr std::chrono::milliseconds defaultCallTimeout = KeychainService::defaultTimeout;
+std::chrono::milliseconds callTimeout = defaultCallTimeout;
 
 /// What a job reported, copied out of it the moment it finished: the job goes away soon after,
 /// and a caller that stopped waiting never looks.
@@ -123,23 +125,33 @@ QCoro::Task<Done> KeychainService::savePassword(QString password, QString accoun
     // write still goes ahead: QtKeychain keeps the order of its jobs, so if the keyring answers
     // later, the delete still runs before the write.
     auto *remove = newJob<QKeychain::DeletePasswordJob>(account);
-    (void)co_await finishOrGiveUp(remove, timeout);
+    (void)co_await finishOrGiveUp(remove, timeout());
 
     auto *write = newJob<QKeychain::WritePasswordJob>(account);
     // As text, the item holds the UTF-8 bytes themselves (type "plaintext"), which other keyring
     // tools show as the password; binary data would be stored base64-encoded.
     write->setTextData(password);
-    (void)co_await finishOrGiveUp(write, timeout);
+    (void)co_await finishOrGiveUp(write, timeout());
     co_return Done{};
 }
 
 QCoro::Task<std::optional<QString>> KeychainService::readPassword(QString account)
 {
     auto *read = newJob<QKeychain::ReadPasswordJob>(account);
-    const JobOutcome outcome = co_await finishOrGiveUp(read, timeout);
+    const JobOutcome outcome = co_await finishOrGiveUp(read, timeout());
     if (!outcome.finished || outcome.error != QKeychain::NoError)
         co_return std::nullopt;
     co_return decodeUtf8(outcome.data);
+}
+
+std::chrono::milliseconds KeychainService::timeout()
+{
+    return callTimeout;
+}
+
+void KeychainService::setTimeout(std::chrono::milliseconds timeout)
+{
+    callTimeout = timeout;
 }
 
 int KeychainService::liveJobCount()

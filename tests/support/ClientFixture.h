@@ -40,13 +40,17 @@ public:
         dir.reset();
     }
 
-    Sim &startSim(Sim::Kind kind = Sim::Kind::UnifiOS, std::optional<sim::TlsIdentity> identity = std::nullopt)
+    /// A simulator on port (any free one when 0) presenting identity (a new key when none): a
+    /// controller that comes back after a restart is a new simulator on the old port.
+    Sim &startSim(Sim::Kind kind = Sim::Kind::UnifiOS, std::optional<sim::TlsIdentity> identity = std::nullopt,
+                  quint16 port = 0)
     {
         auto simulator = std::make_unique<Sim>();
         simulator->setKind(kind);
         simulator->setKeyType(Sim::KeyType::Ec);
         if (identity)
             simulator->setIdentity(*identity);
+        simulator->setListenPort(port);
         simulator->setOfflineDuration(std::chrono::seconds(60));
         QString error;
         if (!simulator->start(&error))

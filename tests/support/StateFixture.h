@@ -14,6 +14,7 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QLocale>
+#include <QSettings>
 #include <QTimeZone>
 
 namespace lanternfold::test {
@@ -53,6 +54,7 @@ public:
         holdPauses = false;
         pauseRelease = std::make_shared<Latch>();
         approver = std::make_unique<TestApprover>();
+        clearKeyring = true;
     }
 
     void cleanup()
@@ -60,7 +62,8 @@ public:
         // The state first: it holds the store and the pin store by reference.
         state.reset();
         // The keyring lives as long as the test program: each test starts without passwords.
-        runShell(QStringLiteral("secret-tool clear server com.lanternfold.controller || true"), dir->path());
+        if (clearKeyring)
+            runShell(QStringLiteral("secret-tool clear server com.lanternfold.controller || true"), dir->path());
         approver.reset();
         store.reset();
         ClientFixture::cleanup();
@@ -165,6 +168,26 @@ public:
         return macs;
     }
 
+    /// The configuration as the preferences file holds it now.
+    [[nodiscard]] std::optional<ControllerConfig> savedConfig() const
+    {
+        const QSettings settings(settingsPath(), QSettings::NativeFormat);
+        const auto json = json::parse(settings.value(AppState::configDefaultsKey).toByteArray());
+        if (!json.ok())
+            return std::nullopt;
+        auto config = ControllerConfig::fromJson(json.value());
+        return config.ok() ? std::optional<ControllerConfig>(std::move(config).value()) : std::nullopt;
+    }
+
+    /// The activity log's messages without their time stamps, newest first.
+    [[nodiscard]] QStringList logMessages() const
+    {
+        QStringList messages;
+        for (const QString &line : state->activityLog())
+            messages.append(line.mid(line.indexOf(QStringLiteral("] ")) + 2));
+        return messages;
+    }
+
     [[nodiscard]] bool logHasLineEndingWith(const QString &suffix) const
     {
         return std::any_of(state->activityLog().cbegin(), state->activityLog().cend(),
@@ -181,6 +204,8 @@ public:
     /// Recorded pauses that last until pauseRelease is set (or the batch is called off).
     bool holdPauses = false;
     std::shared_ptr<Latch> pauseRelease = std::make_shared<Latch>();
+    /// Off for tests whose keyring cannot be cleared (locked, silent or missing).
+    bool clearKeyring = true;
 };
 
 } // namespace lanternfold::test

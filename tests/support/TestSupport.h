@@ -5,7 +5,9 @@
 #include <QCoroTask>
 #include <QProcess>
 #include <QString>
+#include <QTimer>
 
+#include <chrono>
 #include <memory>
 #include <optional>
 
@@ -22,6 +24,22 @@ inline QString runShell(const QString &script, const QString &folder)
         qFatal("command failed: %s\n%s", qPrintable(script), process.readAllStandardError().constData());
     return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
 }
+
+/// Counts the ticks of a timer: proof that the event loop kept running during a wait.
+class TickCounter final
+{
+public:
+    explicit TickCounter(std::chrono::milliseconds interval = std::chrono::milliseconds(100))
+    {
+        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { ++m_ticks; });
+        m_timer.start(interval);
+    }
+    [[nodiscard]] int ticks() const { return m_ticks; }
+
+private:
+    QTimer m_timer;
+    int m_ticks = 0;
+};
 
 template <typename T>
 using Outcome = std::shared_ptr<std::optional<T>>;
