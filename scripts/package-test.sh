@@ -48,7 +48,7 @@ checked "control fields: lanternfold $version amd64, section net, maintainer, ho
 
 # What dpkg-shlibdeps found, and what is loaded at run time and so named by hand.
 depends=$(field Depends)
-depends_names=$(tr ',|' '\n\n' <<<"$depends" | awk '{print $1}')
+depends_names=$(tr ',|' '\n' <<<"$depends" | awk '{print $1}')
 for p in libc6 libstdc++6 libqt6core6 libqt6gui6 libqt6widgets6 libqt6network6 libqt6dbus6 \
   libqt6keychain1 libicu72 libssl3 libsecret-1-0 libqt6svg6; do
   grep -qxF "$p" <<<"$depends_names" || fail "Depends lacks $p: $depends"
