@@ -22,6 +22,9 @@ packages=(
   python3-pyatspi at-spi2-core
   # an XEmbed tray on the virtual display, so that the end-to-end test quits from the tray menu
   trayer
+  # scripts/package-test.sh: cpack's dependency list (dpkg-shlibdeps, which reads binaries with
+  # file), and the AppStream validator for the metainfo
+  dpkg-dev file appstream
 )
 
 missing=()

@@ -1,5 +1,6 @@
 // What the desktop gets: the icons the build renders into the hicolor tree, the .desktop file as
-// desktop-file-validate reads it, and both installed into a DESTDIR by `cmake --install`.
+// desktop-file-validate reads it, the AppStream metainfo as appstreamcli reads it, and all of them
+// installed into a DESTDIR by `cmake --install`. scripts/package-test.sh checks the package itself.
 #include "ImageComparison.h"
 #include "Views/AppIcons.h"
 #include "Views/LogoDrawing.h"
@@ -19,6 +20,11 @@ namespace {
 QString desktopFilePath()
 {
     return QStringLiteral(LANTERNFOLD_SOURCE_DIR) + u"/packaging/lanternfold.desktop"_s;
+}
+
+QString metainfoPath()
+{
+    return QStringLiteral(LANTERNFOLD_METAINFO);
 }
 
 QString iconPath(const QString &root, int pixels)
@@ -60,6 +66,8 @@ private Q_SLOTS:
     void iconsRenderedAtEverySize();
     void desktopFileValidates();
     void desktopFileNamesTheProgram();
+    void metainfoValidates();
+    void metainfoNamesTheDesktopFileAndPrograms();
     void installsIntoADestdir();
 };
 
@@ -97,6 +105,50 @@ void TestPackaging::desktopFileNamesTheProgram()
         QVERIFY2(lines.contains(expected), qPrintable(expected));
 }
 
+void TestPackaging::metainfoValidates()
+{
+    const QString validator = QStandardPaths::findExecutable(u"appstreamcli"_s);
+    if (validator.isEmpty())
+        qFatal("appstreamcli is missing: scripts/install-deps.sh installs appstream");
+    const Run validation = run(validator, {u"validate"_s, u"--no-net"_s, u"--no-color"_s, metainfoPath()},
+                               QProcessEnvironment::systemEnvironment());
+    QVERIFY2(validation.exitCode == 0, qPrintable(validation.output));
+    // Pedantic notes may stay (the identifier has capitals, as reverse-domain names often do);
+    // errors, warnings and hints may not.
+    for (const QString &line : validation.output.split(u'\n')) {
+        const QString issue = line.trimmed();
+        QVERIFY2(!issue.startsWith(u"E:"_s) && !issue.startsWith(u"W:"_s) && !issue.startsWith(u"I:"_s),
+                 qPrintable(validation.output));
+    }
+}
+
+void TestPackaging::metainfoNamesTheDesktopFileAndPrograms()
+{
+    // The launcher entry keeps its short name: the notifications' desktop-entry hint and the
+    // autostart entry use it too. The metainfo points software centres at it.
+    const QString metainfo = QString::fromUtf8(readAll(metainfoPath()));
+    QVERIFY(metainfoPath().endsWith(u"/com.lanternfold.Lanternfold.metainfo.xml"_s));
+    for (const QString &expected :
+         {u"<id>com.lanternfold.Lanternfold</id>"_s,
+          u"<launchable type=\"desktop-id\">lanternfold.desktop</launchable>"_s, u"<binary>lanternfold</binary>"_s,
+          u"<binary>lanternfold-sim</binary>"_s, u"<developer_name>Lanternfold developers</developer_name>"_s,
+          u"<release version=\"%1\""_s.arg(QStringLiteral(LANTERNFOLD_VERSION))})
+        QVERIFY2(metainfo.contains(expected), qPrintable(expected));
+    // Every screenshot is a web address, and every one names a picture that the repository has.
+    qsizetype from = 0;
+    int screenshots = 0;
+    while ((from = metainfo.indexOf(u"<image>"_s, from)) >= 0) {
+        from += 7;
+        const QString url = metainfo.mid(from, metainfo.indexOf(u"</image>"_s, from) - from);
+        QVERIFY2(url.startsWith(u"https://"_s), qPrintable(url));
+        const QString picture = url.section(u'/', -1);
+        QVERIFY2(QFile::exists(QStringLiteral(LANTERNFOLD_SOURCE_DIR) + u"/docs/screenshots/"_s + picture),
+                 qPrintable(url));
+        ++screenshots;
+    }
+    QCOMPARE(screenshots, 6);
+}
+
 void TestPackaging::installsIntoADestdir()
 {
     const QTemporaryDir destdir;
@@ -111,6 +163,7 @@ void TestPackaging::installsIntoADestdir()
 
     const QString share = destdir.path() + u"/usr/share"_s;
     QCOMPARE(readAll(share + u"/applications/lanternfold.desktop"_s), readAll(desktopFilePath()));
+    QCOMPARE(readAll(share + u"/metainfo/com.lanternfold.Lanternfold.metainfo.xml"_s), readAll(metainfoPath()));
     for (const int pixels : lanternfoldIconSizes()) {
         const QString installed = iconPath(share + u"/icons"_s, pixels);
         QVERIFY2(QFile::exists(installed), qPrintable(installed));

@@ -5,9 +5,12 @@
 #include "Services/ScheduleStore.h"
 
 #include <QApplication>
+#include <QCommandLineParser>
 #include <QSocketNotifier>
 
 #include <csignal>
+#include <cstdio>
+#include <optional>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -45,13 +48,47 @@ void quitOnTerminationSignals(QApplication &app)
     ::sigaction(SIGINT, &action, nullptr);
 }
 
+/// Answers --version and --help, before QApplication, which needs a display: they work in a terminal
+/// with none. Any other command line is left as it always was (Qt's own options such as -platform go
+/// to QApplication, the rest is ignored), so that nothing that starts Lanternfold today changes.
+std::optional<int> answerInformationOptions(int argc, char *argv[])
+{
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    QCommandLineParser parser;
+    const QCommandLineOption help(QStringList{u"h"_s, u"help"_s});
+    const QCommandLineOption version(QStringList{u"v"_s, u"version"_s});
+    parser.addOption(help);
+    parser.addOption(version);
+    if (!parser.parse(arguments) || !parser.positionalArguments().isEmpty())
+        return std::nullopt;
+    if (parser.isSet(help)) {
+        std::fputs("Usage: lanternfold [--help | --version]\n"
+                   "\n"
+                   "Restarts the access points and cameras of a UniFi controller, by hand or on schedules.\n"
+                   "It opens its window and stays in the tray; starting it again shows the running one.\n",
+                   stdout);
+        return 0;
+    }
+    if (parser.isSet(version)) {
+        std::fputs("lanternfold " LANTERNFOLD_VERSION "\n", stdout);
+        return 0;
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
 {
+    if (const std::optional<int> answered = answerInformationOptions(argc, argv))
+        return *answered;
+
     QApplication app(argc, argv);
     QApplication::setOrganizationName(u"Lanternfold"_s);
     QApplication::setApplicationName(u"Lanternfold"_s);
+    QApplication::setApplicationVersion(QStringLiteral(LANTERNFOLD_VERSION));
     QApplication::setDesktopFileName(u"lanternfold"_s);
     // The schedules run while the window is closed: only Quit (or the session, or a signal) ends it.
     QApplication::setQuitOnLastWindowClosed(false);
