@@ -650,7 +650,7 @@ void TestUnifiAPIClient::loginAnswerToken_data()
                            ".c2ln";
     const auto os = ControllerKind::unifiOS;
     const auto classic = ControllerKind::classic;
-    auto row = [](const char *name, ControllerKind kind, QByteArrayList headers, QByteArrayList cookies,
+    auto row = [](const char *name, ControllerKind kind, const QByteArrayList &headers, const QByteArrayList &cookies,
                   Token::Source source,
                   const QString &value) { QTest::newRow(name) << kind << headers << cookies << int(source) << value; };
     row("header", os, {"x-csrf-token", "abc"}, {"TOKEN", jwt}, Token::Source::header, u"abc"_s);
