@@ -36,8 +36,11 @@ for corpus in fuzz/corpus/*/; do
     continue
   fi
   mkdir -p "$work/$target" "$work/artifacts-$target"
+  # A target's own libFuzzer flags, if it needs any, are in fuzz/<target>.flags.
+  flags=()
+  [ -f "fuzz/$target.flags" ] && read -ra flags <"fuzz/$target.flags"
   echo "== $target: ${seconds}s from $(ls "$corpus" | wc -l) corpus files"
-  if ! "$binary" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
+  if ! "$binary" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 "${flags[@]}" \
       -artifact_prefix="$work/artifacts-$target/" "$work/$target" "$corpus" >"$work/$target.log" 2>&1; then
     echo "fuzz: $target FAILED" >&2
     tail -n 60 "$work/$target.log" >&2

@@ -1,4 +1,4 @@
-#include "Models/JsonRecordScanner.h"
+#include "Models/FastJson.h"
 #include "Services/Inventory.h"
 
 #include <QFile>
@@ -38,9 +38,15 @@ private Q_SLOTS:
     void cameraDecodingErrors_data();
     void cameraDecodingErrors();
     void emptyCameraArray();
-    void scannerTakesRealAnswers();
-    void scannerAgreesWithDocumentParser_data();
-    void scannerAgreesWithDocumentParser();
+    void simdjsonTakesRealAnswers();
+    void simdjsonAgreesWithDocumentParser_data();
+    void simdjsonAgreesWithDocumentParser();
+    void camerasAgreeWithDocumentParser_data();
+    void camerasAgreeWithDocumentParser();
+    void paddedAndUnpaddedBuffersReadAlike();
+    void reusedParserReadsEachAnswerAfresh();
+    void underflowCandidates_data();
+    void underflowCandidates();
 };
 
 void TestInventoryDecoding::keepsOnlyAccessPointsInOrder()
@@ -218,31 +224,26 @@ void TestInventoryDecoding::emptyCameraArray()
     QVERIFY(decoded.value().isEmpty());
 }
 
-void TestInventoryDecoding::scannerTakesRealAnswers()
+void TestInventoryDecoding::simdjsonTakesRealAnswers()
 {
-    // The fast scan must handle real answers itself, not hand them to the document parser.
-    const auto devices = json::scanRecords(testData(u"stat-device-mixed.json"_s), u"data"_s,
-                                           {u"mac"_s, u"name"_s, u"model"_s, u"type"_s, u"state"_s, u"ip"_s});
-    QVERIFY(devices.has_value());
-    QCOMPARE(devices->size(), 11);
-    QCOMPARE(devices->at(0).value(u"name"_s).toString(), u"Lobby AP"_s);
-    QCOMPARE(devices->at(0).value(u"state"_s).toInteger(), 1);
-    QVERIFY(!devices->at(2).contains(u"name"_s));
-    const auto cameras = json::scanRecords(testData(u"protect-cameras.json"_s), QString(), {u"id"_s, u"name"_s});
-    QVERIFY(cameras.has_value());
-    QCOMPARE(cameras->size(), 4);
-    QCOMPARE(cameras->at(1).value(u"name"_s).toString(), u"Driveway"_s);
-    QCOMPARE(decodeAccessPoints(testData(u"stat-device-mixed.json"_s)),
-             decodeAccessPointsFromDocument(testData(u"stat-device-mixed.json"_s)));
-    QCOMPARE(decodeCameras(testData(u"protect-cameras.json"_s)),
-             decodeCamerasFromDocument(testData(u"protect-cameras.json"_s)));
+    // simdjson must decide real answers itself, not hand them to Qt's parser.
+    const QByteArray devices = testData(u"stat-device-mixed.json"_s);
+    const auto fastDevices = decodeAccessPointsFast(devices);
+    QVERIFY(fastDevices.has_value());
+    QCOMPARE(*fastDevices, decodeAccessPointsFromDocument(devices));
+    QCOMPARE(fastDevices->value().size(), 7);
+    const QByteArray cameras = testData(u"protect-cameras.json"_s);
+    const auto fastCameras = decodeCamerasFast(cameras);
+    QVERIFY(fastCameras.has_value());
+    QCOMPARE(*fastCameras, decodeCamerasFromDocument(cameras));
+    QCOMPARE(fastCameras->value().size(), 4);
 }
 
-void TestInventoryDecoding::scannerAgreesWithDocumentParser_data()
+void TestInventoryDecoding::simdjsonAgreesWithDocumentParser_data()
 {
     QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<bool>("scanned");
-    auto row = [](const char *name, const QByteArray &body, bool scanned) { QTest::newRow(name) << body << scanned; };
+    QTest::addColumn<bool>("fast");
+    auto row = [](const char *name, const QByteArray &body, bool fast) { QTest::newRow(name) << body << fast; };
     row("escapes", R"({"data":[{"mac":"a\"b\\c\/d\n\t","type":"uap","name":"\u00e9\ud83d\ude00"}]})", true);
     row("raw utf-8",
         "{\"data\":[{\"mac\":\"m\",\"type\":\"uap\",\"name\":\"K\xc3\xbc"
@@ -252,36 +253,161 @@ void TestInventoryDecoding::scannerAgreesWithDocumentParser_data()
     row("nested values skipped",
         R"({"meta":{"rc":"ok","x":[1,2.5,-3,true,false,null,{"a":[]}]},"data":[{"mac":"m","type":"uap","port_table":[{"mac":"n","state":"x"}],"state":4}]})",
         true);
-    row("duplicate kept key", R"({"data":[{"mac":"a","mac":"b","type":"uap"}]})", false);
-    row("duplicate data", R"({"data":[],"data":[{"mac":"a","type":"uap"}]})", false);
-    row("state with exponent", R"({"data":[{"mac":"a","type":"uap","state":1e0}]})", false);
-    row("state with fraction", R"({"data":[{"mac":"a","type":"uap","state":1.0}]})", false);
+    row("escaped key", R"({"d\u0061ta":[{"m\u0061c":"a","type":"uap"}]})", true);
+    // Of duplicate keys the last counts, in both parsers.
+    row("duplicate kept key", R"({"data":[{"mac":"a","mac":"b","type":"uap"}]})", true);
+    row("duplicate data", R"({"data":[],"data":[{"mac":"a","type":"uap"}]})", true);
+    row("duplicate data, bad first", R"({"data":7,"data":[{"mac":"a","type":"uap"}]})", true);
+    row("state with exponent", R"({"data":[{"mac":"a","type":"uap","state":1e0}]})", true);
+    row("state with fraction", R"({"data":[{"mac":"a","type":"uap","state":1.0}]})", true);
+    row("state negative zero", R"({"data":[{"mac":"a","type":"uap","state":-0.0}]})", true);
+    row("state beyond signed range", R"({"data":[{"mac":"a","type":"uap","state":18446744073709551615}]})", true);
+    row("state at signed limit", R"({"data":[{"mac":"a","type":"uap","state":-9223372036854775808}]})", true);
+    row("state 2^63 as double", R"({"data":[{"mac":"a","type":"uap","state":9.223372036854775808e18}]})", true);
+    row("small exponent", R"({"data":[{"mac":"a","type":"uap","x":1.0E-4,"y":0.0}]})", true);
+    row("exponent in a string", R"({"data":[{"mac":"a","type":"uap","x":"3e-100","y":0.0}]})", false);
+    row("escaped nul", R"({"data":[{"mac":"a\u0000","type":"uap"}]})", true);
+    row("noncharacter", R"({"data":[{"mac":"a\ufffe","type":"uap"}]})", true);
+    // simdjson refuses these, and Qt's parser decides, as it always has: some it even accepts.
     row("huge state", R"({"data":[{"mac":"a","type":"uap","state":99999999999999999999}]})", false);
     row("lone surrogate", R"({"data":[{"mac":"a\ud800","type":"uap"}]})", false);
-    row("escaped nul", R"({"data":[{"mac":"a\u0000","type":"uap"}]})", false);
+    row("unknown escape", R"({"data":[{"mac":"a\x","type":"uap"}]})", false);
     row("control character", "{\"data\":[{\"mac\":\"a\x01\",\"type\":\"uap\"}]}", false);
+    row("byte order mark", "\xef\xbb\xbf{\"data\":[{\"mac\":\"a\",\"type\":\"uap\"}]}", false);
+    row("fraction without digits", R"({"data":[{"mac":"a","type":"uap","x":1.}]})", false);
     row("overlong utf-8", "{\"data\":[{\"mac\":\"\xc0\xaf\",\"type\":\"uap\"}]}", false);
     row("leading zero", R"({"data":[{"mac":"a","type":"uap","state":01}]})", false);
     row("trailing comma", R"({"data":[{"mac":"a","type":"uap"},]})", false);
     row("truncated", R"({"data":[{"mac":"a","type":"uap"})", false);
-    row("wrong type", R"({"data":[{"mac":"a","type":"uap","name":7}]})", false);
-    row("missing data", R"({"meta":{}})", false);
-    row("bare array", R"([{"mac":"a"}])", false);
     row("garbage after", R"({"data":[]} x)", false);
+    row("top-level scalar", "7", false);
+    // Qt refuses a number that rounds to zero; simdjson would read 0, so Qt decides these.
+    row("underflow in a skipped value", R"({"meta":{"x":1e-400},"data":[]})", false);
+    row("underflow by zeros", "{\"meta\":{\"x\":0." + QByteArray(330, '0') + "1},\"data\":[]}", false);
+    row("zero with large exponent", R"({"meta":{"x":0e-400},"data":[]})", false);
+    row("overflow", R"({"meta":{"x":1e400},"data":[]})", false);
+    row("nesting at Qt's limit", "{\"meta\":" + QByteArray(1023, '[') + QByteArray(1023, ']') + ",\"data\":[]}", true);
+    row("nesting past Qt's limit", "{\"meta\":" + QByteArray(1024, '[') + QByteArray(1024, ']') + ",\"data\":[]}",
+        false);
+    // The decoding errors come from simdjson's side with the same words.
+    row("wrong type", R"({"data":[{"mac":"a","type":"uap","name":7}]})", true);
+    row("wrong type, number", R"({"data":[{"mac":"a","type":"uap","name":7.5}]})", true);
+    row("wrong type, whole double", R"({"data":[{"mac":"a","type":"uap","name":7.0}]})", true);
+    row("missing data", R"({"meta":{}})", true);
+    row("bare array", R"([{"mac":"a"}])", true);
+    row("element not an object", R"({"data":[{"mac":"a"},[]]})", true);
     row("empty data", R"({"data":[]})", true);
 }
 
-void TestInventoryDecoding::scannerAgreesWithDocumentParser()
+void TestInventoryDecoding::simdjsonAgreesWithDocumentParser()
 {
     QFETCH(QByteArray, body);
-    QFETCH(bool, scanned);
-    const auto fast =
-        json::scanRecords(body, u"data"_s, {u"mac"_s, u"name"_s, u"model"_s, u"type"_s, u"state"_s, u"ip"_s});
+    QFETCH(bool, fast);
+    const auto decided = decodeAccessPointsFast(body);
     const auto decoded = decodeAccessPoints(body);
     const auto reference = decodeAccessPointsFromDocument(body);
-    // Whatever the scanner accepts or declines, the result equals the document parser's.
-    QCOMPARE(fast.has_value() && decoded.ok(), scanned);
+    // Whichever parser decides, the result equals Qt's document parser's, errors included.
+    QCOMPARE(decided.has_value(), fast);
+    if (decided)
+        QCOMPARE(*decided, reference);
     QCOMPARE(decoded, reference);
+}
+
+void TestInventoryDecoding::camerasAgreeWithDocumentParser_data()
+{
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<bool>("fast");
+    QTest::newRow("escaped id") << QByteArray(R"([{"id":"\u0061b","name":"x\ny"}])") << true;
+    QTest::newRow("duplicate id") << QByteArray(R"([{"id":"a","id":"b"}])") << true;
+    QTest::newRow("null name") << QByteArray(R"([{"id":"a","name":null}])") << true;
+    QTest::newRow("state as number") << QByteArray(R"([{"id":"a","state":1}])") << true;
+    QTest::newRow("element scalar") << QByteArray(R"([{"id":"a"},1.5])") << true;
+    QTest::newRow("object at top") << QByteArray(R"({"id":"a"})") << true;
+    QTest::newRow("top-level string") << QByteArray(R"("cameras")") << false;
+    QTest::newRow("tab in string") << QByteArray("[{\"id\":\"a\tb\"}]") << false;
+    QTest::newRow("not utf-8") << QByteArray("[{\"id\":\"\xff\"}]") << false;
+}
+
+void TestInventoryDecoding::camerasAgreeWithDocumentParser()
+{
+    QFETCH(QByteArray, body);
+    QFETCH(bool, fast);
+    const auto decided = decodeCamerasFast(body);
+    QCOMPARE(decided.has_value(), fast);
+    if (decided)
+        QCOMPARE(*decided, decodeCamerasFromDocument(body));
+    QCOMPARE(decodeCameras(body), decodeCamerasFromDocument(body));
+}
+
+void TestInventoryDecoding::paddedAndUnpaddedBuffersReadAlike()
+{
+    // simdjson reads a little past the end: a buffer with room after its data is read in place,
+    // any other is copied first. Both must give the same list, also from borrowed bytes.
+    const QByteArray answer = testData(u"stat-device-mixed.json"_s);
+    QByteArray roomy;
+    roomy.reserve(answer.size() + 4096);
+    roomy.append(answer);
+    QByteArray exact(answer.constData(), answer.size());
+    exact.squeeze();
+    const QByteArray borrowed = QByteArray::fromRawData(answer.constData(), answer.size());
+    QByteArray shifted = "xxxx" + answer;
+    shifted.remove(0, 4);
+    const auto reference = decodeAccessPointsFromDocument(answer);
+    QVERIFY(reference.ok());
+    for (const QByteArray &body : {roomy, exact, borrowed, shifted}) {
+        const auto decided = decodeAccessPointsFast(body);
+        QVERIFY(decided.has_value());
+        QCOMPARE(*decided, reference);
+    }
+}
+
+void TestInventoryDecoding::reusedParserReadsEachAnswerAfresh()
+{
+    // One parser serves every call on a thread: a small answer after a large one must not see
+    // anything of the large one, and a failed parse leaves nothing behind.
+    const QByteArray large = testData(u"stat-device-mixed.json"_s);
+    const QByteArray cameras = testData(u"protect-cameras.json"_s);
+    QCOMPARE(decodeAccessPoints(large).value().size(), 7);
+    QCOMPARE(decodeAccessPoints(R"({"data":[{"mac":"z","type":"uap"}]})").value().size(), 1);
+    QVERIFY(!decodeAccessPoints(R"({"data":[{"mac":"z","type":"uap"})").ok());
+    QCOMPARE(decodeCameras(cameras).value().size(), 4);
+    QCOMPARE(decodeAccessPoints(R"({"data":[]})").value().size(), 0);
+    QCOMPARE(decodeAccessPoints(large), decodeAccessPointsFromDocument(large));
+}
+
+void TestInventoryDecoding::underflowCandidates_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<bool>("candidate");
+    const QByteArray filler(100, 'x');
+    QTest::newRow("no numbers") << QByteArray(R"({"a":"b"})") << false;
+    QTest::newRow("small exponent") << QByteArray("[1e-99,2E-099,3e-0000099]") << false;
+    QTest::newRow("exponent 100") << QByteArray("[1e-100]") << true;
+    QTest::newRow("exponent with leading zeros") << QByteArray("[1e-000400]") << true;
+    QTest::newRow("upper-case E") << QByteArray("[1.5E-324]") << true;
+    QTest::newRow("positive exponent") << QByteArray("[1e+400]") << false;
+    QTest::newRow("no digit before e") << QByteArray(R"(["type-100"])") << false;
+    QTest::newRow("in a string after a digit") << QByteArray(R"(["3e-100"])") << true;
+    // Runs are counted in whole blocks, so somewhat shorter ones may count too; 140 never does.
+    QTest::newRow("140 zeros") << QByteArray("[0." + QByteArray(140, '0') + "1]") << false;
+    QTest::newRow("200 zeros") << QByteArray("[0." + QByteArray(200, '0') + "1]") << true;
+    QTest::newRow("200 zeros at the very end") << QByteArray(filler + QByteArray(200, '0')) << true;
+    QTest::newRow("200 zeros at the very start") << QByteArray(QByteArray(200, '0') + filler) << true;
+    // Every alignment of a run and of an exponent against the blocks the search reads.
+    for (int offset = 0; offset < 40; ++offset) {
+        const QByteArray pad(offset, ' ');
+        QTest::addRow("run of 200 at +%d", offset) << QByteArray(pad + QByteArray(200, '0') + pad) << true;
+        QTest::addRow("run of 140 at +%d", offset) << QByteArray(pad + QByteArray(140, '0') + pad) << false;
+        QTest::addRow("exponent at +%d", offset) << QByteArray(filler + pad + "7e-100" + pad) << true;
+        QTest::addRow("exponent near the end at +%d", offset) << QByteArray(pad + "7e-100") << true;
+    }
+}
+
+void TestInventoryDecoding::underflowCandidates()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(bool, candidate);
+    QCOMPARE(json::mayUnderflow(std::string_view(bytes.constData(), size_t(bytes.size()))), candidate);
 }
 
 QTEST_GUILESS_MAIN(TestInventoryDecoding)

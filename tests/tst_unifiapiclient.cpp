@@ -34,6 +34,8 @@ private Q_SLOTS:
     void invalidCredentials();
     void loginRefusals_data();
     void loginRefusals();
+    void loginAnswerToken_data();
+    void loginAnswerToken();
     void twoFactorAccountIsRefused_data();
     void twoFactorAccountIsRefused();
     void fetchAnswered400IsServerError();
@@ -631,6 +633,60 @@ void TestUnifiAPIClient::errorTexts()
              u"The controller's certificate changed unexpectedly.\nPinned: a\nPresented: b\n\nIf you recently reset "
              u"or re-adopted the controller, remove the pin in Settings and reconnect."_s);
     QCOMPARE(UnifiAPIClient::pathSafeIdentifier(u"abc_DEF-09"_s, u"camera id"_s).value(), u"abc_DEF-09"_s);
+}
+
+void TestUnifiAPIClient::loginAnswerToken_data()
+{
+    using Token = UnifiAPIClient::LoginToken;
+    QTest::addColumn<ControllerKind>("kind");
+    QTest::addColumn<QByteArrayList>("headers");
+    QTest::addColumn<QByteArrayList>("cookies");
+    QTest::addColumn<int>("source");
+    QTest::addColumn<QString>("value");
+    // {"csrfToken":"jwt-token"} as a JWT's payload.
+    const QByteArray jwt = "eyJhbGciOiJIUzI1NiJ9." +
+                           QByteArray(R"({"csrfToken":"jwt-token"})")
+                               .toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals) +
+                           ".c2ln";
+    const auto os = ControllerKind::unifiOS;
+    const auto classic = ControllerKind::classic;
+    auto row = [](const char *name, ControllerKind kind, const QByteArrayList &headers, const QByteArrayList &cookies,
+                  Token::Source source,
+                  const QString &value) { QTest::newRow(name) << kind << headers << cookies << int(source) << value; };
+    row("header", os, {"x-csrf-token", "abc"}, {"TOKEN", jwt}, Token::Source::header, u"abc"_s);
+    row("header before updated header", classic, {"x-csrf-token", "abc", "x-updated-csrf-token", "new"}, {},
+        Token::Source::header, u"abc"_s);
+    row("updated header", os, {"x-updated-csrf-token", "new"}, {"TOKEN", jwt}, Token::Source::updatedHeader, {});
+    row("console JWT", os, {}, {"TOKEN", jwt}, Token::Source::sessionJwt, u"jwt-token"_s);
+    row("console JWT, newer cookie name", os, {}, {"UOS_TOKEN", jwt}, Token::Source::sessionJwt, u"jwt-token"_s);
+    row("console cookie not a JWT", os, {}, {"TOKEN", "opaque"}, Token::Source::none, {});
+    row("classic token cookie", classic, {}, {"csrf_token", "cookie-token"}, Token::Source::tokenCookie, {});
+    row("classic empty token cookie", classic, {}, {"csrf_token", ""}, Token::Source::none, {});
+    row("classic ignores the JWT", classic, {}, {"TOKEN", jwt}, Token::Source::none, {});
+    row("console ignores the token cookie", os, {}, {"csrf_token", "cookie-token"}, Token::Source::none, {});
+}
+
+void TestUnifiAPIClient::loginAnswerToken()
+{
+    QFETCH(ControllerKind, kind);
+    QFETCH(QByteArrayList, headers);
+    QFETCH(QByteArrayList, cookies);
+    QFETCH(int, source);
+    QFETCH(QString, value);
+    QHash<QByteArray, QByteArray> headerMap;
+    for (qsizetype i = 0; i + 1 < headers.size(); i += 2)
+        headerMap.insert(headers.at(i), headers.at(i + 1));
+    QList<QNetworkCookie> cookieList;
+    for (qsizetype i = 0; i + 1 < cookies.size(); i += 2)
+        cookieList.append(QNetworkCookie(cookies.at(i), cookies.at(i + 1)));
+    const auto token = UnifiAPIClient::readLoginAnswer(kind, 200, headerMap, "{}", cookieList);
+    QVERIFY(token.ok());
+    QCOMPARE(int(token.value().source), source);
+    QCOMPARE(token.value().value.value_or(QString()), value);
+    // A refusal comes first, whatever the headers say.
+    const auto refused = UnifiAPIClient::readLoginAnswer(kind, 401, headerMap, "{}", cookieList);
+    QVERIFY(!refused.ok());
+    QCOMPARE(refused.error(), UnifiAPIError::invalidCredentials());
 }
 
 QTEST_GUILESS_MAIN(TestUnifiAPIClient)

@@ -1,7 +1,7 @@
 #pragma once
 
 // Shared by the fuzz targets: counts executions and prints the count when the fuzzer exits,
-// and stops the run loudly when a round trip loses or changes data.
+// and stops the run loudly when a round trip loses or changes data or a result breaks its promises.
 
 #include <cstdio>
 #include <cstdlib>
@@ -27,6 +27,13 @@ inline void countExecution()
 [[noreturn]] inline void roundTripFailed(const char *what)
 {
     std::fprintf(stderr, "round trip failed: %s\n", what);
+    std::abort();
+}
+
+/// Stops the run loudly when a decoder's result breaks what it promises.
+[[noreturn]] inline void invariantBroken(const char *what)
+{
+    std::fprintf(stderr, "invariant broken: %s\n", what);
     std::abort();
 }
 

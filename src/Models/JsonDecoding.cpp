@@ -78,15 +78,25 @@ DecodeError missingKey(const QString &key, const QString &path)
     return {u"Missing key \""_s + key + u"\" at "_s + describePath(path) + u'.'};
 }
 
+DecodeError wrongTypeFound(const QString &expected, const QString &key, const QString &path, const QString &found)
+{
+    return {u"Expected "_s + expected + u" for \""_s + key + u"\" at "_s + describePath(path) + u", found "_s + found +
+            u'.'};
+}
+
+DecodeError wrongTypeFound(const QString &expected, const QString &path, const QString &found)
+{
+    return {u"Expected "_s + expected + u" at "_s + describePath(path) + u", found "_s + found + u'.'};
+}
+
 DecodeError wrongType(const QString &expected, const QString &key, const QString &path, const QJsonValue &found)
 {
-    return {u"Expected "_s + expected + u" for \""_s + key + u"\" at "_s + describePath(path) + u", found "_s +
-            typeName(found) + u'.'};
+    return wrongTypeFound(expected, key, path, typeName(found));
 }
 
 DecodeError wrongType(const QString &expected, const QString &path, const QJsonValue &found)
 {
-    return {u"Expected "_s + expected + u" at "_s + describePath(path) + u", found "_s + typeName(found) + u'.'};
+    return wrongTypeFound(expected, path, typeName(found));
 }
 
 DecodeError unknownValue(const QString &value, const QString &key, const QString &path)
@@ -106,6 +116,13 @@ Decoded<QJsonArray> asArray(const QJsonValue &value, const QString &path)
     if (!value.isArray())
         return wrongType(u"array"_s, path, value);
     return value.toArray();
+}
+
+Decoded<ObjectReader> readObject(const QJsonValue &value, const QString &path)
+{
+    if (!value.isObject())
+        return wrongType(u"object"_s, path, value);
+    return ObjectReader(value.toObject(), path);
 }
 
 ObjectReader::ObjectReader(QJsonObject object, QString path) : m_object(std::move(object)), m_path(std::move(path)) {}

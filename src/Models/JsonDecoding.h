@@ -42,6 +42,9 @@ DecodeError missingKey(const QString &key, const QString &path);
 DecodeError wrongType(const QString &expected, const QString &key, const QString &path, const QJsonValue &found);
 /// The same for a value that has no key of its own (the document itself, an array element).
 DecodeError wrongType(const QString &expected, const QString &path, const QJsonValue &found);
+/// The same, given the name of the type found (see typeName).
+DecodeError wrongTypeFound(const QString &expected, const QString &key, const QString &path, const QString &found);
+DecodeError wrongTypeFound(const QString &expected, const QString &path, const QString &found);
 DecodeError unknownValue(const QString &value, const QString &key, const QString &path);
 
 Decoded<QJsonObject> asObject(const QJsonValue &value, const QString &path);
@@ -71,6 +74,9 @@ private:
     QJsonObject m_object;
     QString m_path;
 };
+
+/// The object reader of value, or the error that value is not an object.
+Decoded<ObjectReader> readObject(const QJsonValue &value, const QString &path);
 
 } // namespace json
 } // namespace lanternfold

@@ -1,15 +1,23 @@
 #include "Services/Inventory.h"
 
-#include "Models/JsonRecordScanner.h"
+#include "Models/FastJson.h"
+
+#include <type_traits>
+#include <utility>
 
 namespace lanternfold {
 
 using namespace Qt::StringLiterals;
 
-Decoded<DeviceDTO> DeviceDTO::fromJson(const QJsonValue &json, const QString &path)
+// The wire records are read through a template over the JSON value: a QJsonValue of Qt's document,
+// or a json::FastValue of simdjson's. Each record's keys are therefore written once, and both
+// parsers give the same values and the same error texts.
+namespace {
+
+template <typename Value>
+Decoded<DeviceDTO> readDevice(const Value &json, const QString &path)
 {
-    LF_TRY_DECODE(object, json::asObject(json, path));
-    const json::ObjectReader reader(object, path);
+    LF_TRY_DECODE(reader, json::readObject(json, path));
     LF_TRY_DECODE(mac, reader.string(u"mac"_s));
     LF_TRY_DECODE(name, reader.optionalString(u"name"_s));
     LF_TRY_DECODE(model, reader.optionalString(u"model"_s));
@@ -19,10 +27,10 @@ Decoded<DeviceDTO> DeviceDTO::fromJson(const QJsonValue &json, const QString &pa
     return DeviceDTO{mac, name, model, type, state, ip};
 }
 
-Decoded<CameraDTO> CameraDTO::fromJson(const QJsonValue &json, const QString &path)
+template <typename Value>
+Decoded<CameraDTO> readCamera(const Value &json, const QString &path)
 {
-    LF_TRY_DECODE(object, json::asObject(json, path));
-    const json::ObjectReader reader(object, path);
+    LF_TRY_DECODE(reader, json::readObject(json, path));
     LF_TRY_DECODE(id, reader.string(u"id"_s));
     LF_TRY_DECODE(name, reader.optionalString(u"name"_s));
     LF_TRY_DECODE(type, reader.optionalString(u"type"_s));
@@ -30,17 +38,55 @@ Decoded<CameraDTO> CameraDTO::fromJson(const QJsonValue &json, const QString &pa
     return CameraDTO{id, name, type, state};
 }
 
+/// Every element of array as a record, in order; the first that does not decode fails them all.
+template <typename Array, typename Read>
+auto readEach(const Array &array, const QString &path, Read read)
+{
+    using Value = typename Array::value_type;
+    using Record = std::decay_t<decltype(read(std::declval<Value>(), path).value())>;
+    QList<Record> records;
+    records.reserve(array.size());
+    qsizetype index = 0;
+    for (const auto &element : array) {
+        auto record = read(Value(element), json::elementPath(path, index++));
+        if (!record.ok())
+            return Decoded<QList<Record>>(std::move(record).error());
+        records.append(std::move(record).value());
+    }
+    return Decoded<QList<Record>>(std::move(records));
+}
+
+template <typename Value>
+Decoded<QList<DeviceDTO>> readEnvelope(const Value &json)
+{
+    LF_TRY_DECODE(reader, json::readObject(json, {}));
+    LF_TRY_DECODE(data, reader.array(u"data"_s));
+    return readEach(data, u"data"_s, [](const auto &value, const QString &path) { return readDevice(value, path); });
+}
+
+template <typename Value>
+Decoded<QList<CameraDTO>> readCameraList(const Value &json)
+{
+    LF_TRY_DECODE(array, json::asArray(json, {}));
+    return readEach(array, {}, [](const auto &value, const QString &path) { return readCamera(value, path); });
+}
+
+} // namespace
+
+Decoded<DeviceDTO> DeviceDTO::fromJson(const QJsonValue &json, const QString &path)
+{
+    return readDevice(json, path);
+}
+
+Decoded<CameraDTO> CameraDTO::fromJson(const QJsonValue &json, const QString &path)
+{
+    return readCamera(json, path);
+}
+
 Decoded<Envelope> Envelope::fromJson(const QJsonValue &json)
 {
-    LF_TRY_DECODE(object, json::asObject(json, {}));
-    LF_TRY_DECODE(array, json::ObjectReader(object, {}).array(u"data"_s));
-    Envelope envelope;
-    envelope.data.reserve(array.size());
-    for (qsizetype i = 0; i < array.size(); ++i) {
-        LF_TRY_DECODE(device, DeviceDTO::fromJson(array.at(i), json::elementPath(u"data"_s, i)));
-        envelope.data.append(std::move(device));
-    }
-    return envelope;
+    LF_TRY_DECODE(devices, readEnvelope(json));
+    return Envelope{std::move(devices)};
 }
 
 QList<UnifiDevice> accessPointsFrom(const QList<DeviceDTO> &devices)
@@ -76,62 +122,53 @@ QList<ProtectCamera> camerasFrom(const QList<CameraDTO> &cameras)
     return result;
 }
 
-namespace {
-
-/// Decodes the records the scanner found; nothing when one of them does not decode, so that the
-/// document parser reports the error exactly as it would have.
-template <typename DTO>
-std::optional<QList<DTO>> decodeScanned(const QByteArray &body, const QString &arrayKey, const QStringList &keys)
-{
-    const auto records = json::scanRecords(body, arrayKey, keys);
-    if (!records)
-        return std::nullopt;
-    QList<DTO> result;
-    result.reserve(records->size());
-    for (qsizetype i = 0; i < records->size(); ++i) {
-        auto dto = DTO::fromJson(records->at(i), json::elementPath(arrayKey, i));
-        if (!dto.ok())
-            return std::nullopt;
-        result.append(std::move(dto).value());
-    }
-    return result;
-}
-
-} // namespace
-
 Decoded<QList<UnifiDevice>> decodeAccessPointsFromDocument(const QByteArray &body)
 {
     LF_TRY_DECODE(document, json::parse(body));
-    LF_TRY_DECODE(envelope, Envelope::fromJson(document));
-    return accessPointsFrom(envelope.data);
+    LF_TRY_DECODE(devices, readEnvelope(document));
+    return accessPointsFrom(devices);
 }
 
 Decoded<QList<ProtectCamera>> decodeCamerasFromDocument(const QByteArray &body)
 {
     LF_TRY_DECODE(document, json::parse(body));
-    LF_TRY_DECODE(array, json::asArray(document, {}));
-    QList<CameraDTO> cameras;
-    cameras.reserve(array.size());
-    for (qsizetype i = 0; i < array.size(); ++i) {
-        LF_TRY_DECODE(camera, CameraDTO::fromJson(array.at(i), json::elementPath({}, i)));
-        cameras.append(std::move(camera));
-    }
+    LF_TRY_DECODE(cameras, readCameraList(document));
     return camerasFrom(cameras);
+}
+
+std::optional<Decoded<QList<UnifiDevice>>> decodeAccessPointsFast(const QByteArray &body)
+{
+    const auto document = json::parseFast(body);
+    if (!document)
+        return std::nullopt;
+    auto devices = readEnvelope(*document);
+    if (!devices.ok())
+        return Decoded<QList<UnifiDevice>>(std::move(devices).error());
+    return Decoded<QList<UnifiDevice>>(accessPointsFrom(devices.value()));
+}
+
+std::optional<Decoded<QList<ProtectCamera>>> decodeCamerasFast(const QByteArray &body)
+{
+    const auto document = json::parseFast(body);
+    if (!document)
+        return std::nullopt;
+    auto cameras = readCameraList(*document);
+    if (!cameras.ok())
+        return Decoded<QList<ProtectCamera>>(std::move(cameras).error());
+    return Decoded<QList<ProtectCamera>>(camerasFrom(cameras.value()));
 }
 
 Decoded<QList<UnifiDevice>> decodeAccessPoints(const QByteArray &body)
 {
-    static const QStringList keys{u"mac"_s, u"name"_s, u"model"_s, u"type"_s, u"state"_s, u"ip"_s};
-    if (const auto devices = decodeScanned<DeviceDTO>(body, u"data"_s, keys))
-        return accessPointsFrom(*devices);
+    if (auto decoded = decodeAccessPointsFast(body))
+        return std::move(*decoded);
     return decodeAccessPointsFromDocument(body);
 }
 
 Decoded<QList<ProtectCamera>> decodeCameras(const QByteArray &body)
 {
-    static const QStringList keys{u"id"_s, u"name"_s, u"type"_s, u"state"_s};
-    if (const auto cameras = decodeScanned<CameraDTO>(body, QString(), keys))
-        return camerasFrom(*cameras);
+    if (auto decoded = decodeCamerasFast(body))
+        return std::move(*decoded);
     return decodeCamerasFromDocument(body);
 }
 

@@ -51,12 +51,18 @@ QList<UnifiDevice> accessPointsFrom(const QList<DeviceDTO> &devices);
 QList<ProtectCamera> camerasFrom(const QList<CameraDTO> &cameras);
 
 /// Response bytes of stat/device to the access points it lists, or why they could not be read.
+/// simdjson reads the bytes; Qt's parser reads only what simdjson refuses, to word the error.
 Decoded<QList<UnifiDevice>> decodeAccessPoints(const QByteArray &body);
 /// Response bytes of Protect's camera list to cameras, or why they could not be read.
 Decoded<QList<ProtectCamera>> decodeCameras(const QByteArray &body);
 
-/// The same decoders through Qt's document parser alone, without the fast scan; they give the
-/// error messages, and tests and fuzzing compare them with the fast path.
+/// The same decoders through simdjson alone: nothing when they hand the bytes to Qt's parser (see
+/// json::parseFast). Tests use them to see which path decided.
+std::optional<Decoded<QList<UnifiDevice>>> decodeAccessPointsFast(const QByteArray &body);
+std::optional<Decoded<QList<ProtectCamera>>> decodeCamerasFast(const QByteArray &body);
+
+/// The same decoders through Qt's document parser alone. They decide what simdjson refuses, and
+/// tests and fuzzing compare them with the simdjson path.
 Decoded<QList<UnifiDevice>> decodeAccessPointsFromDocument(const QByteArray &body);
 Decoded<QList<ProtectCamera>> decodeCamerasFromDocument(const QByteArray &body);
 

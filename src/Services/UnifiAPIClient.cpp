@@ -339,25 +339,70 @@ QCoro::Task<APIResult<Done>> UnifiAPIClient::performLogin(QString password)
         co_return UnifiAPIError::closed();
     if (!response.ok())
         co_return response.error();
-    if (auto refusal = loginRefusal(response.value().status, response.value().body))
-        co_return std::move(*refusal);
+    const Response &answer = response.value();
+    const auto token = readLoginAnswer(m_config.kind, answer.status, answer.headers, answer.body,
+                                       m_cookieJar->cookiesForUrl(m_config.baseURL()));
+    if (!token.ok())
+        co_return token.error();
+    adoptLoginToken(token.value());
+    co_return Done{};
+}
 
+APIResult<UnifiAPIClient::LoginToken> UnifiAPIClient::readLoginAnswer(ControllerKind kind, int status,
+                                                                      const QHash<QByteArray, QByteArray> &headers,
+                                                                      const QByteArray &body,
+                                                                      const QList<QNetworkCookie> &cookies)
+{
+    if (auto refusal = loginRefusal(status, body))
+        return std::move(*refusal);
     // Header names are compared in lower case, so "x-csrf-token" and "X-CSRF-Token" are one.
-    const auto &headers = response.value().headers;
-    if (headers.contains("x-csrf-token")) {
-        m_csrfToken = QString::fromUtf8(headers.value("x-csrf-token"));
-        m_csrfFromCookie = false;
-    } else if (headers.contains("x-updated-csrf-token")) {
-        m_csrfFromCookie = false; // interpret() took the token
-    } else if (m_config.kind == ControllerKind::unifiOS) {
+    if (const auto header = headers.constFind("x-csrf-token"); header != headers.constEnd())
+        return LoginToken{LoginToken::Source::header, QString::fromUtf8(header.value())};
+    if (headers.contains("x-updated-csrf-token"))
+        return LoginToken{LoginToken::Source::updatedHeader, std::nullopt};
+    if (kind == ControllerKind::unifiOS) {
         // Some console firmware sends no CSRF header at login and carries the token only inside
         // the session cookie, a JWT.
-        adoptTokenFromSessionCookie();
-    } else {
-        // A Network Application may hand the token only as a cookie of its own.
-        adoptTokenCookie();
+        for (const char *name : {"TOKEN", "UOS_TOKEN"}) {
+            for (const QNetworkCookie &cookie : cookies) {
+                if (cookie.name() != name)
+                    continue;
+                if (auto claim = csrfTokenFromJwt(cookie.value()))
+                    return LoginToken{LoginToken::Source::sessionJwt, std::move(claim)};
+            }
+        }
+        return LoginToken{};
     }
-    co_return Done{};
+    // A Network Application may hand the token only as a cookie of its own.
+    for (const QNetworkCookie &cookie : cookies) {
+        if (cookie.name() == "csrf_token" && !cookie.value().isEmpty())
+            return LoginToken{LoginToken::Source::tokenCookie, std::nullopt};
+    }
+    return LoginToken{};
+}
+
+void UnifiAPIClient::adoptLoginToken(const LoginToken &token)
+{
+    switch (token.source) {
+    case LoginToken::Source::header:
+        m_csrfToken = token.value;
+        m_csrfFromCookie = false;
+        return;
+    case LoginToken::Source::updatedHeader:
+        m_csrfFromCookie = false; // interpret() took the token
+        return;
+    case LoginToken::Source::sessionJwt:
+        m_csrfToken = token.value;
+        return;
+    case LoginToken::Source::tokenCookie:
+        // A token an earlier header gave is kept, as after any login without a header. One the
+        // cookie gave is not such a token: the new login's cookie replaces it.
+        if (!m_csrfToken || m_csrfFromCookie)
+            m_csrfFromCookie = true;
+        return;
+    case LoginToken::Source::none:
+        return;
+    }
 }
 
 QCoro::Task<APIResult<Done>> UnifiAPIClient::pause(std::chrono::milliseconds duration)
@@ -368,31 +413,6 @@ QCoro::Task<APIResult<Done>> UnifiAPIClient::pause(std::chrono::milliseconds dur
     if (!whole)
         co_return UnifiAPIError::closed();
     co_return Done{};
-}
-
-void UnifiAPIClient::adoptTokenFromSessionCookie()
-{
-    const QList<QNetworkCookie> cookies = m_cookieJar->cookiesForUrl(m_config.baseURL());
-    for (const char *name : {"TOKEN", "UOS_TOKEN"}) {
-        for (const QNetworkCookie &cookie : cookies) {
-            if (cookie.name() != name)
-                continue;
-            if (const auto token = csrfTokenFromJwt(cookie.value())) {
-                m_csrfToken = token;
-                return;
-            }
-        }
-    }
-}
-
-void UnifiAPIClient::adoptTokenCookie()
-{
-    // A token an earlier header gave is kept, as after any login without a header. One the cookie
-    // gave is not such a token: the new login's cookie replaces it.
-    if (m_csrfToken && !m_csrfFromCookie)
-        return;
-    if (tokenCookieValue(m_config.baseURL()))
-        m_csrfFromCookie = true;
 }
 
 std::optional<QString> UnifiAPIClient::tokenCookieValue(const QUrl &url) const

@@ -9,6 +9,8 @@
 #include <QByteArray>
 #include <QHash>
 #include <QJsonObject>
+#include <QList>
+#include <QNetworkCookie>
 #include <QObject>
 #include <QSet>
 
@@ -105,6 +107,34 @@ public:
     /// The "csrfToken" claim of a JWT session cookie value, if it is one.
     static std::optional<QString> csrfTokenFromJwt(const QByteArray &cookieValue);
 
+    /// Where a successful login answer puts the CSRF token.
+    struct LoginToken
+    {
+        enum class Source {
+            /// "X-CSRF-Token": value holds it.
+            header,
+            /// "X-Updated-CSRF-Token", which every answer's reading already took.
+            updatedHeader,
+            /// The "csrfToken" claim of the console's JWT session cookie: value holds it.
+            sessionJwt,
+            /// A Network Application's "csrf_token" cookie, to be followed as it changes.
+            tokenCookie,
+            /// Nowhere: a token from earlier stays.
+            none,
+        };
+        Source source = Source::none;
+        std::optional<QString> value;
+
+        bool operator==(const LoginToken &) const = default;
+    };
+
+    /// Reads a login answer on its own: the refusal it carries, or where its CSRF token is.
+    /// headers are keyed by their names in lower case; cookies are the session's cookies for the
+    /// controller once the answer's Set-Cookie headers are applied.
+    static APIResult<LoginToken> readLoginAnswer(ControllerKind kind, int status,
+                                                 const QHash<QByteArray, QByteArray> &headers, const QByteArray &body,
+                                                 const QList<QNetworkCookie> &cookies);
+
 Q_SIGNALS:
     /// No request is in flight any more.
     void becameIdle();
@@ -133,8 +163,7 @@ private:
     void onPinChanged(const QString &host);
     void dropStaleConnectionsIfIdle();
     void forgetSession();
-    void adoptTokenFromSessionCookie();
-    void adoptTokenCookie();
+    void adoptLoginToken(const LoginToken &token);
     [[nodiscard]] std::optional<QString> tokenCookieValue(const QUrl &url) const;
     [[nodiscard]] std::optional<QString> csrfTokenFor(const QUrl &url) const;
     [[nodiscard]] QString networkPath(const QString &suffix) const;
