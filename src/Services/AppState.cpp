@@ -262,7 +262,16 @@ QCoro::Task<Done> AppState::performConnect(ControllerConfig config, QString pass
         if (gone->isSet())
             co_return Done{};
     }
-    co_await refreshDevices();
+    if (session->refreshesStarted == 0) {
+        co_await refreshDevices();
+    } else if (const std::shared_ptr<Latch> refreshed = session->refreshed) {
+        // The device list, shown the moment the login succeeded, already asked for this session's
+        // devices: its answers will do, and a second pair of fetches would only delay them.
+        Wakeup wakeup;
+        wakeup.watch(*refreshed);
+        wakeup.watch(*gone);
+        co_await wakeup.wait();
+    }
     if (gone->isSet())
         co_return Done{};
     log(u"Connected to "_s + config.host);
