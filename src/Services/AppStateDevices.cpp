@@ -3,6 +3,7 @@
 #include "Services/AppState.h"
 
 #include "Services/ControllerSession.h"
+#include "Services/MemoryRelease.h"
 
 #include <utility>
 
@@ -121,8 +122,10 @@ public:
     }
     ~RefreshUnderWay()
     {
-        if (--m_session->refreshesUnderWay == 0)
+        if (--m_session->refreshesUnderWay == 0) {
             std::exchange(m_session->refreshed, nullptr)->set();
+            releaseFreedMemorySoon();
+        }
     }
     Q_DISABLE_COPY_MOVE(RefreshUnderWay)
 
