@@ -12,6 +12,7 @@
 
 #include <QJsonDocument>
 #include <QSettings>
+#include <QTimer>
 
 #include <utility>
 
@@ -46,7 +47,9 @@ AppState::AppState(ScheduleStore &store, CertTrustService &trust, QString settin
     loadSavedConfig();
     m_scheduler = new SchedulerEngine(*this);
     m_scheduler->start();
-    NotificationService::requestAuthorization();
+    // From the event loop: the first use of the session bus waits for the connection to it, and
+    // the window need not wait for that. Nothing depends on the answer.
+    QTimer::singleShot(0, this, [] { NotificationService::requestAuthorization(); });
 }
 
 AppState::~AppState()
