@@ -67,6 +67,7 @@ private Q_SLOTS:
     void rowsOfDevices();
     void noDevicesShowsEmptySectionsAndLoadsEachShowing();
     void devicesAtHandAreNotLoadedAgain();
+    void listShownAtLoginSharesTheConnectsFetches();
     void dotsFollowTheOnlineRule();
     void clickSelectsTheRowUnderTheMouse();
     void keysMoveOverSectionHeaders();
@@ -328,6 +329,28 @@ void TestDeviceListView::devicesAtHandAreNotLoadedAgain()
     await(state->refreshDevices());
     await(state->refreshDevices());
     QCOMPARE(deviceFetches(sim), 3);
+}
+
+void TestDeviceListView::listShownAtLoginSharesTheConnectsFetches()
+{
+    // The main window shows the list the moment the login succeeds, with no devices yet; the
+    // connect's own refresh follows. One pair of fetches serves both.
+    Sim &sim = startSim();
+    makeState();
+    QObject::connect(state.get(), &AppState::isLoggedInChanged, state.get(), [this] {
+        if (state->isLoggedIn() && !m_view) {
+            m_view = std::make_unique<DeviceListView>(*state);
+            m_view->show();
+        }
+    });
+    connectTo(sim);
+    QVERIFY(m_view);
+    QVERIFY(!state->accessPoints().isEmpty());
+    QCOMPARE(deviceFetches(sim), 1);
+    QCOMPARE(requestsTo(sim, u"/proxy/protect/api/cameras"_s).size(), 1);
+    QCOMPARE(sectionTitles(), (QStringList{u"Access Points ("_s + QString::number(state->accessPoints().size()) + u')',
+                                           u"Cameras ("_s + QString::number(state->cameras().size()) + u')'}));
+    QVERIFY(state->activityLog().first().endsWith(u"Connected to "_s + configFor(sim).host));
 }
 
 void TestDeviceListView::dotsFollowTheOnlineRule()

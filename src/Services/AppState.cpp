@@ -12,6 +12,7 @@
 
 #include <QJsonDocument>
 #include <QSettings>
+#include <QTimer>
 
 #include <utility>
 
@@ -46,7 +47,9 @@ AppState::AppState(ScheduleStore &store, CertTrustService &trust, QString settin
     loadSavedConfig();
     m_scheduler = new SchedulerEngine(*this);
     m_scheduler->start();
-    NotificationService::requestAuthorization();
+    // From the event loop: the first use of the session bus waits for the connection to it, and
+    // the window need not wait for that. Nothing depends on the answer.
+    QTimer::singleShot(0, this, [] { NotificationService::requestAuthorization(); });
 }
 
 AppState::~AppState()
@@ -264,7 +267,16 @@ QCoro::Task<Done> AppState::performConnect(ControllerConfig config, QString pass
         if (gone->isSet())
             co_return Done{};
     }
-    co_await refreshDevices();
+    if (session->refreshesStarted == 0) {
+        co_await refreshDevices();
+    } else if (const std::shared_ptr<Latch> refreshed = session->refreshed) {
+        // The device list, shown the moment the login succeeded, already asked for this session's
+        // devices: its answers will do, and a second pair of fetches would only delay them.
+        Wakeup wakeup;
+        wakeup.watch(*refreshed);
+        wakeup.watch(*gone);
+        co_await wakeup.wait();
+    }
     if (gone->isSet())
         co_return Done{};
     log(u"Connected to "_s + config.host);

@@ -3,6 +3,9 @@
 #include "Services/AppState.h"
 
 #include "Services/ControllerSession.h"
+#include "Services/MemoryRelease.h"
+
+#include <utility>
 
 namespace lanternfold {
 
@@ -105,12 +108,40 @@ AppState::callWithRenewal(std::shared_ptr<ControllerSession> session, std::share
 
 // Devices.
 
+namespace {
+
+/// Counts one refresh of a session from its start to its end, on every path out of it.
+class RefreshUnderWay
+{
+public:
+    explicit RefreshUnderWay(std::shared_ptr<ControllerSession> session) : m_session(std::move(session))
+    {
+        ++m_session->refreshesStarted;
+        if (m_session->refreshesUnderWay++ == 0)
+            m_session->refreshed = std::make_shared<Latch>();
+    }
+    ~RefreshUnderWay()
+    {
+        if (--m_session->refreshesUnderWay == 0) {
+            std::exchange(m_session->refreshed, nullptr)->set();
+            releaseFreedMemorySoon();
+        }
+    }
+    Q_DISABLE_COPY_MOVE(RefreshUnderWay)
+
+private:
+    std::shared_ptr<ControllerSession> m_session;
+};
+
+} // namespace
+
 QCoro::Task<Done> AppState::refreshDevices()
 {
     const std::shared_ptr<Latch> gone = m_gone;
     const auto session = m_session;
     if (!session)
         co_return Done{};
+    const RefreshUnderWay underWay(session);
     const auto budget = std::make_shared<RenewalBudget>();
     // Both fetches start at once; the access points are awaited first.
     auto accessPoints = callWithRenewal<QList<UnifiDevice>>(

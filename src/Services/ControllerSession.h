@@ -52,6 +52,11 @@ public:
     /// The controller refused a renewal for good (wrong credentials, a second factor, too many
     /// logins): no automatic login on this client again.
     bool renewalRefused = false;
+    /// Refreshes of this session's devices: how many started, how many are under way, and the
+    /// latch set when those under way have all ended (absent while none is).
+    int refreshesStarted = 0;
+    int refreshesUnderWay = 0;
+    std::shared_ptr<Latch> refreshed;
 };
 
 /// A connect under way; reconnects wait for it instead of starting another.

@@ -58,10 +58,15 @@ QList<int> lanternfoldIconSizes()
     return {16, 22, 24, 32, 48, 64, 128, 256, 512};
 }
 
+QList<int> lanternfoldWindowIconSizes()
+{
+    return {16, 22, 24, 32, 48, 64, 128};
+}
+
 QIcon lanternfoldIcon()
 {
     QIcon icon;
-    for (const int pixels : lanternfoldIconSizes())
+    for (const int pixels : lanternfoldWindowIconSizes())
         icon.addPixmap(QPixmap::fromImage(renderLanternfoldLogo(pixels)));
     return icon;
 }

@@ -9,7 +9,13 @@ namespace lanternfold {
 /// The square sizes, in pixels, of the program's icon in the hicolor theme.
 [[nodiscard]] QList<int> lanternfoldIconSizes();
 
-/// The window icon: the emblem painted at each icon size, so that no size is scaled from another.
+/// The sizes of the window icon: those a window's title bar, task bar and switcher show. The
+/// larger launcher sizes come from the installed theme icons; painted here as well, they cost the
+/// start several milliseconds and the X server megabytes of icon data for every window.
+[[nodiscard]] QList<int> lanternfoldWindowIconSizes();
+
+/// The window icon: the emblem painted at each window icon size, so that no size is scaled from
+/// another.
 [[nodiscard]] QIcon lanternfoldIcon();
 
 /// The tray glyph painted into a transparent pixels-by-pixels image.

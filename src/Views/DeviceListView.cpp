@@ -170,8 +170,14 @@ void DeviceListView::showDevices()
     const QListWidgetItem *current = m_list->currentItem();
     const QString currentId = current ? current->data(DeviceRowDelegate::idRole).toString() : QString();
     m_list->clear();
-    addSection(u"Access Points ("_s + QString::number(accessPoints.size()) + u')', accessPoints);
-    addSection(u"Cameras ("_s + QString::number(cameras.size()) + u')', cameras);
+    QListWidgetItem *accessPointsHeader =
+        addSection(u"Access Points ("_s + QString::number(accessPoints.size()) + u')', accessPoints);
+    QListWidgetItem *camerasHeader = addSection(u"Cameras ("_s + QString::number(cameras.size()) + u')', cameras);
+    // The headers' labels go in after every row: while the list holds a widget, Qt places it again
+    // after each row added, which lays out every row before it, and hundreds of devices took
+    // seconds to appear.
+    labelSection(accessPointsHeader);
+    labelSection(camerasHeader);
     for (int row = 0; row < m_list->count(); ++row) {
         QListWidgetItem *item = m_list->item(row);
         const QString id = item->data(DeviceRowDelegate::idRole).toString();
@@ -187,20 +193,13 @@ void DeviceListView::showDevices()
     updateFooter();
 }
 
-void DeviceListView::addSection(const QString &title, const QList<DeviceRow> &rows)
+QListWidgetItem *DeviceListView::addSection(const QString &title, const QList<DeviceRow> &rows)
 {
     // The header is a label over an item that can be neither selected nor focused, so that a
     // screen reader reads it as text and the selection holds devices only.
     auto *header = new QListWidgetItem(title, m_list);
     header->setFlags(Qt::NoItemFlags);
     header->setData(DeviceRowDelegate::sectionRole, true);
-    auto *label = new QLabel(title, m_list->viewport());
-    label->setTextFormat(Qt::PlainText);
-    label->setContentsMargins(DeviceRowDelegate::horizontalPadding, 10, DeviceRowDelegate::horizontalPadding, 4);
-    setTextStyle(label, TextStyle::subheadline, /*bold=*/true);
-    setTextColor(label, secondaryTextColor(palette()));
-    header->setSizeHint(label->sizeHint());
-    m_list->setItemWidget(header, label);
 
     for (const DeviceRow &row : rows) {
         auto *item = new QListWidgetItem(row.name, m_list);
@@ -210,6 +209,18 @@ void DeviceListView::addSection(const QString &title, const QList<DeviceRow> &ro
         item->setData(DeviceRowDelegate::idRole, row.id);
         item->setData(Qt::AccessibleDescriptionRole, row.subtitle);
     }
+    return header;
+}
+
+void DeviceListView::labelSection(QListWidgetItem *header)
+{
+    auto *label = new QLabel(header->text(), m_list->viewport());
+    label->setTextFormat(Qt::PlainText);
+    label->setContentsMargins(DeviceRowDelegate::horizontalPadding, 10, DeviceRowDelegate::horizontalPadding, 4);
+    setTextStyle(label, TextStyle::subheadline, /*bold=*/true);
+    setTextColor(label, secondaryTextColor(palette()));
+    header->setSizeHint(label->sizeHint());
+    m_list->setItemWidget(header, label);
 }
 
 void DeviceListView::takeSelectionFromList()

@@ -15,6 +15,7 @@
 
 class QLabel;
 class QListWidget;
+class QListWidgetItem;
 class QPushButton;
 
 namespace lanternfold {
@@ -61,7 +62,9 @@ private:
     QWidget *buildFooter();
     void applyColours();
     void showDevices();
-    void addSection(const QString &title, const QList<DeviceRow> &rows);
+    /// Adds the section's header item and its rows; the header's label comes with labelSection.
+    QListWidgetItem *addSection(const QString &title, const QList<DeviceRow> &rows);
+    void labelSection(QListWidgetItem *header);
     void takeSelectionFromList();
     void updateFooter();
     void setRefreshing(bool refreshing);

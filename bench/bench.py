@@ -1,0 +1,471 @@
+#!/usr/bin/python3
+"""Measures Lanternfold's performance figures, each beside a baseline taken in the same run, and
+writes them as a table into README.md (between <!-- bench:begin --> and <!-- bench:end -->).
+
+Run by scripts/bench.sh inside a private session bus with a keyring (tests/support/run-session-bus.sh
+--keyring) and temporary HOME and XDG folders (tests/support/run-isolated.sh). The machine may be
+busy with other work, so no figure is an absolute time: each is a ratio to a baseline measured side
+by side, the two programs' repetitions interleaved, and medians of several repetitions.
+
+  bench.py BUILD_DIR SOURCE_DIR STAT_DEVICE_JSON CAMERAS_JSON [README]
+"""
+import ctypes
+import json
+import os
+import re
+import select
+import shutil
+import signal
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+import uuid
+
+BUILD, SOURCE, DEVICES, CAMERAS = (sys.argv[1:5] + [""] * 4)[:4]
+README = sys.argv[5] if len(sys.argv) > 5 else None
+LANTERNFOLD = os.path.join(BUILD, "src", "lanternfold")
+MINIMAL = os.path.join(BUILD, "bench", "minimal-window")
+SIM = os.path.join(BUILD, "tools", "controller-sim", "lanternfold-sim")
+HARNESS = os.path.join(BUILD, "bench", "bench_connect")
+FLOOR = os.path.join(BUILD, "bench", "connect-floor")
+INVENTORY = os.path.join(BUILD, "bench", "bench_inventory")
+USER, PASSWORD = "demo", "lanternfold-demo"
+START_ROUNDS = int(os.environ.get("LANTERNFOLD_BENCH_START_ROUNDS", "9"))
+CONNECT_ROUNDS = int(os.environ.get("LANTERNFOLD_BENCH_CONNECT_ROUNDS", "4"))  # of 3 connects each
+IDLE_SECONDS = int(os.environ.get("LANTERNFOLD_BENCH_IDLE_SECONDS", "60"))
+TMP = os.environ.get("LANTERNFOLD_TEST_TMP") or tempfile.mkdtemp()
+children = []
+
+
+def log(text):
+    print(text, flush=True)
+
+
+# The X server, watched from outside the programs: every window mapped at the top level is seen
+# as a MapNotify event the moment the server maps it, with no polling.
+
+class XMapEvent(ctypes.Structure):
+    _fields_ = [("type", ctypes.c_int), ("serial", ctypes.c_ulong), ("send_event", ctypes.c_int),
+                ("display", ctypes.c_void_p), ("event", ctypes.c_ulong), ("window", ctypes.c_ulong),
+                ("override_redirect", ctypes.c_int)]
+
+
+class XClientMessageEvent(ctypes.Structure):
+    _fields_ = [("type", ctypes.c_int), ("serial", ctypes.c_ulong), ("send_event", ctypes.c_int),
+                ("display", ctypes.c_void_p), ("window", ctypes.c_ulong), ("message_type", ctypes.c_ulong),
+                ("format", ctypes.c_int), ("data", ctypes.c_long * 5)]
+
+
+class XEvent(ctypes.Union):
+    _fields_ = [("type", ctypes.c_int), ("xmap", XMapEvent), ("xclient", XClientMessageEvent),
+                ("pad", ctypes.c_long * 24)]
+
+
+MAP_NOTIFY, CLIENT_MESSAGE, SUBSTRUCTURE_NOTIFY_MASK = 19, 33, 1 << 19
+
+
+class Display:
+    def __init__(self, name):
+        x = self.x = ctypes.CDLL("libX11.so.6")
+        x.XOpenDisplay.restype = ctypes.c_void_p
+        x.XOpenDisplay.argtypes = [ctypes.c_char_p]
+        x.XDefaultRootWindow.restype = ctypes.c_ulong
+        x.XDefaultRootWindow.argtypes = [ctypes.c_void_p]
+        x.XSelectInput.argtypes = [ctypes.c_void_p, ctypes.c_ulong, ctypes.c_long]
+        x.XNextEvent.argtypes = [ctypes.c_void_p, ctypes.POINTER(XEvent)]
+        x.XPending.argtypes = [ctypes.c_void_p]
+        x.XFlush.argtypes = [ctypes.c_void_p]
+        x.XConnectionNumber.argtypes = [ctypes.c_void_p]
+        x.XInternAtom.restype = ctypes.c_ulong
+        x.XInternAtom.argtypes = [ctypes.c_void_p, ctypes.c_char_p, ctypes.c_int]
+        x.XSendEvent.argtypes = [ctypes.c_void_p, ctypes.c_ulong, ctypes.c_int, ctypes.c_long, ctypes.POINTER(XEvent)]
+        x.XGetGeometry.argtypes = [ctypes.c_void_p, ctypes.c_ulong] + [ctypes.POINTER(ctypes.c_ulong)] + \
+            [ctypes.POINTER(ctypes.c_int)] * 2 + [ctypes.POINTER(ctypes.c_uint)] * 4
+        # A window may be gone before it is looked at: such errors are not fatal here.
+        self._ignore = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_void_p, ctypes.c_void_p)(lambda d, e: 0)
+        x.XSetErrorHandler(self._ignore)
+        self.dpy = x.XOpenDisplay(name.encode())
+        if not self.dpy:
+            raise SystemExit(f"cannot open display {name}")
+        self.root = x.XDefaultRootWindow(self.dpy)
+        x.XSelectInput(self.dpy, self.root, SUBSTRUCTURE_NOTIFY_MASK)
+        x.XFlush(self.dpy)
+        self.fd = x.XConnectionNumber(self.dpy)
+
+    def width(self, window):
+        root, x, y = ctypes.c_ulong(), ctypes.c_int(), ctypes.c_int()
+        w, h, border, depth = ctypes.c_uint(), ctypes.c_uint(), ctypes.c_uint(), ctypes.c_uint()
+        if not self.x.XGetGeometry(self.dpy, window, ctypes.byref(root), ctypes.byref(x), ctypes.byref(y),
+                                   ctypes.byref(w), ctypes.byref(h), ctypes.byref(border), ctypes.byref(depth)):
+            return 0
+        return w.value
+
+    def drain(self):
+        event = XEvent()
+        while self.x.XPending(self.dpy):
+            self.x.XNextEvent(self.dpy, ctypes.byref(event))
+
+    def wait_for_window(self, timeout, min_width=200):
+        """The first top-level window at least min_width wide mapped from now on: (when, window)."""
+        deadline = time.monotonic() + timeout
+        event = XEvent()
+        while True:
+            while self.x.XPending(self.dpy):
+                self.x.XNextEvent(self.dpy, ctypes.byref(event))
+                if event.type == MAP_NOTIFY and not event.xmap.override_redirect:
+                    when = time.monotonic()
+                    if self.width(event.xmap.window) >= min_width:
+                        return when, event.xmap.window
+            left = deadline - time.monotonic()
+            if left <= 0:
+                raise SystemExit("no window was shown in time")
+            select.select([self.fd], [], [], left)
+
+    def close(self, window):
+        """Asks the window to close, as a window manager's close button does."""
+        event = XEvent()
+        event.xclient.type = CLIENT_MESSAGE
+        event.xclient.window = window
+        event.xclient.message_type = self.x.XInternAtom(self.dpy, b"WM_PROTOCOLS", 0)
+        event.xclient.format = 32
+        event.xclient.data[0] = self.x.XInternAtom(self.dpy, b"WM_DELETE_WINDOW", 0)
+        event.xclient.data[1] = 0  # CurrentTime
+        self.x.XSendEvent(self.dpy, window, 0, 0, ctypes.byref(event))
+        self.x.XFlush(self.dpy)
+
+
+# Processes.
+
+def spawn(command, env=None, **kwargs):
+    process = subprocess.Popen(command, env=env, **kwargs)
+    children.append(process)
+    return process
+
+
+def stop(process):
+    if process.poll() is None:
+        process.send_signal(signal.SIGTERM)
+        try:
+            process.wait(20)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            process.wait()
+    if process in children:
+        children.remove(process)
+
+
+def fresh_home(name):
+    """A new user's HOME and XDG folders, as the first start of a program sees them."""
+    root = tempfile.mkdtemp(prefix=name + ".", dir=TMP)
+    env = dict(os.environ)
+    for var, sub in [("HOME", "home"), ("XDG_CONFIG_HOME", "config"), ("XDG_DATA_HOME", "data"),
+                     ("XDG_CACHE_HOME", "cache"), ("XDG_STATE_HOME", "state"), ("XDG_RUNTIME_DIR", "runtime")]:
+        os.makedirs(os.path.join(root, sub), mode=0o700)
+        env[var] = os.path.join(root, sub)
+    return env
+
+
+def start_sim(*extra):
+    out = os.path.join(TMP, "sim-%d.out" % len(children))
+    logfile = out.replace(".out", ".log")
+    sim = spawn([SIM, "--port", "0", "--no-stdin", "--devices", DEVICES, "--cameras", CAMERAS,
+                 "--log", logfile, *extra], stdout=open(out, "w"))
+    for _ in range(200):
+        text = open(out).read()
+        match = re.search(r"^LISTENING (\S+) (\d+) (\S+)$", text, re.M)
+        if match:
+            return sim, match.group(1), int(match.group(2)), match.group(3), logfile
+        time.sleep(0.05)
+    raise SystemExit("the simulated controller did not start")
+
+
+def requests(logfile):
+    entries = []
+    for line in open(logfile):
+        entry = json.loads(line)
+        if entry.get("event") == "request":
+            entries.append(entry)
+    return entries
+
+
+# Figures.
+
+def measure_start(display, env_base):
+    """Exec to the main window's MapNotify, for both programs, interleaved."""
+    times = {"lanternfold": [], "minimal": []}
+    for round_ in range(START_ROUNDS):
+        order = ["lanternfold", "minimal"] if round_ % 2 == 0 else ["minimal", "lanternfold"]
+        for name in order:
+            env = fresh_home(name)
+            env.update(env_base)
+            display.drain()
+            started = time.monotonic()
+            process = spawn([LANTERNFOLD if name == "lanternfold" else MINIMAL], env=env)
+            shown, _ = display.wait_for_window(30)
+            times[name].append((shown - started) * 1e3)
+            time.sleep(0.3)
+            stop(process)
+    return statistics.median(times["lanternfold"]), statistics.median(times["minimal"]), times
+
+
+def secret_store(env, host):
+    subprocess.run(["secret-tool", "store", "--label=com.lanternfold.controller", "xdg:schema", "org.qt.keychain",
+                    "user", f"{host}:{USER}", "server", "com.lanternfold.controller", "type", "plaintext"],
+                   input=PASSWORD.encode(), env=env, check=True)
+
+
+def logged_in_home(host, port, fingerprint, env_base):
+    """A user who connected before: the saved controller, its pinned key, the remembered password,
+    and a job that was due while the program was not running (it has no devices: it only makes the
+    scheduler reconnect at start, as it does for a job due at login)."""
+    env = fresh_home("lanternfold-idle")
+    env.update(env_base)
+    subprocess.run([HARNESS, "prefill", host, str(port), USER, fingerprint], env=env, check=True)
+    secret_store(env, host)
+    folder = os.path.join(env["XDG_DATA_HOME"], "Lanternfold")
+    os.makedirs(folder)
+    job = {"id": str(uuid.uuid4()).upper(), "name": "Reconnect", "targets": [],
+           "rule": {"type": "once", "date": "2020-01-01T00:00:00Z"}, "staggerSeconds": 0, "isEnabled": True,
+           "nextRunAt": "2020-01-01T00:00:00Z"}
+    json.dump([job], open(os.path.join(folder, "schedules.json"), "w"))
+    return env
+
+
+def memory(pid):
+    rss = anon = pss = 0
+    for line in open(f"/proc/{pid}/status"):
+        if line.startswith("VmRSS:"):
+            rss = int(line.split()[1])
+        elif line.startswith("RssAnon:"):
+            anon = int(line.split()[1])
+    for line in open(f"/proc/{pid}/smaps_rollup"):
+        if line.startswith("Pss:"):
+            pss = int(line.split()[1])
+    return rss / 1024, pss / 1024, anon / 1024
+
+
+def cpu(pid):
+    """utime+stime in ms from /proc/PID/stat, and per thread: (on-CPU ns from schedstat, context switches)."""
+    fields = open(f"/proc/{pid}/stat").read().rsplit(")", 1)[1].split()
+    ticks = int(fields[11]) + int(fields[12])
+    threads = {}
+    for task in os.listdir(f"/proc/{pid}/task"):
+        try:
+            on_cpu = int(open(f"/proc/{pid}/task/{task}/schedstat").read().split()[0])
+            switches = 0
+            for line in open(f"/proc/{pid}/task/{task}/status"):
+                if line.startswith(("voluntary_ctxt_switches", "nonvoluntary_ctxt_switches")):
+                    switches += int(line.split()[1])
+            threads[task] = (on_cpu, switches)
+        except FileNotFoundError:
+            pass
+    return ticks * 1000 / os.sysconf("SC_CLK_TCK"), threads
+
+
+def cpu_used(before, after):
+    """(utime+stime ms, on-CPU ms, wake-ups) between two readings; a thread that ended meanwhile
+    counts nothing, one that started counts whole."""
+    on_cpu = switches = 0
+    for task, (ns, count) in after[1].items():
+        ns0, count0 = before[1].get(task, (0, 0))
+        on_cpu += ns - ns0
+        switches += count - count0
+    return after[0] - before[0], on_cpu / 1e6, switches
+
+
+def measure_idle(display, env_base, host, port, fingerprint, logfile):
+    """Memory after connecting and idling with the window shown; CPU over an idle with it closed."""
+    env = logged_in_home(host, port, fingerprint, env_base)
+    display.drain()
+    lanternfold = spawn([LANTERNFOLD], env=env)
+    _, lanternfold_window = display.wait_for_window(30)
+    minimal_env = fresh_home("minimal-idle")
+    minimal_env.update(env_base)
+    minimal = spawn([MINIMAL], env=minimal_env)
+    _, minimal_window = display.wait_for_window(30)
+    deadline = time.monotonic() + 60
+    while time.monotonic() < deadline:
+        paths = [r["path"] for r in requests(logfile) if r.get("status") == 200]
+        if any(p.endswith("/stat/device") for p in paths) and "/proxy/protect/api/cameras" in paths:
+            break
+        time.sleep(0.2)
+    else:
+        raise SystemExit("Lanternfold did not fetch the devices")
+    log(f"  logged in, devices fetched; idling {IDLE_SECONDS} s with the windows shown")
+    time.sleep(IDLE_SECONDS)
+    mem = {"lanternfold": memory(lanternfold.pid), "minimal": memory(minimal.pid)}
+    display.close(lanternfold_window)
+    display.close(minimal_window)
+    time.sleep(5)  # the close settles
+    before = {"lanternfold": cpu(lanternfold.pid), "minimal": cpu(minimal.pid)}
+    log(f"  windows closed; idling {IDLE_SECONDS} s")
+    time.sleep(IDLE_SECONDS)
+    after = {"lanternfold": cpu(lanternfold.pid), "minimal": cpu(minimal.pid)}
+    used = {name: cpu_used(before[name], after[name]) for name in after}
+    fetches = sum(1 for r in requests(logfile) if r["path"].endswith("/stat/device"))
+    stop(lanternfold)
+    stop(minimal)
+    return mem, used, fetches
+
+
+def measure_connect(env_base, host, port, fingerprint):
+    """Lanternfold's connect until the rows are painted, beside the floor of its round trips."""
+    env = dict(os.environ)
+    env.update(env_base)
+    lantern, floor = [], []
+    for round_ in range(CONNECT_ROUNDS):
+        order = ["floor", "lanternfold"] if round_ % 2 == 0 else ["lanternfold", "floor"]
+        for name in order:
+            if name == "floor":
+                out = subprocess.run([FLOOR, host, str(port), USER, PASSWORD, "default", "3"], env=env,
+                                     capture_output=True, text=True, check=True).stdout
+                floor += [float(x) for x in re.findall(r"^floor-ms (\S+)$", out, re.M)]
+            else:
+                out = subprocess.run([HARNESS, "connect", host, str(port), USER, PASSWORD, fingerprint, "3"],
+                                     env=env, capture_output=True, text=True, check=True).stdout
+                lantern += [float(x) for x in re.findall(r"^connect-ms (\S+)$", out, re.M)]
+    return statistics.median(lantern), statistics.median(floor), lantern, floor
+
+
+def measure_decoding():
+    """Python's json.loads of the same bytes first, then bench_inventory, given Python's medians,
+    which prints its own and the ratio. CPU time of the decoding thread is the figure: on a shared
+    machine elapsed time measures the scheduler as much as the code."""
+    raw = open(DEVICES, "rb").read()
+    wall, cpu = [], []
+    for _ in range(20):
+        started, started_cpu = time.perf_counter(), time.thread_time()
+        json.loads(raw)
+        cpu.append((time.thread_time() - started_cpu) * 1e3)
+        wall.append((time.perf_counter() - started) * 1e3)
+    python_wall, python_cpu = statistics.median(wall), statistics.median(cpu)
+    out = subprocess.run([INVENTORY, DEVICES, "20", "%.3f" % python_wall, "%.3f" % python_cpu],
+                         capture_output=True, text=True, check=True).stdout
+    ours = float(re.search(r"CPU time median ([\d.]+) ms", out).group(1))
+    return ours, python_cpu, out
+
+
+# The table.
+
+def verdict(ok):
+    return "ok" if ok else "**MISS**"
+
+
+def write_readme(rows, notes):
+    lines = ["| Figure | Lanternfold | Baseline | Ratio | Budget | Verdict |", "|---|---|---|---|---|---|"]
+    lines += ["| " + " | ".join(row) + " |" for row in rows]
+    table = "\n".join(lines) + "\n\n" + "\n".join(f"- {note}" for note in notes) + "\n"
+    log("\n" + table)
+    if not README:
+        return
+    text = open(README).read()
+    begin, end = "<!-- bench:begin -->", "<!-- bench:end -->"
+    if begin not in text or end not in text:
+        raise SystemExit(f"{README} has no {begin} … {end} markers")
+    head, rest = text.split(begin, 1)
+    _, tail = rest.split(end, 1)
+    open(README, "w").write(head + begin + "\n" + table + end + tail)
+    log(f"written to {README}")
+
+
+def main():
+    xvfb_out = os.path.join(TMP, "display")
+    xvfb = spawn(["Xvfb", "-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp"],
+                 stdout=open(xvfb_out, "w"), stderr=subprocess.DEVNULL)
+    for _ in range(100):
+        if open(xvfb_out).read().strip():
+            break
+        time.sleep(0.1)
+    display_name = ":" + open(xvfb_out).read().split()[0]
+    env_base = {"DISPLAY": display_name, "QT_QPA_PLATFORM": "xcb"}
+    os.environ.update(env_base)
+    display = Display(display_name)
+    # A desktop with a tray, as the program meets it: an XEmbed panel in the lower right corner.
+    spawn(["trayer", "--edge", "bottom", "--align", "right", "--widthtype", "pixel", "--width", "28",
+           "--heighttype", "pixel", "--height", "28", "--transparent", "false"],
+          stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    time.sleep(1)
+    display.drain()
+
+    log(f"1. start to main window shown: {START_ROUNDS} starts of each program, interleaved")
+    start_ours, start_base, start_all = measure_start(display, env_base)
+    log("   lanternfold %s\n   minimal     %s" % ([round(t, 1) for t in start_all["lanternfold"]],
+                                                  [round(t, 1) for t in start_all["minimal"]]))
+
+    log("2./3. memory and idle CPU, logged in to 600 devices and 20 cameras, beside the minimal window")
+    sim, host, port, fingerprint, simlog = start_sim()
+    mem, used, fetches = measure_idle(display, env_base, host, port, fingerprint, simlog)
+    stop(sim)
+    log(f"   memory {mem}\n   cpu (stat ms, on-cpu ms, context switches) {used}; stat/device fetches {fetches}")
+
+    log(f"4. connect to devices shown with 50 ms added to every answer: {CONNECT_ROUNDS} rounds of 3 each")
+    sim, host, port, fingerprint, simlog = start_sim("--latency", "50:/")
+    connect_ours, connect_floor, connect_all, floor_all = measure_connect(env_base, host, port, fingerprint)
+    stop(sim)
+    log("   lanternfold %s\n   floor       %s" % ([round(t, 1) for t in connect_all], [round(t, 1) for t in floor_all]))
+
+    log("5. decoding the 600-device answer")
+    decode_ours, decode_python, inventory_out = measure_decoding()
+    log(inventory_out.rstrip())
+
+    rows = []
+    ratio = start_ours / start_base
+    rows.append(["Start to main window shown (exec → MapNotify, median of %d)" % START_ROUNDS,
+                 "%.0f ms" % start_ours, "%.0f ms (minimal Qt Widgets window)" % start_base,
+                 "%.2fx" % ratio, "≤ 1.5x", verdict(ratio <= 1.5)])
+    (rss, pss, anon), (base_rss, base_pss, base_anon) = mem["lanternfold"], mem["minimal"]
+    ratio = rss / base_rss
+    rows.append(["Resident memory, logged in, 600 devices + 20 cameras shown, after %d s idle" % IDLE_SECONDS,
+                 "%.1f MB (Pss %.1f MB, anonymous %.1f MB)" % (rss, pss, anon),
+                 "%.1f MB (Pss %.1f MB, anonymous %.1f MB) (minimal window)" % (base_rss, base_pss, base_anon),
+                 "%.2fx (Pss %.2fx)" % (ratio, pss / base_pss), "≤ 1.5x", verdict(ratio <= 1.5)])
+    (ticks, on_cpu, switches), (base_ticks, base_on_cpu, base_switches) = used["lanternfold"], used["minimal"]
+    ratio = on_cpu / base_on_cpu if base_on_cpu else float("inf")
+    rows.append(["CPU time over %d s idle, logged in, window closed" % IDLE_SECONDS,
+                 "%.1f ms on CPU (utime+stime %.0f ms), %d wake-ups" % (on_cpu, ticks, switches),
+                 "%.1f ms on CPU (utime+stime %.0f ms), %d wake-ups (minimal window, one 20 s timer)"
+                 % (base_on_cpu, base_ticks, base_switches),
+                 "%.2fx" % ratio, "≤ 1.5x", verdict(ratio <= 1.5)])
+    ratio = connect_ours / connect_floor
+    rows.append(["Connect to device rows shown, 50 ms added to every answer (median of %d)" % len(connect_all),
+                 "%.0f ms" % connect_ours, "%.0f ms (floor: TLS, login, both fetches at once)" % connect_floor,
+                 "%.2fx" % ratio, "≤ 1.2x", verdict(ratio <= 1.2)])
+    speedup = decode_python / decode_ours
+    rows.append(["Decoding the 600-device answer (%.1f MB), CPU time, median of 20" % (os.path.getsize(DEVICES) / 1e6),
+                 "%.1f ms" % decode_ours, "%.1f ms (Python json.loads)" % decode_python,
+                 "%.2fx (%.1fx faster)" % (decode_ours / decode_python, speedup), "≥ 10x faster",
+                 verdict(speedup >= 10)])
+    notes = [
+        "Measured %s on %d cores (load average %.1f at the end), Release build, Xvfb with an XEmbed tray "
+        "(trayer); every program started with a new user's HOME and XDG folders."
+        % (time.strftime("%Y-%m-%d"), os.cpu_count(), os.getloadavg()[0]),
+        "Memory: VmRSS and RssAnon (heap and other anonymous memory) from /proc/PID/status, Pss from "
+        "/proc/PID/smaps_rollup. CPU: the on-CPU time of all "
+        "threads from /proc/PID/task/*/schedstat (utime+stime from /proc/PID/stat counts in 10 ms ticks); "
+        "wake-ups are the threads' context switches over the same %d s." % IDLE_SECONDS,
+        "Lanternfold logs in the way it does at login: the saved controller and the remembered password, "
+        "reconnected by the scheduler for a job that fell due; it fetched the device list %d time(s)." % fetches,
+        "Connect: from AppState::connect, as the login form calls it, until the device list has painted its "
+        "rows (bench/bench_connect.cpp, the program's own window); the floor is bench/connect-floor.cpp, "
+        "a fresh QNetworkAccessManager per round against the same simulated controller.",
+    ]
+    write_readme(rows, notes)
+
+
+def stop_all():
+    for child in reversed(children):
+        if child.poll() is None:
+            child.terminate()
+            try:
+                child.wait(10)
+            except subprocess.TimeoutExpired:
+                child.kill()
+
+
+if __name__ == "__main__":
+    try:
+        main()
+    finally:
+        stop_all()

@@ -1,0 +1,35 @@
+#include "Services/MemoryRelease.h"
+
+#include <QCoreApplication>
+#include <QPointer>
+#include <QTimer>
+
+#include <malloc.h>
+
+namespace lanternfold {
+
+namespace {
+
+// Late enough that the finished replies, deleted from the event loop, have let go of their
+// buffers; one release for a burst of refreshes.
+constexpr int releaseDelayMs = 2000;
+
+} // namespace
+
+void releaseFreedMemorySoon()
+{
+    auto *application = QCoreApplication::instance();
+    if (!application)
+        return;
+    // One timer for the process, as the heap is one; the application owns it.
+    static QPointer<QTimer> timer;
+    if (!timer) {
+        timer = new QTimer(application);
+        timer->setSingleShot(true);
+        timer->setInterval(releaseDelayMs);
+        QObject::connect(timer, &QTimer::timeout, application, [] { malloc_trim(0); });
+    }
+    timer->start();
+}
+
+} // namespace lanternfold
