@@ -45,6 +45,7 @@ private Q_SLOTS:
     void camerasAgreeWithDocumentParser();
     void paddedAndUnpaddedBuffersReadAlike();
     void reusedParserReadsEachAnswerAfresh();
+    void parserReadsAgainAfterGivingBackItsMemory();
     void underflowCandidates_data();
     void underflowCandidates();
 };
@@ -373,6 +374,17 @@ void TestInventoryDecoding::reusedParserReadsEachAnswerAfresh()
     QCOMPARE(decodeCameras(cameras).value().size(), 4);
     QCOMPARE(decodeAccessPoints(R"({"data":[]})").value().size(), 0);
     QCOMPARE(decodeAccessPoints(large), decodeAccessPointsFromDocument(large));
+}
+
+void TestInventoryDecoding::parserReadsAgainAfterGivingBackItsMemory()
+{
+    const QByteArray large = testData(u"stat-device-mixed.json"_s);
+    const auto before = decodeAccessPoints(large);
+    QVERIFY(before.ok());
+    json::releaseParserMemory();
+    json::releaseParserMemory(); // twice in a row, as two idle moments may come without an answer
+    QCOMPARE(decodeAccessPoints(large), before);
+    QVERIFY(!decodeAccessPoints(R"({"data":[)").ok());
 }
 
 void TestInventoryDecoding::underflowCandidates_data()

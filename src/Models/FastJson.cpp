@@ -172,9 +172,22 @@ QString typeName(const FastValue &value)
     return typeName(value.element());
 }
 
-std::optional<FastValue> parseFast(const QByteArray &bytes)
+namespace {
+simdjson::dom::parser &threadParser()
 {
     thread_local simdjson::dom::parser parser;
+    return parser;
+}
+} // namespace
+
+void releaseParserMemory()
+{
+    threadParser() = simdjson::dom::parser{};
+}
+
+std::optional<FastValue> parseFast(const QByteArray &bytes)
+{
+    simdjson::dom::parser &parser = threadParser();
     const auto size = size_t(bytes.size());
     // simdjson reads up to SIMDJSON_PADDING bytes past the end. A buffer with that much room
     // after its data is read where it is; any other is first copied into the parser's own.

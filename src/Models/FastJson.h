@@ -98,6 +98,9 @@ private:
 /// The parser is the calling thread's own and is reused, so that a large answer does not pay for
 /// fresh buffers each time; the value is valid until the thread's next call.
 std::optional<FastValue> parseFast(const QByteArray &bytes);
+/// Gives back what the calling thread's parser holds: buffers about three times the size of the
+/// largest answer it read. Every value it parsed becomes invalid; the next parse allocates anew.
+void releaseParserMemory();
 
 QString typeName(const FastValue &value);
 std::optional<qint64> exactInteger(const FastValue &value);

@@ -1,5 +1,7 @@
 #include "Services/MemoryRelease.h"
 
+#include "Models/FastJson.h"
+
 #include <QCoreApplication>
 #include <QPointer>
 #include <QTimer>
@@ -27,7 +29,12 @@ void releaseFreedMemorySoon()
         timer = new QTimer(application);
         timer->setSingleShot(true);
         timer->setInterval(releaseDelayMs);
-        QObject::connect(timer, &QTimer::timeout, application, [] { malloc_trim(0); });
+        QObject::connect(timer, &QTimer::timeout, application, [] {
+            // The parser's buffers first: for a large site they are the biggest part, and kept
+            // for the next answer they would stay while the program idles between refreshes.
+            json::releaseParserMemory();
+            malloc_trim(0);
+        });
     }
     timer->start();
 }
