@@ -272,6 +272,8 @@ void TestFaultsPlatform::programWithoutATray()
     // The person logs in through the window before the first look: the run waits for that login.
     const ControllerConfig config = configFor(sim);
     (void)state.connect(config.host, config.port, config.kind, config.username, sim.password(), config.site, false);
+    // The status item follows the window's first paint.
+    QTRY_VERIFY(delegate.statusItem());
 
     // The window is the way in.
     ContentView &window = app.window();

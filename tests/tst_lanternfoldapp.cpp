@@ -126,7 +126,7 @@ void TestLanternfoldApp::loggingInSwapsTheFormForTheTabsInTheSameWindow()
     QVERIFY(window.tabs());
     QVERIFY(window.tabs()->isVisible());
     QVERIFY(!window.loginView()->isVisible());
-    QCOMPARE(window.tabs()->count(), 3);
+    QTRY_COMPARE(window.tabs()->count(), 3);
     QCOMPARE(window.tabs()->tabText(0), u"Devices"_s);
     QCOMPARE(window.tabs()->tabText(1), u"Schedules"_s);
     QCOMPARE(window.tabs()->tabText(2), u"Settings"_s);

@@ -7,6 +7,8 @@
 #include "Views/ContentView.h"
 
 #include <QApplication>
+#include <QEvent>
+#include <QTimer>
 
 namespace lanternfold {
 
@@ -36,7 +38,27 @@ LanternfoldApp::~LanternfoldApp()
 
 void LanternfoldApp::start()
 {
+    // The tray icon costs a few milliseconds (its window, the embedding in the tray, the menu's
+    // first look): the main window reaches the screen first, and the icon follows its first paint.
+    // A window that is never painted (minimised at once) still gets its icon a moment later.
+    m_window->installEventFilter(this);
     m_window->show();
+    QTimer::singleShot(trayDelayLimit, this, &LanternfoldApp::setUpTray);
+}
+
+bool LanternfoldApp::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_window.get() && event->type() == QEvent::Paint)
+        QTimer::singleShot(0, this, &LanternfoldApp::setUpTray);
+    return QObject::eventFilter(watched, event);
+}
+
+void LanternfoldApp::setUpTray()
+{
+    if (m_trayStarted)
+        return;
+    m_trayStarted = true;
+    m_window->removeEventFilter(this);
     m_delegate->setUpStatusItem();
 }
 

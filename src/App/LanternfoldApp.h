@@ -3,6 +3,8 @@
 #include <QObject>
 #include <QString>
 
+#include <chrono>
+
 #include <memory>
 
 namespace lanternfold {
@@ -27,7 +29,7 @@ public:
     /// The window goes before the state it shows.
     ~LanternfoldApp() override;
 
-    /// Shows the main window and puts the icon in the tray.
+    /// Shows the main window and puts the icon in the tray, once the window has painted.
     void start();
     /// Shows the main window, or brings it to the front when it is already open.
     void openMainWindow();
@@ -36,11 +38,20 @@ public:
     [[nodiscard]] ContentView &window() const { return *m_window; }
     [[nodiscard]] AppDelegate &delegate() const { return *m_delegate; }
 
+    /// The tray icon waits for the window's first paint, or this long if that never comes.
+    static constexpr std::chrono::milliseconds trayDelayLimit{500};
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
+    void setUpTray();
+
     std::unique_ptr<AppState> m_appState;
     std::unique_ptr<ContentView> m_window;
     std::unique_ptr<CertificateQuestion> m_question;
     std::unique_ptr<AppDelegate> m_delegate;
+    bool m_trayStarted = false;
 };
 
 } // namespace lanternfold

@@ -9,6 +9,7 @@
 
 #include <QStackedLayout>
 #include <QTabWidget>
+#include <QTimer>
 
 namespace lanternfold {
 
@@ -45,10 +46,20 @@ void ContentView::showLoginState()
     m_tabs = new QTabWidget(this);
     m_tabs->setDocumentMode(true);
     m_tabs->addTab(new DeviceListView(m_appState, m_tabs), symbolIcon(Symbol::wifiRouter), u"Devices"_s);
+    m_stack->addWidget(m_tabs);
+    // Showing the Devices tab asks for the device lists; the requests leave on the next turn of
+    // the event loop. The other two tabs are built after that turn, so that their construction
+    // runs while the controller answers instead of before the requests are sent.
+    m_stack->setCurrentWidget(m_tabs);
+    QTimer::singleShot(0, m_tabs, [this] { addRemainingTabs(); });
+}
+
+void ContentView::addRemainingTabs()
+{
+    if (!m_tabs || m_tabs->count() != 1)
+        return;
     m_tabs->addTab(new ScheduleListView(m_appState, m_tabs), symbolIcon(Symbol::clock), u"Schedules"_s);
     m_tabs->addTab(new SettingsView(m_appState, m_trust, m_tabs), symbolIcon(Symbol::gearshape), u"Settings"_s);
-    m_stack->addWidget(m_tabs);
-    m_stack->setCurrentWidget(m_tabs);
 }
 
 } // namespace lanternfold

@@ -26,11 +26,13 @@ public:
     ~ContentView() override;
 
     [[nodiscard]] LoginView *loginView() const { return m_login; }
-    /// The tabs while logged in, else null.
+    /// The tabs while logged in, else null. Devices comes first; Schedules and Settings join it
+    /// on the next turn of the event loop.
     [[nodiscard]] QTabWidget *tabs() const { return m_tabs; }
 
 private:
     void showLoginState();
+    void addRemainingTabs();
 
     AppState &m_appState;
     CertTrustService &m_trust;
