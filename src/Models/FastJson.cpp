@@ -1,7 +1,10 @@
 #include "Models/FastJson.h"
 
+#include <immintrin.h>
+
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -89,7 +92,6 @@ namespace {
 /// negative), while "e-" after a digit and long runs of zeros are rare, so whole blocks are
 /// tested at once and only a block with a candidate is looked at byte by byte.
 using Block16 = unsigned char __attribute__((vector_size(16)));
-using Block32 = unsigned char __attribute__((vector_size(32)));
 
 template <typename Block>
 [[gnu::always_inline]] inline bool mayUnderflowBlocks(std::string_view bytes)
@@ -140,9 +142,57 @@ template <typename Block>
     return false;
 }
 
+/// The bytes of a 64-byte block equal to c, one bit each.
+__attribute__((target("avx2"))) inline std::uint64_t bytesEqual(__m256i low, __m256i high, __m256i c)
+{
+    const auto lowBits = std::uint32_t(_mm256_movemask_epi8(_mm256_cmpeq_epi8(low, c)));
+    const auto highBits = std::uint32_t(_mm256_movemask_epi8(_mm256_cmpeq_epi8(high, c)));
+    return std::uint64_t(lowBits) | std::uint64_t(highBits) << 32;
+}
+
+/// With AVX2 each block of 64 bytes becomes three bit masks (dashes, e or E, zeros): "e-" pairs
+/// are found by shifting one mask against another, and zeros in a row are counted exactly from
+/// the ends of the zero mask, so every byte is loaded once.
 __attribute__((target("avx2"))) bool mayUnderflowAvx2(std::string_view bytes)
 {
-    return mayUnderflowBlocks<Block32>(bytes);
+    constexpr size_t width = 64;
+    constexpr size_t longRun = 200;
+    const auto *p = reinterpret_cast<const unsigned char *>(bytes.data());
+    const size_t n = bytes.size();
+    const __m256i dash = _mm256_set1_epi8('-');
+    const __m256i lowerE = _mm256_set1_epi8('e');
+    const __m256i caseBit = _mm256_set1_epi8(0x20);
+    const __m256i zero = _mm256_set1_epi8('0');
+    std::uint64_t eBefore = 0; // whether the byte before the block is an e or E
+    size_t zeros = 0;          // zeros in a row up to the end of the last block
+    size_t i = 0;
+    for (; i + width <= n; i += width) {
+        const __m256i low = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p + i));
+        const __m256i high = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p + i + 32));
+        const std::uint64_t es = bytesEqual(_mm256_or_si256(low, caseBit), _mm256_or_si256(high, caseBit), lowerE);
+        for (std::uint64_t pairs = bytesEqual(low, high, dash) & (es << 1 | eBefore); pairs != 0; pairs &= pairs - 1) {
+            if (largeNegativeExponentAt(bytes, i + size_t(std::countr_zero(pairs))))
+                return true;
+        }
+        eBefore = es >> 63;
+        const std::uint64_t zeroBits = bytesEqual(low, high, zero);
+        if (zeroBits == ~std::uint64_t(0)) {
+            zeros += width;
+        } else {
+            // A block is shorter than a long run: one can only end in it, or go on past it.
+            if (zeros + size_t(std::countr_one(zeroBits)) >= longRun)
+                return true;
+            zeros = size_t(std::countl_one(zeroBits));
+        }
+        if (zeros >= longRun)
+            return true;
+    }
+    for (; i < n; ++i) {
+        zeros = p[i] == '0' ? zeros + 1 : 0;
+        if (zeros >= longRun || largeNegativeExponentAt(bytes, i))
+            return true;
+    }
+    return false;
 }
 
 bool mayUnderflowBaseline(std::string_view bytes)
@@ -234,6 +284,11 @@ struct AskedKeys
 {
     QStringList keys;
     std::vector<std::string> utf8;
+    /// Bit n is set when a key of n bytes was asked for; bit 63 stands for every longer key too.
+    /// Most of a device's members have names of other lengths, and are passed over on this alone.
+    std::uint64_t lengths = 0;
+
+    static std::uint64_t lengthBit(size_t length) { return std::uint64_t(1) << std::min<size_t>(length, 63); }
 };
 
 AskedKeys &askedKeys()
@@ -262,6 +317,8 @@ void FastObjectReader::gather() const
             ++ahead;
         }
         const std::string_view key = it.key();
+        if ((asked.lengths & AskedKeys::lengthBit(key.size())) == 0)
+            continue;
         for (size_t i = 0; i < m_gatheredCount; ++i) {
             if (key == asked.utf8[i])
                 m_gathered[i] = it.value();
@@ -289,6 +346,7 @@ std::optional<element> FastObjectReader::find(const QString &key) const
     if (index < 0 && size_t(asked.keys.size()) < maxGathered) {
         asked.keys.append(key);
         asked.utf8.emplace_back(name);
+        asked.lengths |= AskedKeys::lengthBit(name.size());
     }
     return found;
 }

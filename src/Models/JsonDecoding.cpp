@@ -3,6 +3,9 @@
 #include <QJsonDocument>
 #include <QJsonParseError>
 
+#include <array>
+#include <charconv>
+
 namespace lanternfold::json {
 
 using namespace Qt::StringLiterals;
@@ -19,7 +22,14 @@ QString childPath(const QString &path, const QString &key)
 
 QString elementPath(const QString &path, qsizetype index)
 {
-    return path + u'[' + QString::number(index) + u']';
+    // Built for every element of a large answer: one allocation instead of four.
+    std::array<char, 24> digits{};
+    const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), index).ptr;
+    const auto length = qsizetype(written - digits.data());
+    QString result;
+    result.reserve(path.size() + length + 2);
+    result.append(path).append(u'[').append(QLatin1StringView(digits.data(), length)).append(u']');
+    return result;
 }
 
 std::optional<qint64> exactInteger(const QJsonValue &value)
