@@ -2,6 +2,7 @@
 
 #include <QJsonDocument>
 #include <QRegularExpression>
+#include <QSet>
 
 using namespace lanternfold;
 using namespace lanternfold::test;
@@ -48,6 +49,7 @@ private Q_SLOTS:
     void rebootCameraRefusesUnsafeIds();
     void rebootCameraSendsSafeIdUnchanged();
     void classicHasNoCamerasAndSendsNothing();
+    void idleConnectionsCloseSoonAfterTheLastAnswer();
     void requestThatNeverAnswersTimesOut();
     void bodyCutShortBySilenceTimesOut();
     void bodyCutShortByResetIsNetworkError();
@@ -534,6 +536,31 @@ void TestUnifiAPIClient::classicHasNoCamerasAndSendsNothing()
     QVERIFY(cameras.ok());
     QVERIFY(cameras.value().isEmpty());
     QCOMPARE(requests(sim).size(), before);
+}
+
+void TestUnifiAPIClient::idleConnectionsCloseSoonAfterTheLastAnswer()
+{
+    Sim &sim = startSim();
+    auto client = makeClient(sim);
+    QVERIFY(await(client->login(sim.password())).ok());
+    QVERIFY(await(client->fetchAccessPoints()).ok());
+    const auto connections = [&sim](const QString &event) {
+        QSet<int> ids;
+        for (const QJsonObject &entry : sim.logEntries()) {
+            if (entry.value(u"event"_s).toString() == event)
+                ids.insert(entry.value(u"conn"_s).toInt());
+        }
+        return ids;
+    };
+    // Kept for the next request of a burst, and then closed by the client rather than left for the
+    // two minutes that would wake an idle program: every connection that carried a request ends.
+    const QSet<int> used = connections(u"request"_s);
+    QVERIFY(!used.isEmpty());
+    QVERIFY(connections(u"disconnect"_s).isEmpty());
+    const int limit = int(std::chrono::milliseconds(UnifiAPIClient::idleConnectionKeep).count()) + 10'000;
+    QTRY_VERIFY_WITH_TIMEOUT(connections(u"disconnect"_s).contains(used), limit);
+    // The next request opens a connection of its own and is answered as before.
+    QVERIFY(await(client->fetchAccessPoints()).ok());
 }
 
 void TestUnifiAPIClient::requestThatNeverAnswersTimesOut()

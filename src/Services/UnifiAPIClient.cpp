@@ -178,6 +178,11 @@ QNetworkRequest UnifiAPIClient::makeRequest(const QString &path, bool sendsCsrfT
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     // The API is a handful of small requests: HTTP/2 would bring nothing but another code path.
     request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
+    // Requests come in bursts (a login and its fetches, a refresh) with long quiet between. Qt keeps
+    // an idle connection for two minutes and then wakes to close it, which the idle program would
+    // pay for long after the burst; a short keep lets it go while the burst's work is still settling.
+    request.setAttribute(QNetworkRequest::ConnectionCacheExpiryTimeoutSecondsAttribute,
+                         int(idleConnectionKeep.count()));
     if (sendsCsrfToken) {
         if (const auto token = csrfTokenFor(url))
             request.setRawHeader("X-CSRF-Token", token->toUtf8());

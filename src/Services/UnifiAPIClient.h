@@ -135,6 +135,9 @@ public:
                                                  const QHash<QByteArray, QByteArray> &headers, const QByteArray &body,
                                                  const QList<QNetworkCookie> &cookies);
 
+    /// How long a connection with no request on it is kept for the next one.
+    static constexpr std::chrono::seconds idleConnectionKeep{10};
+
 Q_SIGNALS:
     /// No request is in flight any more.
     void becameIdle();
