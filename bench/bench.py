@@ -264,6 +264,20 @@ def cpu(pid):
     return ticks * 1000 / os.sysconf("SC_CLK_TCK"), threads
 
 
+def woken_threads(pid, before, after):
+    """Each thread's name and context switches between two readings, for those that woke."""
+    woken = []
+    for task, (_, count) in sorted(after[1].items()):
+        count -= before[1].get(task, (0, 0))[1]
+        if count:
+            try:
+                name = open(f"/proc/{pid}/task/{task}/comm").read().strip()
+            except FileNotFoundError:
+                name = task
+            woken.append(f"{name} {count}")
+    return ", ".join(woken) or "none"
+
+
 def cpu_used(before, after):
     """(utime+stime ms, on-CPU ms, wake-ups) between two readings; a thread that ended meanwhile
     counts nothing, one that started counts whole."""
@@ -304,6 +318,9 @@ def measure_idle(display, env_base, host, port, fingerprint, logfile):
     time.sleep(IDLE_SECONDS)
     after = {"lanternfold": cpu(lanternfold.pid), "minimal": cpu(minimal.pid)}
     used = {name: cpu_used(before[name], after[name]) for name in after}
+    pids = {"lanternfold": lanternfold.pid, "minimal": minimal.pid}
+    for name in after:
+        log(f"  {name} wake-ups by thread: {woken_threads(pids[name], before[name], after[name])}")
     fetches = sum(1 for r in requests(logfile) if r["path"].endswith("/stat/device"))
     stop(lanternfold)
     stop(minimal)
