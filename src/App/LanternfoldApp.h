@@ -4,7 +4,6 @@
 #include <QString>
 
 #include <chrono>
-
 #include <memory>
 
 namespace lanternfold {

@@ -88,14 +88,12 @@ bool largeNegativeExponentAt(std::string_view bytes, size_t minus)
 
 namespace {
 
-/// The search of mayUnderflow, Width bytes at a time: dashes are common (signal levels are
-/// negative), while "e-" after a digit and long runs of zeros are rare, so whole blocks are
-/// tested at once and only a block with a candidate is looked at byte by byte.
-using Block16 = unsigned char __attribute__((vector_size(16)));
-
-template <typename Block>
-[[gnu::always_inline]] inline bool mayUnderflowBlocks(std::string_view bytes)
+/// The search of mayUnderflow where AVX2 is missing, 16 bytes at a time: dashes are common
+/// (signal levels are negative), while "e-" after a digit and long runs of zeros are rare, so
+/// whole blocks are tested at once and only a block with a candidate is looked at byte by byte.
+bool mayUnderflowBaseline(std::string_view bytes)
 {
+    using Block = unsigned char __attribute__((vector_size(16)));
     constexpr size_t width = sizeof(Block);
     constexpr size_t words = width / sizeof(std::uint64_t);
     // A run of 200 zeros covers this many whole blocks, wherever it starts.
@@ -193,11 +191,6 @@ __attribute__((target("avx2"))) bool mayUnderflowAvx2(std::string_view bytes)
             return true;
     }
     return false;
-}
-
-bool mayUnderflowBaseline(std::string_view bytes)
-{
-    return mayUnderflowBlocks<Block16>(bytes);
 }
 
 } // namespace
