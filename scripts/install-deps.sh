@@ -7,6 +7,7 @@ packages=(
   # build
   build-essential cmake ninja-build g++ clang clang-format clang-tidy-19 libclang-rt-14-dev
   qt6-base-dev qt6-base-dev-tools qtkeychain-qt6-dev qcoro-qt6-dev libicu-dev libssl-dev libsimdjson-dev
+  libfontconfig-dev
   pkg-config git
   # runtime pieces loaded at run time
   libsecret-1-0 libqt6svg6 qt6-svg-dev

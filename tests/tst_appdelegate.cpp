@@ -9,15 +9,6 @@
 using namespace lanternfold;
 using namespace Qt::StringLiterals;
 
-namespace {
-QIcon someIcon()
-{
-    QPixmap pixmap(16, 16);
-    pixmap.fill(Qt::darkBlue);
-    return QIcon(pixmap);
-}
-} // namespace
-
 /// The tray icon's menu and its way of finding a tray that appears after the program.
 class TestAppDelegate final : public QObject
 {
@@ -32,7 +23,7 @@ private Q_SLOTS:
 
 void TestAppDelegate::menuHasTheTwoEntries()
 {
-    AppDelegate delegate(someIcon(), {});
+    AppDelegate delegate(AppDelegate::Actions{});
     const QList<QAction *> actions = delegate.menu()->actions();
     QCOMPARE(actions.size(), 3);
     QCOMPARE(actions.at(0)->text(), u"Open Lanternfold"_s);
@@ -46,7 +37,7 @@ void TestAppDelegate::entriesCallTheirActions()
 {
     int opened = 0;
     int quit = 0;
-    AppDelegate delegate(someIcon(), {[&opened] { ++opened; }, [&quit] { ++quit; }});
+    AppDelegate delegate(AppDelegate::Actions{[&opened] { ++opened; }, [&quit] { ++quit; }});
     delegate.setTrayAvailability([] { return true; });
     delegate.setUpStatusItem();
     delegate.openAction()->trigger();
@@ -65,9 +56,11 @@ void TestAppDelegate::entriesCallTheirActions()
 void TestAppDelegate::trayThatAppearsLateIsPickedUp()
 {
     bool available = false;
-    AppDelegate delegate(someIcon(), {});
+    AppDelegate delegate(AppDelegate::Actions{});
     delegate.setTrayAvailability([&available] { return available; });
+    QVERIFY(!delegate.statusItem()); // nothing is painted before the tray is set up
     delegate.setUpStatusItem();
+    QCOMPARE(delegate.statusItem()->icon().availableSizes().size(), 6); // the tray glyph's sizes
     QVERIFY(!delegate.statusItem()->isVisible());
     QVERIFY(delegate.isWaitingForTray());
     delegate.checkTray(); // the panel is still not there
@@ -80,7 +73,7 @@ void TestAppDelegate::trayThatAppearsLateIsPickedUp()
 
 void TestAppDelegate::noTrayAtAllStopsLooking()
 {
-    AppDelegate delegate(someIcon(), {});
+    AppDelegate delegate(AppDelegate::Actions{});
     delegate.setTrayAvailability([] { return false; });
     delegate.setUpStatusItem();
     for (int poll = 0; poll < AppDelegate::trayPollLimit; ++poll)

@@ -1,5 +1,9 @@
 #include "App/SingleInstance.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -19,6 +23,8 @@ private Q_SLOTS:
 
     void firstBecomesPrimarySecondHandsOver();
     void staleSocketFileIsReplaced();
+    void lockFileLeftBehindDoesNotHoldTheNextLaunch();
+    void launchWaitsWhileAnotherHoldsTheLock();
     void defaultSocketIsInTheRuntimeFolder();
 
 private:
@@ -62,6 +68,33 @@ void TestSingleInstance::staleSocketFileIsReplaced()
     QFile leftover(socketPath());
     QVERIFY(leftover.open(QIODevice::WriteOnly));
     leftover.close();
+    SingleInstance next(socketPath());
+    QCOMPARE(next.claim(), SingleInstance::Claim::primary);
+}
+
+void TestSingleInstance::lockFileLeftBehindDoesNotHoldTheNextLaunch()
+{
+    // The lock is the kernel's, not the file: one left by an earlier launch, or written by an
+    // older version with its holder's details in it, is opened and locked again.
+    QFile leftover(socketPath() + u".lock"_s);
+    QVERIFY(leftover.open(QIODevice::WriteOnly));
+    leftover.write("4242\nlanternfold\nhost\n");
+    leftover.close();
+    SingleInstance next(socketPath());
+    QCOMPARE(next.claim(), SingleInstance::Claim::primary);
+}
+
+void TestSingleInstance::launchWaitsWhileAnotherHoldsTheLock()
+{
+    // Another launch in the middle of its claim holds the lock; this one waits its turn (about
+    // two seconds at most) and then runs without the guard rather than not at all.
+    const QByteArray lockPath = QFile::encodeName(socketPath() + u".lock"_s);
+    const int holder = ::open(lockPath.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    QVERIFY(holder >= 0);
+    QCOMPARE(::flock(holder, LOCK_EX | LOCK_NB), 0);
+    SingleInstance waiting(socketPath());
+    QCOMPARE(waiting.claim(), SingleInstance::Claim::failed);
+    ::close(holder); // the kernel lets go with the descriptor
     SingleInstance next(socketPath());
     QCOMPARE(next.claim(), SingleInstance::Claim::primary);
 }

@@ -1,5 +1,7 @@
 #include "App/AppDelegate.h"
 
+#include "Views/AppIcons.h"
+
 #include <QAction>
 #include <QMenu>
 #include <QSystemTrayIcon>
@@ -9,9 +11,8 @@ namespace lanternfold {
 
 using namespace Qt::StringLiterals;
 
-AppDelegate::AppDelegate(QIcon icon, Actions actions, QObject *parent)
+AppDelegate::AppDelegate(Actions actions, QObject *parent)
     : QObject(parent),
-      m_icon(std::move(icon)),
       m_actions(std::move(actions)),
       m_trayAvailable([] { return QSystemTrayIcon::isSystemTrayAvailable(); }),
       m_menu(std::make_unique<QMenu>())
@@ -38,7 +39,7 @@ AppDelegate::~AppDelegate() = default;
 void AppDelegate::setUpStatusItem()
 {
     if (!m_statusItem) {
-        m_statusItem = new QSystemTrayIcon(m_icon, this);
+        m_statusItem = new QSystemTrayIcon(trayIcon(), this);
         m_statusItem->setToolTip(u"Lanternfold"_s);
         m_statusItem->setContextMenu(m_menu.get());
         // A click on the icon itself opens the window too, as a tray user expects.

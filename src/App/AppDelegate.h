@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QIcon>
 #include <QObject>
 #include <QPointer>
 
@@ -27,10 +26,10 @@ public:
         std::function<void()> quit;
     };
 
-    AppDelegate(QIcon icon, Actions actions, QObject *parent = nullptr);
+    explicit AppDelegate(Actions actions, QObject *parent = nullptr);
     ~AppDelegate() override;
 
-    /// Puts the icon in the tray. A tray that is not there yet (the panel starts after the
+    /// Paints the icon and puts it in the tray. A tray that is not there yet (the panel starts after the
     /// program at login) is looked for again for a few minutes.
     void setUpStatusItem();
 
@@ -49,7 +48,6 @@ public:
     static constexpr int trayPollLimit = 150; // five minutes
 
 private:
-    QIcon m_icon;
     Actions m_actions;
     std::function<bool()> m_trayAvailable;
     std::unique_ptr<QMenu> m_menu;

@@ -19,12 +19,11 @@ LanternfoldApp::LanternfoldApp(ScheduleStore &store, CertTrustService &trust, co
       m_window(std::make_unique<ContentView>(*m_appState, trust)),
       m_question(std::make_unique<CertificateQuestion>(m_window.get()))
 {
-    m_window->setWindowIcon(lanternfoldIcon());
     m_appState->setCertificateApprover(m_question.get());
     AppDelegate::Actions actions;
     actions.openMainWindow = [this] { openMainWindow(); };
     actions.quit = [] { QCoreApplication::quit(); };
-    m_delegate = std::make_unique<AppDelegate>(trayIcon(), std::move(actions));
+    m_delegate = std::make_unique<AppDelegate>(std::move(actions));
 }
 
 LanternfoldApp::~LanternfoldApp()
@@ -38,27 +37,30 @@ LanternfoldApp::~LanternfoldApp()
 
 void LanternfoldApp::start()
 {
-    // The tray icon costs a few milliseconds (its window, the embedding in the tray, the menu's
-    // first look): the main window reaches the screen first, and the icon follows its first paint.
-    // A window that is never painted (minimised at once) still gets its icon a moment later.
+    // The tray icon and the window's own icon cost a few milliseconds (painting the emblem at
+    // every size, the tray's window and embedding, the menu's first look): the main window reaches
+    // the screen first, and the icons follow its first paint. The window manager shows the window
+    // icon as soon as it is set. A window that is never painted (minimised at once) still gets its
+    // icons a moment later.
     m_window->installEventFilter(this);
     m_window->show();
-    QTimer::singleShot(trayDelayLimit, this, &LanternfoldApp::setUpTray);
+    QTimer::singleShot(iconDelayLimit, this, &LanternfoldApp::setUpIcons);
 }
 
 bool LanternfoldApp::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched == m_window.get() && event->type() == QEvent::Paint)
-        QTimer::singleShot(0, this, &LanternfoldApp::setUpTray);
+        QTimer::singleShot(0, this, &LanternfoldApp::setUpIcons);
     return QObject::eventFilter(watched, event);
 }
 
-void LanternfoldApp::setUpTray()
+void LanternfoldApp::setUpIcons()
 {
-    if (m_trayStarted)
+    if (m_iconsSet)
         return;
-    m_trayStarted = true;
+    m_iconsSet = true;
     m_window->removeEventFilter(this);
+    m_window->setWindowIcon(lanternfoldIcon());
     m_delegate->setUpStatusItem();
 }
 

@@ -28,7 +28,7 @@ public:
     /// The window goes before the state it shows.
     ~LanternfoldApp() override;
 
-    /// Shows the main window and puts the icon in the tray, once the window has painted.
+    /// Shows the main window; its icon and the tray's follow once the window has painted.
     void start();
     /// Shows the main window, or brings it to the front when it is already open.
     void openMainWindow();
@@ -37,20 +37,20 @@ public:
     [[nodiscard]] ContentView &window() const { return *m_window; }
     [[nodiscard]] AppDelegate &delegate() const { return *m_delegate; }
 
-    /// The tray icon waits for the window's first paint, or this long if that never comes.
-    static constexpr std::chrono::milliseconds trayDelayLimit{500};
+    /// The icons wait for the window's first paint, or this long if that never comes.
+    static constexpr std::chrono::milliseconds iconDelayLimit{500};
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
-    void setUpTray();
+    void setUpIcons();
 
     std::unique_ptr<AppState> m_appState;
     std::unique_ptr<ContentView> m_window;
     std::unique_ptr<CertificateQuestion> m_question;
     std::unique_ptr<AppDelegate> m_delegate;
-    bool m_trayStarted = false;
+    bool m_iconsSet = false;
 };
 
 } // namespace lanternfold

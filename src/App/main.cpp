@@ -1,3 +1,4 @@
+#include "App/FontWarmUp.h"
 #include "App/LanternfoldApp.h"
 #include "App/SingleInstance.h"
 #include "Services/AppState.h"
@@ -85,6 +86,8 @@ int main(int argc, char *argv[])
     if (const std::optional<int> answered = answerInformationOptions(argc, argv))
         return *answered;
 
+    // Starts reading the fonts now, so that they are ready when the window lays out its first text.
+    FontWarmUp fonts;
     QApplication app(argc, argv);
     QApplication::setOrganizationName(u"Lanternfold"_s);
     QApplication::setApplicationName(u"Lanternfold"_s);
@@ -98,6 +101,7 @@ int main(int argc, char *argv[])
         return 0;
 
     quitOnTerminationSignals(app);
+    fonts.wait();
     LanternfoldApp lanternfold(ScheduleStore::shared(), CertTrustService::shared(), AppState::defaultSettingsPath());
     QObject::connect(&instance, &SingleInstance::openRequested, &lanternfold, &LanternfoldApp::openMainWindow);
     lanternfold.start();
