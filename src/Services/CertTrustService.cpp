@@ -4,6 +4,7 @@
 #include "Services/Preferences.h"
 
 #include <QCryptographicHash>
+#include <QLibrary>
 #include <QSettings>
 #include <QStandardPaths>
 
@@ -12,6 +13,40 @@
 namespace lanternfold {
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+/// The three functions of OpenSSL's libcrypto that read a certificate's public key, looked up on
+/// first use instead of linked. Qt's TLS backend loads the same library with the first connection
+/// (a key is only ever read from a connection), while linking it costs every start its four
+/// thousand symbol bindings before the window shows.
+struct X509Functions
+{
+    X509 *(*decode)(X509 **, const unsigned char **, long) = nullptr;
+    const ASN1_BIT_STRING *(*publicKeyBits)(const X509 *) = nullptr;
+    void (*release)(X509 *) = nullptr;
+};
+
+/// Null when the library or one of its functions is missing: no key can be read then, so no
+/// certificate is trusted.
+const X509Functions *x509Functions()
+{
+    static const X509Functions functions = [] {
+        X509Functions found;
+        // Not unloaded when this object goes: QLibrary leaves a loaded library in place.
+        QLibrary crypto(u"crypto"_s, 3);
+        if (!crypto.load())
+            return found;
+        found.decode = reinterpret_cast<decltype(found.decode)>(crypto.resolve("d2i_X509"));
+        found.publicKeyBits =
+            reinterpret_cast<decltype(found.publicKeyBits)>(crypto.resolve("X509_get0_pubkey_bitstr"));
+        found.release = reinterpret_cast<decltype(found.release)>(crypto.resolve("X509_free"));
+        return found;
+    }();
+    return functions.decode && functions.publicKeyBits && functions.release ? &functions : nullptr;
+}
+
+} // namespace
 
 const QString CertTrustService::defaultsKey = u"com.lanternfold.pinnedCertFingerprints"_s;
 
@@ -39,17 +74,20 @@ std::optional<QString> CertTrustService::fingerprintOfDer(const QByteArray &cert
 {
     if (certificateDer.isEmpty())
         return std::nullopt;
+    const X509Functions *x509Api = x509Functions();
+    if (!x509Api)
+        return std::nullopt;
     const auto *cursor = reinterpret_cast<const unsigned char *>(certificateDer.constData());
-    X509 *x509 = d2i_X509(nullptr, &cursor, static_cast<long>(certificateDer.size()));
+    X509 *x509 = x509Api->decode(nullptr, &cursor, static_cast<long>(certificateDer.size()));
     if (!x509)
         return std::nullopt;
     std::optional<QString> result;
     // The BIT STRING's contents, without its unused-bits byte.
-    if (const ASN1_BIT_STRING *key = X509_get0_pubkey_bitstr(x509); key && key->length > 0) {
+    if (const ASN1_BIT_STRING *key = x509Api->publicKeyBits(x509); key && key->length > 0) {
         const QByteArray bytes(reinterpret_cast<const char *>(key->data), key->length);
         result = QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
     }
-    X509_free(x509);
+    x509Api->release(x509);
     return result;
 }
 
