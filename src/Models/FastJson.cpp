@@ -237,14 +237,14 @@ std::optional<FastValue> parseFast(const QByteArray &bytes)
     // (A shallow copy, because only a non-const array answers how much room it has.)
     QByteArray shared = bytes;
     const bool padded = shared.data_ptr().freeSpaceAtEnd() >= qsizetype(simdjson::SIMDJSON_PADDING);
+    // Qt refuses a number that rounds to zero; simdjson reads 0.
+    if (mayUnderflow(std::string_view(bytes.constData(), size)))
+        return std::nullopt;
     element root;
     if (parser.parse(bytes.constData(), size, /*realloc_if_needed=*/!padded).get(root) != simdjson::SUCCESS)
         return std::nullopt;
     // Qt 6.4 reads only an object or an array at the top level.
     if (root.type() != element_type::OBJECT && root.type() != element_type::ARRAY)
-        return std::nullopt;
-    // Qt refuses a number that rounds to zero; simdjson reads 0.
-    if (mayUnderflow(std::string_view(bytes.constData(), size)))
         return std::nullopt;
     return FastValue(root);
 }
