@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # The one benchmark command: builds a Release tree, measures every performance figure beside a
 # baseline taken in the same run (bench/bench.py: the real program under Xvfb against the simulated
-# controller, a minimal Qt window, the floor of a connect's round trips, Python's json.loads) and
+# controller, a minimal Qt window, the floor of a connect's round trips, the memory floor of any
+# program that makes a TLS request, reads the keyring and formats a date, Python's json.loads) and
 # writes the table into README.md. Then runs the other benchmark programs, which print their own
-# figures. Takes about five minutes; not part of CI.
+# figures. Takes about six minutes; not part of CI.
 #
 #   scripts/bench.sh [--no-readme]
 set -euo pipefail
