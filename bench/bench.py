@@ -202,31 +202,30 @@ def requests(logfile):
 
 # Figures.
 
+def start_once(display, env_base, name):
+    """One start of a program with a new user's HOME: exec to its main window's MapNotify, in ms."""
+    env = fresh_home(name)
+    env.update(env_base)
+    display.drain()
+    started = time.monotonic()
+    process = spawn([LANTERNFOLD if name == "lanternfold" else MINIMAL], env=env)
+    shown, _ = display.wait_for_window(30)
+    time.sleep(0.3)
+    stop(process)
+    return (shown - started) * 1e3
+
+
 def measure_start(display, env_base):
     """Exec to the main window's MapNotify, for both programs, interleaved."""
     times = {"lanternfold": [], "minimal": []}
     # One start of each first, not counted: the first start after a build or other work reads its
     # libraries from disk, which says more about the machine's page cache than about the program.
-    for program in [LANTERNFOLD, MINIMAL]:
-        env = fresh_home("warm-up")
-        env.update(env_base)
-        display.drain()
-        process = spawn([program], env=env)
-        display.wait_for_window(30)
-        time.sleep(0.3)
-        stop(process)
+    for name in times:
+        start_once(display, env_base, name)
     for round_ in range(START_ROUNDS):
         order = ["lanternfold", "minimal"] if round_ % 2 == 0 else ["minimal", "lanternfold"]
         for name in order:
-            env = fresh_home(name)
-            env.update(env_base)
-            display.drain()
-            started = time.monotonic()
-            process = spawn([LANTERNFOLD if name == "lanternfold" else MINIMAL], env=env)
-            shown, _ = display.wait_for_window(30)
-            times[name].append((shown - started) * 1e3)
-            time.sleep(0.3)
-            stop(process)
+            times[name].append(start_once(display, env_base, name))
     return statistics.median(times["lanternfold"]), statistics.median(times["minimal"]), times
 
 

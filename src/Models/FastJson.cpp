@@ -237,7 +237,8 @@ std::optional<FastValue> parseFast(const QByteArray &bytes)
     // (A shallow copy, because only a non-const array answers how much room it has.)
     QByteArray shared = bytes;
     const bool padded = shared.data_ptr().freeSpaceAtEnd() >= qsizetype(simdjson::SIMDJSON_PADDING);
-    // Qt refuses a number that rounds to zero; simdjson reads 0.
+    // Qt refuses a number that rounds to zero; simdjson reads 0. Looked for before the parse: such
+    // an answer then costs no parse, and the parse reads bytes the search has just brought in.
     if (mayUnderflow(std::string_view(bytes.constData(), size)))
         return std::nullopt;
     element root;
