@@ -10,12 +10,12 @@
 //       prints one "connect-ms N" line per round, after one warm-up round that is not printed;
 //       each round has a new state and window (so a new client and TLS handshake), with the key
 //       already pinned and the password remembered, as the login form does by default
+#include "Async/Latch.h"
+#include "Controller/Trust/CertTrustService.h"
 #include "Models/ControllerConfig.h"
-#include "Services/AppState.h"
-#include "Services/CertTrustService.h"
-#include "Services/Latch.h"
-#include "Services/Preferences.h"
-#include "Services/ScheduleStore.h"
+#include "Platform/Preferences.h"
+#include "Schedules/ScheduleStore.h"
+#include "State/AppState.h"
 #include "Views/ContentView.h"
 #include "Views/DeviceList.h"
 

@@ -5,7 +5,7 @@
 // CPU time, and "decode-ratio-wall:" over elapsed time. The machine that runs this is often shared:
 // elapsed time then measures the scheduler as much as the code, CPU time far less so.
 
-#include "Services/Inventory.h"
+#include "Controller/Inventory.h"
 
 #include <QElapsedTimer>
 #include <QFile>

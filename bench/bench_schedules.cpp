@@ -2,8 +2,8 @@
 // changes, and saving and loading a jobs file of 1,000 jobs with 20 devices each. Prints
 // milliseconds (median of several rounds), the cost per call and the file's size.
 
-#include "Services/RecurrenceRuleNextRun.h"
-#include "Services/ScheduleStore.h"
+#include "Schedules/RecurrenceRuleNextRun.h"
+#include "Schedules/ScheduleStore.h"
 
 #include <QElapsedTimer>
 #include <QFileInfo>

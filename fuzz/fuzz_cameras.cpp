@@ -1,4 +1,4 @@
-#include "Services/Inventory.h"
+#include "Controller/Inventory.h"
 #include "support/FuzzSupport.h"
 
 #include <QJsonArray>

@@ -1,7 +1,7 @@
 // A console's session cookie value, as UnifiAPIClient::csrfTokenFromJwt reads the CSRF token out of
 // it: whatever it finds must be found again in a token made to carry it.
 
-#include "Services/UnifiAPIClient.h"
+#include "Controller/UnifiAPIClient.h"
 #include "support/FuzzSupport.h"
 
 #include <QJsonDocument>

@@ -3,7 +3,7 @@
 // Network Application, anything else for a console), header lines "Name: value", an empty line,
 // then the body. Set-Cookie headers become the session's cookies as Qt parses them.
 
-#include "Services/UnifiAPIClient.h"
+#include "Controller/UnifiAPIClient.h"
 #include "support/FuzzSupport.h"
 
 #include <cstddef>

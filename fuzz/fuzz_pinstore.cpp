@@ -10,7 +10,7 @@
 // run as if the program had run out of memory. libFuzzer's malloc limit is lifted for this target
 // (fuzz_pinstore.flags), so that the request reaches ASan's refusal at all.
 
-#include "Services/CertTrustService.h"
+#include "Controller/Trust/CertTrustService.h"
 #include "support/FuzzSupport.h"
 
 #include <QFile>

@@ -2,7 +2,7 @@
 // decodes must encode and decode back to an equal rule, and nextRun and summary must finish
 // on it in zones with half-hour, midnight and ordinary daylight-saving changes.
 #include "Models/JsonDecoding.h"
-#include "Services/RecurrenceRuleNextRun.h"
+#include "Schedules/RecurrenceRuleNextRun.h"
 #include "support/FuzzSupport.h"
 
 #include <QDateTime>

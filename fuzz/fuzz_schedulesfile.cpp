@@ -1,6 +1,6 @@
 // Decodes arbitrary bytes as a whole jobs file with the store's real decoder; whatever decodes
 // must encode and decode back to an equal job list.
-#include "Services/ScheduleStore.h"
+#include "Schedules/ScheduleStore.h"
 #include "support/FuzzSupport.h"
 
 #include <cstddef>

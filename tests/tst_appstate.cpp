@@ -1,6 +1,6 @@
 #include "StateFixture.h"
 
-#include "Services/SchedulerEngine.h"
+#include "State/SchedulerEngine.h"
 
 #include <QJsonDocument>
 #include <QSettings>

@@ -1,7 +1,7 @@
 #include "NotificationWatcher.h"
 #include "StateFixture.h"
 
-#include "Services/SchedulerEngine.h"
+#include "State/SchedulerEngine.h"
 
 #include <QSignalSpy>
 

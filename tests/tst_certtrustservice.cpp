@@ -1,4 +1,4 @@
-#include "Services/CertTrustService.h"
+#include "Controller/Trust/CertTrustService.h"
 #include "TestSupport.h"
 
 #include <QProcess>

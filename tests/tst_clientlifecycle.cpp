@@ -1,6 +1,6 @@
+#include "Async/Latch.h"
 #include "ClientFixture.h"
-#include "Services/FirstUseTrust.h"
-#include "Services/Latch.h"
+#include "Controller/Trust/FirstUseTrust.h"
 
 #include <QSignalSpy>
 #include <QTcpServer>

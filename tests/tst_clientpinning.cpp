@@ -1,5 +1,5 @@
 #include "ClientFixture.h"
-#include "Services/PinningSessionDelegate.h"
+#include "Controller/Trust/PinningSessionDelegate.h"
 
 #include <QCoroTimer>
 #include <QElapsedTimer>

@@ -1,6 +1,6 @@
 // The autostart entry's text: how a program path becomes its Exec value, the whole entry, and
 // which keys hide an entry from the session that starts it.
-#include "Services/DesktopEntry.h"
+#include "Platform/DesktopEntry.h"
 
 #include <QTest>
 

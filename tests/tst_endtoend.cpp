@@ -1,6 +1,6 @@
 #include "ClientFixture.h"
 
-#include "Services/ScheduleStore.h"
+#include "Schedules/ScheduleStore.h"
 
 #include <QImage>
 #include <QJsonArray>

@@ -8,7 +8,7 @@
 #include "NotificationWatcher.h"
 #include "StateFixture.h"
 
-#include "Services/SchedulerEngine.h"
+#include "State/SchedulerEngine.h"
 
 #include <QSignalSpy>
 #include <QTcpServer>

@@ -14,7 +14,7 @@
 
 #include "App/AppDelegate.h"
 #include "App/LanternfoldApp.h"
-#include "Services/SchedulerEngine.h"
+#include "State/SchedulerEngine.h"
 #include "Views/ContentView.h"
 
 #include <QAction>

@@ -6,7 +6,7 @@
 
 #include "StateFixture.h"
 
-#include "Services/SchedulerEngine.h"
+#include "State/SchedulerEngine.h"
 
 #include <QDir>
 #include <QSignalSpy>

@@ -1,5 +1,5 @@
+#include "Controller/Inventory.h"
 #include "Models/FastJson.h"
-#include "Services/Inventory.h"
 
 #include <QFile>
 #include <QJsonArray>

@@ -5,7 +5,7 @@
 // the keyring finally answers.
 
 #include "Keyrings.h"
-#include "Services/KeychainService.h"
+#include "Platform/KeychainService.h"
 #include "TestSupport.h"
 
 #include <QDBusConnection>

@@ -3,7 +3,7 @@
 // prompt; unlocking would need one, which nobody can answer here (none is shown without a display).
 
 #include "Keyrings.h"
-#include "Services/KeychainService.h"
+#include "Platform/KeychainService.h"
 #include "TestSupport.h"
 
 #include <QDBusConnection>

@@ -2,7 +2,7 @@
 // keyring, or a login before the keyring started): every call ends without a password and
 // without an error reaching the caller.
 
-#include "Services/KeychainService.h"
+#include "Platform/KeychainService.h"
 #include "TestSupport.h"
 
 #include <QDBusConnection>

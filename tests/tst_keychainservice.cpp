@@ -2,7 +2,7 @@
 // inspected and pre-seeded with secret-tool, which talks to the keyring without QtKeychain, so a
 // wrong attribute cannot hide behind the same mistake on both sides.
 
-#include "Services/KeychainService.h"
+#include "Platform/KeychainService.h"
 #include "TestSupport.h"
 
 #include <QDBusConnection>

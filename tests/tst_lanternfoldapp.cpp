@@ -3,9 +3,9 @@
 #include "App/AppDelegate.h"
 #include "App/LanternfoldApp.h"
 #include "App/SingleInstance.h"
-#include "Services/AppState.h"
-#include "Services/ScheduleStore.h"
-#include "Services/SchedulerEngine.h"
+#include "Schedules/ScheduleStore.h"
+#include "State/AppState.h"
+#include "State/SchedulerEngine.h"
 #include "Views/ContentView.h"
 #include "Views/LoginView.h"
 

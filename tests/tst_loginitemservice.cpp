@@ -1,8 +1,8 @@
 // LoginItemService over a fresh configuration folder per test: the autostart entry it writes,
 // reads and removes, its failures, and the entry's Exec line for a program in an awkward folder,
 // checked by desktop-file-validate and by GLib actually starting the program from it.
-#include "Services/DesktopEntry.h"
-#include "Services/LoginItemService.h"
+#include "Platform/DesktopEntry.h"
+#include "Platform/LoginItemService.h"
 
 #include <QCoreApplication>
 #include <QDir>

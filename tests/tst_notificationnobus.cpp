@@ -1,6 +1,6 @@
 // NotificationService where no session bus exists at all: registered without a bus of its own,
 // so the isolation script leaves DBUS_SESSION_BUS_ADDRESS unset and XDG_RUNTIME_DIR empty.
-#include "Services/NotificationService.h"
+#include "Platform/NotificationService.h"
 
 #include <QDBusConnection>
 #include <QDir>

@@ -1,6 +1,6 @@
 // NotificationService against a notification server that the test plays itself on the private
 // session bus, over a second connection, so that every call travels through the bus daemon.
-#include "Services/NotificationService.h"
+#include "Platform/NotificationService.h"
 
 #include <QDBusArgument>
 #include <QDBusConnection>

@@ -1,6 +1,6 @@
 #include "StateFixture.h"
 
-#include "Services/RecurrenceRuleNextRun.h"
+#include "Schedules/RecurrenceRuleNextRun.h"
 #include "Views/ScheduleEditView.h"
 #include "Views/WeekdayCell.h"
 #include "Views/WeekdayPicker.h"

@@ -1,6 +1,6 @@
 #include "StateFixture.h"
 
-#include "Services/SchedulerEngine.h"
+#include "State/SchedulerEngine.h"
 #include "Views/JobRow.h"
 #include "Views/JobRowLabel.h"
 #include "Views/ScheduleEditView.h"

@@ -1,8 +1,8 @@
 #include "NotificationWatcher.h"
 #include "StateFixture.h"
 
-#include "Services/SchedulerEngine.h"
 #include "SimClock.h"
+#include "State/SchedulerEngine.h"
 
 #include <QElapsedTimer>
 #include <QFile>

@@ -7,7 +7,7 @@
 // Set LANTERNFOLD_TEST_SNAPSHOTS to a folder to keep a picture of the view from each test there.
 #include "StateFixture.h"
 
-#include "Services/LoginItemService.h"
+#include "Platform/LoginItemService.h"
 #include "Views/ActivityLogList.h"
 #include "Views/SettingsView.h"
 

@@ -1,4 +1,4 @@
-#include "Services/Calendar.h"
+#include "Schedules/Calendar.h"
 #include "Views/WeekdayCell.h"
 #include "Views/WeekdayPicker.h"
 

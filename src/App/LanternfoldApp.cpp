@@ -1,7 +1,7 @@
 #include "App/LanternfoldApp.h"
 
 #include "App/AppDelegate.h"
-#include "Services/AppState.h"
+#include "State/AppState.h"
 #include "Views/AppIcons.h"
 #include "Views/CertificateQuestion.h"
 #include "Views/ContentView.h"

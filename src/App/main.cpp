@@ -1,9 +1,9 @@
 #include "App/FontWarmUp.h"
 #include "App/LanternfoldApp.h"
 #include "App/SingleInstance.h"
-#include "Services/AppState.h"
-#include "Services/CertTrustService.h"
-#include "Services/ScheduleStore.h"
+#include "Controller/Trust/CertTrustService.h"
+#include "Schedules/ScheduleStore.h"
+#include "State/AppState.h"
 
 #include <QApplication>
 #include <QCommandLineParser>

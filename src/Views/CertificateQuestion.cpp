@@ -1,6 +1,6 @@
 #include "Views/CertificateQuestion.h"
 
-#include "Services/Latch.h"
+#include "Async/Latch.h"
 
 #include <QMessageBox>
 #include <QPushButton>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Services/CertificateApprover.h"
+#include "Controller/Trust/CertificateApprover.h"
 
 #include <QPointer>
 #include <QWidget>

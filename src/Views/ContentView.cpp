@@ -1,6 +1,6 @@
 #include "Views/ContentView.h"
 
-#include "Services/AppState.h"
+#include "State/AppState.h"
 #include "Views/DeviceListView.h"
 #include "Views/LoginView.h"
 #include "Views/ScheduleListView.h"

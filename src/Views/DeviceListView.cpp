@@ -1,7 +1,7 @@
 #include "Views/DeviceListView.h"
 
-#include "Services/AppState.h"
-#include "Services/Latch.h"
+#include "Async/Latch.h"
+#include "State/AppState.h"
 #include "Views/BusyButton.h"
 #include "Views/DeviceList.h"
 #include "Views/DeviceRow.h"

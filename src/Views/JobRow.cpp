@@ -1,8 +1,8 @@
 #include "Views/JobRow.h"
 
-#include "Services/AppState.h"
-#include "Services/Calendar.h"
-#include "Services/RecurrenceRuleNextRun.h"
+#include "Schedules/Calendar.h"
+#include "Schedules/RecurrenceRuleNextRun.h"
+#include "State/AppState.h"
 #include "Views/JobRowLabel.h"
 #include "Views/TextStyle.h"
 

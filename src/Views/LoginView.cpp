@@ -1,6 +1,6 @@
 #include "Views/LoginView.h"
 
-#include "Services/AppState.h"
+#include "State/AppState.h"
 #include "Views/BusyButton.h"
 #include "Views/LanternfoldLogo.h"
 #include "Views/TextStyle.h"

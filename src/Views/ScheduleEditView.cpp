@@ -2,7 +2,7 @@
 
 #include "Models/ProtectCamera.h"
 #include "Models/UnifiDevice.h"
-#include "Services/AppState.h"
+#include "State/AppState.h"
 #include "Views/SegmentButton.h"
 #include "Views/Symbols.h"
 #include "Views/TextStyle.h"

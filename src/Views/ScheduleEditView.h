@@ -2,7 +2,7 @@
 
 #include "Models/RestartTarget.h"
 #include "Models/ScheduledJob.h"
-#include "Services/Calendar.h"
+#include "Schedules/Calendar.h"
 #include "Views/RuleType.h"
 
 #include <QDateTime>

@@ -1,6 +1,6 @@
 #include "Views/ScheduleListView.h"
 
-#include "Services/AppState.h"
+#include "State/AppState.h"
 #include "Views/JobRow.h"
 #include "Views/ScheduleEditView.h"
 #include "Views/ScheduleListPlaceholder.h"

@@ -1,8 +1,8 @@
 #include "Views/SettingsView.h"
 
-#include "Services/AppState.h"
-#include "Services/CertTrustService.h"
-#include "Services/LoginItemService.h"
+#include "Controller/Trust/CertTrustService.h"
+#include "Platform/LoginItemService.h"
+#include "State/AppState.h"
 #include "Views/ActivityLogList.h"
 #include "Views/TextStyle.h"
 

@@ -1,7 +1,7 @@
 #include "Views/WallClock.h"
 
 #include "Models/RecurrenceRule.h"
-#include "Services/RecurrenceRuleNextRun.h"
+#include "Schedules/RecurrenceRuleNextRun.h"
 
 namespace lanternfold {
 

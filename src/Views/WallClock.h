@@ -3,7 +3,7 @@
 // The editor's pickers show and take wall-clock times in the calendar's zone, while jobs hold
 // instants. Qt 6.4 cannot hand a QDateTimeEdit a time zone, so the pickers work on the wall
 // reading written as if it were UTC, and these two functions cross between the two.
-#include "Services/Calendar.h"
+#include "Schedules/Calendar.h"
 
 #include <QDate>
 #include <QDateTime>

@@ -3,9 +3,9 @@
 // What the controller-client tests share: a pin store in a temporary folder, simulated controllers
 // and clients whose first-use question is answered by the test.
 
+#include "Controller/Trust/CertTrustService.h"
+#include "Controller/UnifiAPIClient.h"
 #include "ControllerSimulator.h"
-#include "Services/CertTrustService.h"
-#include "Services/UnifiAPIClient.h"
 #include "TestSupport.h"
 
 #include <QCoroTask>

@@ -8,7 +8,7 @@
 // the running file, as an upgrade does, so that the program's own path cannot be found.
 // With no command, as a desktop starts it from the autostart entry, it writes its own path and its
 // number of arguments to the file named by LANTERNFOLD_PROBE_MARK.
-#include "Services/LoginItemService.h"
+#include "Platform/LoginItemService.h"
 
 #include <QCoreApplication>
 #include <QFile>

@@ -4,12 +4,12 @@
 // file, a fixed clock and calendar, pauses that are recorded instead of waited (unless a test asks
 // for real ones), and a certificate question the test answers.
 
+#include "Async/Latch.h"
 #include "ClientFixture.h"
-#include "Services/AppState.h"
-#include "Services/CertificateApprover.h"
-#include "Services/KeychainService.h"
-#include "Services/Latch.h"
-#include "Services/ScheduleStore.h"
+#include "Controller/Trust/CertificateApprover.h"
+#include "Platform/KeychainService.h"
+#include "Schedules/ScheduleStore.h"
+#include "State/AppState.h"
 
 #include <QFile>
 #include <QJsonDocument>

@@ -1,10 +1,10 @@
-#include "Services/UnifiAPIClient.h"
+#include "Controller/UnifiAPIClient.h"
 
-#include "Services/CertTrustService.h"
-#include "Services/FirstUseTrust.h"
-#include "Services/Inventory.h"
-#include "Services/Latch.h"
-#include "Services/PinningSessionDelegate.h"
+#include "Async/Latch.h"
+#include "Controller/Inventory.h"
+#include "Controller/Trust/CertTrustService.h"
+#include "Controller/Trust/FirstUseTrust.h"
+#include "Controller/Trust/PinningSessionDelegate.h"
 
 #include <QJsonDocument>
 #include <QNetworkAccessManager>

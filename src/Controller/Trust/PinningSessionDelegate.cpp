@@ -1,6 +1,6 @@
-#include "Services/PinningSessionDelegate.h"
+#include "Controller/Trust/PinningSessionDelegate.h"
 
-#include "Services/CertTrustService.h"
+#include "Controller/Trust/CertTrustService.h"
 
 #include <QNetworkAccessManager>
 #include <QNetworkReply>

@@ -1,9 +1,9 @@
 // The application state's device operations: refreshing the lists and restarting devices, one
 // at a time or as a staggered batch, with one renewal of a session the controller has ended.
-#include "Services/AppState.h"
+#include "State/AppState.h"
 
-#include "Services/ControllerSession.h"
-#include "Services/MemoryRelease.h"
+#include "Platform/MemoryRelease.h"
+#include "State/ControllerSession.h"
 
 #include <utility>
 

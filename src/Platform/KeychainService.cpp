@@ -1,6 +1,6 @@
-#include "Services/KeychainService.h"
+#include "Platform/KeychainService.h"
 
-#include "Services/Latch.h"
+#include "Async/Latch.h"
 
 #include <QElapsedTimer>
 #include <QLoggingCategory>

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "Controller/UnifiAPIError.h"
 #include "Models/ControllerConfig.h"
 #include "Models/ProtectCamera.h"
 #include "Models/Result.h"
 #include "Models/UnifiDevice.h"
-#include "Services/UnifiAPIError.h"
 
 #include <QByteArray>
 #include <QHash>

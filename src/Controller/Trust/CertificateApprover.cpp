@@ -1,4 +1,4 @@
-#include "Services/CertificateApprover.h"
+#include "Controller/Trust/CertificateApprover.h"
 
 #include <QStringList>
 

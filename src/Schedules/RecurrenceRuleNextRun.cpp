@@ -1,4 +1,4 @@
-#include "Services/RecurrenceRuleNextRun.h"
+#include "Schedules/RecurrenceRuleNextRun.h"
 
 #include "Models/JsonDate.h"
 

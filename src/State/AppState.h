@@ -1,13 +1,13 @@
 #pragma once
 
+#include "Controller/UnifiAPIError.h"
 #include "Models/ControllerConfig.h"
 #include "Models/ProtectCamera.h"
 #include "Models/RestartTarget.h"
 #include "Models/Result.h"
 #include "Models/ScheduledJob.h"
 #include "Models/UnifiDevice.h"
-#include "Services/Calendar.h"
-#include "Services/UnifiAPIError.h"
+#include "Schedules/Calendar.h"
 
 #include <QDateTime>
 #include <QList>

@@ -3,10 +3,10 @@
 // What the application state's source files share about a controller session: kept out of
 // AppState.h, which the windows include.
 
-#include "Services/AppState.h"
-#include "Services/KeychainService.h"
-#include "Services/Latch.h"
-#include "Services/UnifiAPIClient.h"
+#include "Async/Latch.h"
+#include "Controller/UnifiAPIClient.h"
+#include "Platform/KeychainService.h"
+#include "State/AppState.h"
 
 #include <QPointer>
 

@@ -1,4 +1,4 @@
-#include "Services/Latch.h"
+#include "Async/Latch.h"
 
 #include <QCoroSignal>
 #include <QTimer>

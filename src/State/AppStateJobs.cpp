@@ -1,8 +1,8 @@
 // The application state's job list: every change computes the next run and saves the whole list.
-#include "Services/AppState.h"
+#include "State/AppState.h"
 
-#include "Services/RecurrenceRuleNextRun.h"
-#include "Services/ScheduleStore.h"
+#include "Schedules/RecurrenceRuleNextRun.h"
+#include "Schedules/ScheduleStore.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "Services/ScheduleStore.h"
+#include "Schedules/ScheduleStore.h"
 
 #include <QDir>
 #include <QFile>

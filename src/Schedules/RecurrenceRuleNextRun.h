@@ -1,10 +1,10 @@
 #pragma once
 
 // What a rule means on a calendar: when it fires next and how the schedule list shows it. These
-// need the time zone and locale of Services/Calendar.h, which the record in Models must not
+// need the time zone and locale of Schedules/Calendar.h, which the record in Models must not
 // depend on, so they are free functions here rather than members of RecurrenceRule.
 #include "Models/RecurrenceRule.h"
-#include "Services/Calendar.h"
+#include "Schedules/Calendar.h"
 
 #include <QDateTime>
 #include <QString>

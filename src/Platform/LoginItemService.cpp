@@ -1,6 +1,6 @@
-#include "Services/LoginItemService.h"
+#include "Platform/LoginItemService.h"
 
-#include "Services/DesktopEntry.h"
+#include "Platform/DesktopEntry.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,14 +1,14 @@
 // The application state: its published fields, the saved configuration, the activity log and the
 // connection's life. Device operations are in AppStateDevices.cpp, the job list in AppStateJobs.cpp.
-#include "Services/AppState.h"
+#include "State/AppState.h"
 
-#include "Services/CertTrustService.h"
-#include "Services/CertificateApprover.h"
-#include "Services/ControllerSession.h"
-#include "Services/NotificationService.h"
-#include "Services/Preferences.h"
-#include "Services/ScheduleStore.h"
-#include "Services/SchedulerEngine.h"
+#include "Controller/Trust/CertTrustService.h"
+#include "Controller/Trust/CertificateApprover.h"
+#include "Platform/NotificationService.h"
+#include "Platform/Preferences.h"
+#include "Schedules/ScheduleStore.h"
+#include "State/ControllerSession.h"
+#include "State/SchedulerEngine.h"
 
 #include <QJsonDocument>
 #include <QSettings>

@@ -1,4 +1,4 @@
-#include "Services/UnifiAPIError.h"
+#include "Controller/UnifiAPIError.h"
 
 namespace lanternfold {
 

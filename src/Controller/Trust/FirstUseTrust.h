@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Async/Latch.h"
+#include "Controller/UnifiAPIError.h"
 #include "Models/Result.h"
-#include "Services/Latch.h"
-#include "Services/UnifiAPIError.h"
 
 #include <QHash>
 #include <QObject>

@@ -1,4 +1,4 @@
-#include "Services/MemoryRelease.h"
+#include "Platform/MemoryRelease.h"
 
 #include "Models/FastJson.h"
 

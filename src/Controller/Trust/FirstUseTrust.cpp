@@ -1,7 +1,7 @@
-#include "Services/FirstUseTrust.h"
+#include "Controller/Trust/FirstUseTrust.h"
 
-#include "Services/CertTrustService.h"
-#include "Services/PinningSessionDelegate.h"
+#include "Controller/Trust/CertTrustService.h"
+#include "Controller/Trust/PinningSessionDelegate.h"
 
 #include <QPointer>
 #include <QSslConfiguration>

@@ -1,4 +1,4 @@
-#include "Services/NotificationService.h"
+#include "Platform/NotificationService.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>

@@ -1,7 +1,7 @@
-#include "Services/CertTrustService.h"
+#include "Controller/Trust/CertTrustService.h"
 
-#include "Services/FirstUseTrust.h"
-#include "Services/Preferences.h"
+#include "Controller/Trust/FirstUseTrust.h"
+#include "Platform/Preferences.h"
 
 #include <QCryptographicHash>
 #include <QLibrary>

@@ -1,4 +1,4 @@
-#include "Services/DesktopEntry.h"
+#include "Platform/DesktopEntry.h"
 
 #include <QList>
 #include <QStringView>

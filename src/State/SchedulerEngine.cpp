@@ -1,7 +1,7 @@
-#include "Services/SchedulerEngine.h"
+#include "State/SchedulerEngine.h"
 
-#include "Services/AppState.h"
-#include "Services/NotificationService.h"
+#include "Platform/NotificationService.h"
+#include "State/AppState.h"
 
 #include <QStringList>
 #include <QTimer>

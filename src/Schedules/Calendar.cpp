@@ -1,4 +1,4 @@
-#include "Services/Calendar.h"
+#include "Schedules/Calendar.h"
 
 #include <unicode/ucal.h>
 #include <unicode/udat.h>

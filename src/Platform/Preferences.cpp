@@ -1,4 +1,4 @@
-#include "Services/Preferences.h"
+#include "Platform/Preferences.h"
 
 #include <QSettings>
 
