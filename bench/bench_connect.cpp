@@ -11,11 +11,16 @@
 //       each round has a new state and window (so a new client and TLS handshake), with the key
 //       already pinned and the password remembered, as the login form does by default
 #include "Async/Latch.h"
+#include "Async/Sleep.h"
 #include "Controller/Trust/CertTrustService.h"
+#include "Controller/Trust/FirstUseTrust.h"
 #include "Models/ControllerConfig.h"
+#include "Platform/AutostartLoginItem.h"
 #include "Platform/Preferences.h"
+#include "Platform/SecretServiceKeychain.h"
 #include "Schedules/ScheduleStore.h"
 #include "State/AppState.h"
+#include "State/SchedulerEngine.h"
 #include "Views/ContentView.h"
 #include "Views/DeviceList.h"
 
@@ -86,10 +91,15 @@ QCoro::Task<void> measure(PaintWatch *app, QStringList arguments)
     QTemporaryDir folder;
     CertTrustService trust(folder.filePath(u"prefs.conf"_s));
     trust.pin(host, arguments.at(4));
+    FirstUseTrust firstUse(trust);
+    SecretServiceKeychain keychain;
+    AutostartLoginItem loginItem;
     ScheduleStore store(folder.filePath(u"data"_s));
     for (int round = -1; round < rounds; ++round) {
-        auto state = std::make_unique<AppState>(store, trust, folder.filePath(u"prefs.conf"_s));
-        auto window = std::make_unique<ContentView>(*state, trust);
+        // As the program builds them: the state with its scheduler, and the window.
+        auto state = std::make_unique<AppState>(store, firstUse, keychain, folder.filePath(u"prefs.conf"_s));
+        (new SchedulerEngine(*state))->start();
+        auto window = std::make_unique<ContentView>(*state, trust, loginItem);
         window->show();
         co_await sleepFor(std::chrono::milliseconds(300), std::make_shared<Latch>()); // on screen, idle
         app->state = state.get();
@@ -98,7 +108,8 @@ QCoro::Task<void> measure(PaintWatch *app, QStringList arguments)
         shown.watch(app, &PaintWatch::shown);
         QElapsedTimer clock;
         clock.start();
-        auto connecting = state->connect(host, port, ControllerKind::unifiOS, user, password, u"default"_s, true);
+        auto connecting =
+            state->connect(ControllerConfig{host, port, ControllerKind::unifiOS, user, u"default"_s}, password, true);
         co_await shown.wait();
         const double milliseconds = double(clock.nsecsElapsed()) / 1e6;
         co_await std::move(connecting);

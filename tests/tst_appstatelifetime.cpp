@@ -1,4 +1,3 @@
-#include "NotificationWatcher.h"
 #include "StateFixture.h"
 
 #include "State/SchedulerEngine.h"
@@ -54,21 +53,16 @@ private:
     [[nodiscard]] static bool quitting();
     /// Gives a stray operation the chance to send something, then checks that nothing arrived.
     static void expectNothingMoreThan(const Sim &sim, qsizetype count);
-
-    std::unique_ptr<NotificationWatcher> m_notifications;
 };
 
 void TestAppStateLifetime::init()
 {
     StateFixture::init();
-    m_notifications = std::make_unique<NotificationWatcher>();
-    QVERIFY(m_notifications->start());
 }
 
 void TestAppStateLifetime::cleanup()
 {
     StateFixture::cleanup();
-    m_notifications.reset();
 }
 
 void TestAppStateLifetime::endings()
@@ -108,8 +102,7 @@ void TestAppStateLifetime::endDuringTheCertificateQuestion()
     approver->held = true;
     AppState &state = makeState();
     const ControllerConfig config = configFor(sim);
-    auto connect =
-        start(state.connect(config.host, config.port, config.kind, config.username, sim.password(), config.site, true));
+    auto connect = start(state.connect(config, sim.password(), true));
     QTRY_COMPARE(approver->asked.size(), 1);
 
     const qsizetype sent = end(sim);
@@ -132,8 +125,7 @@ void TestAppStateLifetime::endDuringTheLogin()
     AppState &state = makeState();
     const ControllerConfig config = configFor(sim);
     sim.setFault({Sim::FaultKind::Hang, loginPath, 0ms});
-    auto connect =
-        start(state.connect(config.host, config.port, config.kind, config.username, sim.password(), config.site, true));
+    auto connect = start(state.connect(config, sim.password(), true));
     QTRY_COMPARE(requests(sim).size(), 1); // the login, never answered
 
     const qsizetype sent = end(sim);
@@ -223,8 +215,8 @@ void TestAppStateLifetime::endDuringAScheduledRun()
     state.addJob(nightly);
     now = QDateTime(QDate(2025, 3, 14), QTime(9, 0), QTimeZone::utc());
     const QList<ScheduledJob> before = savedJobs();
-    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
-    state.scheduler().tick();
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
+    scheduler().tick();
     QTRY_COMPARE(restartedMacs(sim).size(), 1); // then the ten-minute pause
 
     const qsizetype sent = end(sim);
@@ -233,16 +225,16 @@ void TestAppStateLifetime::endDuringAScheduledRun()
     if (quitting()) {
         // The run never finished: the file still says it is due, so it runs at the next start.
         QCOMPARE(savedJobs(), before);
-        QVERIFY(m_notifications->notifications().isEmpty());
+        QVERIFY(notified().isEmpty());
         return;
     }
     QTRY_COMPARE(finished.size(), 1);
-    QTRY_COMPARE(m_notifications->notifications().size(), 1);
+    QTRY_COMPARE(notified().size(), 1);
     const auto &targets = nightly.targets;
-    QCOMPARE(m_notifications->notifications().first().body,
+    QCOMPARE(notified().first().body,
              u"1 succeeded, 2 failed: "_s + targets[1].displayName + u", "_s + targets[2].displayName);
     QCOMPARE(savedJobs().value(0).lastRunAt, std::optional<QDateTime>(now));
-    QVERIFY(!state.scheduler().isRunningJob());
+    QVERIFY(!scheduler().isRunningJob());
 }
 
 void TestAppStateLifetime::endDuringAScheduledReconnect()
@@ -256,8 +248,8 @@ void TestAppStateLifetime::endDuringAScheduledReconnect()
     now = QDateTime(QDate(2025, 3, 14), QTime(9, 0), QTimeZone::utc());
     sim.setFault({Sim::FaultKind::Hang, loginPath, 0ms});
     const qsizetype logins = requestsTo(sim, loginPath).size();
-    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
-    state.scheduler().tick();
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
+    scheduler().tick();
     QTRY_COMPARE(requestsTo(sim, loginPath).size(), logins + 1); // the engine's reconnect
 
     const qsizetype sent = end(sim);

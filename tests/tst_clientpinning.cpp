@@ -58,9 +58,9 @@ sim::TlsIdentity TestClientPinning::identityFromOpenssl(const QString &commands)
     return *identity;
 }
 
-QCoro::Task<bool> TestClientPinning::answerLater(QString host, QString fingerprint, std::chrono::milliseconds delay)
+QCoro::Task<bool> TestClientPinning::answerLater(QString /*host*/, QString /*fingerprint*/,
+                                                 std::chrono::milliseconds delay)
 {
-    questions.append({host, fingerprint});
     QTimer person;
     person.setTimerType(Qt::PreciseTimer);
     person.setSingleShot(true);
@@ -75,9 +75,9 @@ void TestClientPinning::firstUseApprovalPinsExactly()
     auto client = makeClient(sim);
     const auto login = await(client->login(sim.password()));
     QVERIFY2(login.ok(), login.ok() ? "" : qPrintable(login.error().description()));
-    QCOMPARE(questions.size(), 1);
-    QCOMPARE(questions.first().first, u"127.0.0.1"_s);
-    const QString fingerprint = questions.first().second;
+    QCOMPARE(questions().size(), 1);
+    QCOMPARE(questions().first().first, u"127.0.0.1"_s);
+    const QString fingerprint = questions().first().second;
     QCOMPARE(fingerprint.size(), 64);
     QVERIFY(QRegularExpression(u"^[0-9a-f]{64}$"_s).match(fingerprint).hasMatch());
     QCOMPARE(fingerprint, sim.fingerprint());
@@ -85,7 +85,7 @@ void TestClientPinning::firstUseApprovalPinsExactly()
     // A second login asks nothing: the pin decides.
     const auto again = await(client->login(sim.password()));
     QVERIFY(again.ok());
-    QCOMPARE(questions.size(), 1);
+    QCOMPARE(questions().size(), 1);
 }
 
 void TestClientPinning::fingerprintEqualsOpenssl_data()
@@ -114,8 +114,8 @@ void TestClientPinning::fingerprintEqualsOpenssl()
     const QString expected = runShell(keyBytes + u" | sha256sum | cut -d' ' -f1"_s, dir->path());
     auto client = makeClient(*sim);
     QVERIFY(await(client->login(sim->password())).ok());
-    QCOMPARE(questions.size(), 1);
-    QCOMPARE(questions.first().second, expected);
+    QCOMPARE(questions().size(), 1);
+    QCOMPARE(questions().first().second, expected);
 }
 
 void TestClientPinning::declinedKeySendsNothing()
@@ -126,7 +126,7 @@ void TestClientPinning::declinedKeySendsNothing()
     QVERIFY(!login.ok());
     QCOMPARE(login.error(), UnifiAPIError::certificateRejected());
     QCOMPARE(login.error().description(), u"The controller's certificate was not approved."_s);
-    QCOMPARE(questions.size(), 1);
+    QCOMPARE(questions().size(), 1);
     QVERIFY(trust->pins().isEmpty());
     QTRY_VERIFY(!handshakes(sim).isEmpty()); // logged once the controller saw the hang-up
     for (const QJsonObject &handshake : handshakes(sim))
@@ -138,7 +138,8 @@ void TestClientPinning::nobodyToAskSendsNothing()
 {
     Sim &sim = startSim();
     const ControllerConfig config{u"127.0.0.1"_s, sim.port(), ControllerKind::unifiOS, sim.username(), sim.site()};
-    UnifiAPIClient client(config, *trust);
+    firstUse->setApprover(nullptr);
+    UnifiAPIClient client(config, *firstUse);
     const auto login = await(client.login(sim.password()));
     QCOMPARE(login.error(), UnifiAPIError::certificateRejected());
     QVERIFY(requests(sim).isEmpty());
@@ -151,9 +152,10 @@ void TestClientPinning::changedKeySendsNothing()
     trust->pin(u"127.0.0.1"_s, pinned);
     auto client = makeClient(sim);
     QList<QStringList> mismatches;
-    client->setCertificateMismatchHandler([&](QString host, QString expected, QString presented) {
-        mismatches.append({std::move(host), std::move(expected), std::move(presented)});
-    });
+    QObject::connect(client.get(), &UnifiAPIClient::certificateMismatch, client.get(),
+                     [&](const QString &host, const QString &expected, const QString &presented) {
+                         mismatches.append({host, expected, presented});
+                     });
     const auto login = await(client->login(sim.password()));
     QVERIFY(!login.ok());
     QCOMPARE(login.error(), UnifiAPIError::certificateMismatch(pinned, sim.fingerprint()));
@@ -163,7 +165,7 @@ void TestClientPinning::changedKeySendsNothing()
             sim.fingerprint() +
             u"\n\nIf you recently reset or re-adopted the controller, remove the pin in Settings and reconnect."_s);
     QCOMPARE(mismatches, (QList<QStringList>{{u"127.0.0.1"_s, pinned, sim.fingerprint()}}));
-    QVERIFY(questions.isEmpty());
+    QVERIFY(questions().isEmpty());
     QCOMPARE(trust->pinnedFingerprint(u"127.0.0.1"_s), std::optional<QString>(pinned)); // left unchanged
     QTRY_VERIFY(!handshakes(sim).isEmpty());
     QCOMPARE(handshakes(sim).first().value(u"fingerprint"_s).toString(), sim.fingerprint());
@@ -177,7 +179,7 @@ void TestClientPinning::upperCasePinIsRefused()
     trust->pin(u"127.0.0.1"_s, sim.fingerprint().toUpper());
     auto client = makeClient(sim);
     int mismatches = 0;
-    client->setCertificateMismatchHandler([&](const QString &, const QString &, const QString &) { ++mismatches; });
+    QObject::connect(client.get(), &UnifiAPIClient::certificateMismatch, client.get(), [&] { ++mismatches; });
     const auto login = await(client->login(sim.password()));
     QCOMPARE(login.error().kind(), UnifiAPIError::Case::certificateMismatch);
     QCOMPARE(mismatches, 1);
@@ -205,7 +207,7 @@ void TestClientPinning::samePinOnOtherPort()
     QVERIFY(await(a->login(first.password())).ok());
     auto b = makeClient(second);
     QVERIFY(await(b->login(second.password())).ok());
-    QCOMPARE(questions.size(), 1);
+    QCOMPARE(questions().size(), 1);
 
     Sim &other = startSim(); // another key on a third port of the same host
     auto c = makeClient(other);
@@ -222,7 +224,7 @@ void TestClientPinning::wrongShapePinsAreReplaced()
     Sim &sim = startSim();
     auto client = makeClient(sim);
     QVERIFY(await(client->login(sim.password())).ok());
-    QCOMPARE(questions.size(), 1);
+    QCOMPARE(questions().size(), 1);
     const QSettings settings(dir->filePath(u"Lanternfold.conf"_s), QSettings::NativeFormat);
     QCOMPARE(settings.value(CertTrustService::defaultsKey).toMap(), (QVariantMap{{u"127.0.0.1"_s, sim.fingerprint()}}));
 }
@@ -281,13 +283,13 @@ void TestClientPinning::renewedCertificateNeedsNoQuestion()
         Sim &sim = startSim(Sim::Kind::UnifiOS, original);
         auto client = makeClient(sim);
         QVERIFY(await(client->login(sim.password())).ok());
-        QCOMPARE(questions.size(), 1);
+        QCOMPARE(questions().size(), 1);
     }
     Sim &sim = startSim(Sim::Kind::UnifiOS, renewed);
     auto client = makeClient(sim);
     const auto login = await(client->login(sim.password()));
     QVERIFY2(login.ok(), login.ok() ? "" : qPrintable(login.error().description()));
-    QCOMPARE(questions.size(), 1);
+    QCOMPARE(questions().size(), 1);
     QVERIFY(await(client->fetchAccessPoints()).ok());
 }
 
@@ -310,17 +312,14 @@ void TestClientPinning::concurrentLoginsAskOnce()
     Sim &sim = startSim();
     auto a = makeClient(sim);
     auto b = makeClient(sim);
-    a->setCertificateApprovalHandler([this](QString host, QString fingerprint) {
+    approver->ask = [this](QString host, QString fingerprint) {
         return answerLater(std::move(host), std::move(fingerprint), 500ms);
-    });
-    b->setCertificateApprovalHandler([this](QString host, QString fingerprint) {
-        return answerLater(std::move(host), std::move(fingerprint), 500ms);
-    });
+    };
     auto first = a->login(sim.password());
     auto second = b->login(sim.password());
     QVERIFY(await(std::move(first)).ok());
     QVERIFY(await(std::move(second)).ok());
-    QCOMPARE(questions.size(), 1);
+    QCOMPARE(questions().size(), 1);
     QCOMPARE(requestsTo(sim, u"/api/auth/login"_s).size(), 2);
 }
 
@@ -330,15 +329,16 @@ void TestClientPinning::questionAnsweredLongAfterTheTimeoutStillLogsIn()
     auto client = makeClient(sim);
     client->setTransferTimeout(1s);
     // Someone compares the fingerprint with the controller's, slowly: three times the timeout.
-    client->setCertificateApprovalHandler(
-        [this](QString host, QString fingerprint) { return answerLater(std::move(host), std::move(fingerprint), 3s); });
+    approver->ask = [this](QString host, QString fingerprint) {
+        return answerLater(std::move(host), std::move(fingerprint), 3s);
+    };
     QElapsedTimer elapsed;
     elapsed.start();
     const auto login = await(client->login(sim.password()));
     QVERIFY2(login.ok(), login.ok() ? "" : qPrintable(login.error().description()));
     // Past the transfer timeout, which therefore never ran while the question was open.
     QVERIFY(elapsed.elapsed() >= 3000);
-    QCOMPARE(questions.size(), 1);
+    QCOMPARE(questions().size(), 1);
     QVERIFY(await(client->fetchAccessPoints()).ok());
 }
 
@@ -356,7 +356,7 @@ void TestClientPinning::forgottenPinHoldsOnTheNextConnection()
     auto client = makeClient(sim);
     QVERIFY(await(client->login(sim.password())).ok());
     QVERIFY(await(client->fetchAccessPoints()).ok());
-    QCOMPARE(questions.size(), 1);
+    QCOMPARE(questions().size(), 1);
 
     trust->removePin(u"127.0.0.1"_s);
     if (controllerDropsConnections)
@@ -368,10 +368,10 @@ void TestClientPinning::forgottenPinHoldsOnTheNextConnection()
         QCOMPARE(devices.error(), UnifiAPIError::certificateRejected());
     }
     QCOMPARE(requests(sim).size(), sent); // refused before a byte of a request was sent
-    QCOMPARE(questions.size(), 1);        // only a login asks
+    QCOMPARE(questions().size(), 1);      // only a login asks
 
     QVERIFY(await(client->login(sim.password())).ok());
-    QCOMPARE(questions.size(), 2);
+    QCOMPARE(questions().size(), 2);
     QCOMPARE(trust->pinnedFingerprint(u"127.0.0.1"_s), std::optional<QString>(sim.fingerprint()));
     QVERIFY(await(client->fetchAccessPoints()).ok());
 }

@@ -128,8 +128,7 @@ DeviceListView &TestDeviceListView::makeView(Sim &sim)
         m_cancels.append(cancel);
         return recorded(duration, std::move(cancel));
     };
-    state = std::make_unique<AppState>(*store, *trust, settingsPath(), recording);
-    state->setCertificateApprover(approver.get());
+    makeState(recording);
     connectTo(sim);
     if (!state->isLoggedIn())
         qFatal("the state did not log in to the simulator");

@@ -14,6 +14,9 @@
 
 #include "App/AppDelegate.h"
 #include "App/LanternfoldApp.h"
+#include "Platform/AutostartLoginItem.h"
+#include "Platform/DesktopNotifications.h"
+#include "Platform/SecretServiceKeychain.h"
 #include "State/SchedulerEngine.h"
 #include "Views/ContentView.h"
 
@@ -81,6 +84,10 @@ private:
         return sim;
     }
 
+    /// The real desktop services: what is being tested here is how the program meets their faults.
+    std::unique_ptr<SecretServiceKeychain> m_keychain;
+    DesktopNotifications m_desktopNotifications;
+    AutostartLoginItem m_loginItem;
     std::unique_ptr<SilentKeyring> m_silentKeyring;
     std::unique_ptr<NotificationWatcher> m_notifications;
     bool m_lockedKeyringReady = false;
@@ -95,8 +102,12 @@ void TestFaultsPlatform::initTestCase()
 void TestFaultsPlatform::init()
 {
     StateFixture::init();
-    // The keyring rows leave a keyring nobody may clear: no clearing is needed, none is tried.
-    clearKeyring = false;
+    // A keyring that never answers is waited for only briefly here.
+    const bool silent = QByteArrayView(QTest::currentDataTag()) == "silent";
+    m_keychain = std::make_unique<SecretServiceKeychain>(
+        silent ? keyringTimeout : std::chrono::milliseconds(SecretServiceKeychain::defaultTimeout));
+    keychainInUse = m_keychain.get();
+    notificationsInUse = &m_desktopNotifications;
 }
 
 void TestFaultsPlatform::cleanup()
@@ -106,12 +117,12 @@ void TestFaultsPlatform::cleanup()
         // Jobs that gave up still wait on it: they end once it answers, and only then does the
         // next keyring call start.
         m_silentKeyring->answerEverything();
-        QTRY_COMPARE_WITH_TIMEOUT(KeychainService::liveJobCount(), 0, 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(SecretServiceKeychain::liveJobCount(), 0, 30000);
         m_silentKeyring.reset();
     }
-    KeychainService::setTimeout(KeychainService::defaultTimeout);
     m_notifications.reset();
     StateFixture::cleanup();
+    m_keychain.reset();
 }
 
 void TestFaultsPlatform::keyringStates()
@@ -130,21 +141,21 @@ void TestFaultsPlatform::setUpKeyring(const ControllerConfig &config)
                  "the rows \"locked\" need the gnome-keyring of run-session-bus.sh --keyring");
         if (!m_lockedKeyringReady) {
             // The password of an earlier session, then the screen locks.
-            (void)await(KeychainService::savePassword(u"saved before locking"_s,
-                                                      KeychainService::account(config.host, config.username)));
-            QCOMPARE(
-                keyringItemCounts(KeychainService::service, KeychainService::account(config.host, config.username)),
-                std::pair(1, 0));
+            (void)await(m_keychain->savePassword(u"saved before locking"_s,
+                                                 KeychainService::account(config.host, config.username)));
+            QCOMPARE(keyringItemCounts(SecretServiceKeychain::service,
+                                       KeychainService::account(config.host, config.username)),
+                     std::pair(1, 0));
             QVERIFY(!lockDefaultKeyring().isEmpty());
             m_lockedKeyringReady = true;
         }
-        QCOMPARE(keyringItemCounts(KeychainService::service, KeychainService::account(config.host, config.username)),
-                 std::pair(0, 1));
+        QCOMPARE(
+            keyringItemCounts(SecretServiceKeychain::service, KeychainService::account(config.host, config.username)),
+            std::pair(0, 1));
         return;
     }
     QVERIFY2(!ownedOnTheBus(secretsName()), "the rows \"missing\" and \"silent\" need a bus without a keyring");
     if (keyring == u"silent"_s) {
-        KeychainService::setTimeout(keyringTimeout);
         m_silentKeyring = std::make_unique<SilentKeyring>();
         QVERIFY(m_silentKeyring->start());
     }
@@ -154,8 +165,9 @@ void TestFaultsPlatform::expectKeyringUnchanged(const ControllerConfig &config)
 {
     QFETCH(QString, keyring);
     if (keyring == u"locked"_s)
-        QCOMPARE(keyringItemCounts(KeychainService::service, KeychainService::account(config.host, config.username)),
-                 std::pair(0, 1));
+        QCOMPARE(
+            keyringItemCounts(SecretServiceKeychain::service, KeychainService::account(config.host, config.username)),
+            std::pair(0, 1));
     else
         QCOMPARE(keyringPassword(config), QString());
     if (m_silentKeyring)
@@ -198,10 +210,10 @@ void TestFaultsPlatform::scheduledReconnectWithoutAKeyring()
     setUpKeyring(config);
     const qsizetype logins = requestsTo(sim, loginPath).size();
 
-    QSignalSpy runs(&state.scheduler(), &SchedulerEngine::runFinished);
+    QSignalSpy runs(&scheduler(), &SchedulerEngine::runFinished);
     const TickCounter ticks(20ms);
     now = utc(14, 9);
-    state.scheduler().tick();
+    scheduler().tick();
     QTRY_COMPARE_WITH_TIMEOUT(runs.size(), 1, 30000);
 
     QCOMPARE(logMessages().first(),
@@ -229,11 +241,11 @@ void TestFaultsPlatform::scheduledRunsWithoutANotificationService()
     connectTo(sim, /*rememberPassword=*/false);
     const QList<RestartTarget> targets = firstAccessPoints(2);
     state.addJob(job(u"Nightly"_s, targets, RecurrenceRule::dailyAt(9, 0), 5));
-    QSignalSpy runs(&state.scheduler(), &SchedulerEngine::runFinished);
+    QSignalSpy runs(&scheduler(), &SchedulerEngine::runFinished);
 
     // A run that restarts, whose announcement nobody takes.
     now = utc(14, 9);
-    state.scheduler().tick();
+    scheduler().tick();
     QTRY_COMPARE_WITH_TIMEOUT(runs.size(), 1, 30000);
     QCOMPARE(logMessages().mid(0, 3),
              (QStringList{u"Restarted "_s + targets.at(1).displayName, u"Restarted "_s + targets.at(0).displayName,
@@ -244,11 +256,11 @@ void TestFaultsPlatform::scheduledRunsWithoutANotificationService()
     // And a skipped one, whose announcement goes nowhere either.
     await(state.disconnect());
     now = utc(15, 9);
-    state.scheduler().tick();
+    scheduler().tick();
     QTRY_COMPARE_WITH_TIMEOUT(runs.size(), 2, 30000);
     QCOMPARE(logMessages().first(),
              u"Scheduled job 'Nightly' skipped \u2014 not logged in and auto-reconnect failed."_s);
-    QVERIFY(!state.scheduler().isRunningJob());
+    QVERIFY(!scheduler().isRunningJob());
     QCOMPARE(state.jobs().first().nextRunAt, std::optional<QDateTime>(utc(16, 9)));
     QCOMPARE(savedJobs(), state.jobs());
     QVERIFY(!ownedOnTheBus(notificationsName));
@@ -263,15 +275,16 @@ void TestFaultsPlatform::programWithoutATray()
     missed.nextRunAt = QDateTime::currentDateTimeUtc().addSecs(-3600);
     store->save({missed});
 
-    LanternfoldApp app(*store, *trust, settingsPath());
+    LanternfoldApp app(*store, *trust, settingsPath(),
+                       PlatformServices{*m_keychain, m_desktopNotifications, m_loginItem});
     AppDelegate &delegate = app.delegate();
     delegate.setTrayAvailability([] { return false; });
     AppState &state = app.appState();
-    QSignalSpy runs(&state.scheduler(), &SchedulerEngine::runFinished);
+    QSignalSpy runs(&app.scheduler(), &SchedulerEngine::runFinished);
     app.start();
     // The person logs in through the window before the first look: the run waits for that login.
     const ControllerConfig config = configFor(sim);
-    (void)state.connect(config.host, config.port, config.kind, config.username, sim.password(), config.site, false);
+    (void)state.connect(config, sim.password(), false);
     // The status item follows the window's first paint.
     QTRY_VERIFY(delegate.statusItem());
 

@@ -92,7 +92,6 @@ void TestFaultsStorage::initTestCase()
 void TestFaultsStorage::init()
 {
     StateFixture::init();
-    clearKeyring = false; // no keyring here, and no bus
 }
 
 void TestFaultsStorage::cleanup()
@@ -215,9 +214,9 @@ void TestFaultsStorage::editsOnAFailingDisk()
     expectDiskUntouched();
 
     // A scheduled run's record cannot be saved either (no controller: the run is skipped).
-    QSignalSpy runs(&state.scheduler(), &SchedulerEngine::runFinished);
+    QSignalSpy runs(&scheduler(), &SchedulerEngine::runFinished);
     now = utc(14, 9);
-    state.scheduler().tick();
+    scheduler().tick();
     QTRY_COMPARE(runs.size(), 1);
     QCOMPARE(state.jobs().first().lastRunAt, std::optional<QDateTime>(now));
     QCOMPARE(state.jobs().first().nextRunAt, std::optional<QDateTime>(utc(15, 9)));

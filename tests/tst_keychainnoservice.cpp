@@ -1,8 +1,8 @@
-// KeychainService on a session bus where nothing provides the Secret Service (a desktop without a
-// keyring, or a login before the keyring started): every call ends without a password and
-// without an error reaching the caller.
+// The Secret Service keyring (SecretServiceKeychain) on a session bus where nothing provides the Secret Service (a
+// desktop without a keyring, or a login before the keyring started): every call ends without a password and without an
+// error reaching the caller.
 
-#include "Platform/KeychainService.h"
+#include "Platform/SecretServiceKeychain.h"
 #include "TestSupport.h"
 
 #include <QDBusConnection>
@@ -13,6 +13,17 @@
 
 using namespace lanternfold;
 using namespace Qt::StringLiterals;
+
+namespace {
+
+/// The keyring adapter under test, with the program's time limit.
+SecretServiceKeychain &keyring()
+{
+    static SecretServiceKeychain adapter;
+    return adapter;
+}
+
+} // namespace
 
 using lanternfold::test::await;
 
@@ -39,33 +50,33 @@ void TestKeychainNoService::readFindsNothing()
 {
     QElapsedTimer clock;
     clock.start();
-    const auto password = await(KeychainService::readPassword(u"10.0.0.1:admin"_s));
+    const auto password = await(keyring().readPassword(u"10.0.0.1:admin"_s));
     qInfo("read without a keyring returned after %lld ms", clock.elapsed());
     QCOMPARE(password, std::nullopt);
     // The job ended on its own (the bus said "no such service"); it was not abandoned.
-    QTRY_COMPARE_WITH_TIMEOUT(KeychainService::liveJobCount(), 0, 60'000);
+    QTRY_COMPARE_WITH_TIMEOUT(SecretServiceKeychain::liveJobCount(), 0, 60'000);
 }
 
 void TestKeychainNoService::saveReturns()
 {
     QElapsedTimer clock;
     clock.start();
-    QCOMPARE(await(KeychainService::savePassword(u"secret"_s, u"10.0.0.1:admin"_s)), Done{});
+    QCOMPARE(await(keyring().savePassword(u"secret"_s, u"10.0.0.1:admin"_s)), Done{});
     qInfo("save without a keyring returned after %lld ms", clock.elapsed());
-    QTRY_COMPARE_WITH_TIMEOUT(KeychainService::liveJobCount(), 0, 60'000);
+    QTRY_COMPARE_WITH_TIMEOUT(SecretServiceKeychain::liveJobCount(), 0, 60'000);
 }
 
 void TestKeychainNoService::readAfterSaveStillFindsNothing()
 {
     // Nothing went to a plain-text file in place of the keyring (QtKeychain's fallback, used when it
     // finds no keyring of any kind, writes one under the configuration folder).
-    QCOMPARE(await(KeychainService::readPassword(u"10.0.0.1:admin"_s)), std::nullopt);
+    QCOMPARE(await(keyring().readPassword(u"10.0.0.1:admin"_s)), std::nullopt);
     const QDir config(qEnvironmentVariable("XDG_CONFIG_HOME"));
     QVERIFY(config.exists());
     QCOMPARE(config.entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden), QStringList());
     QCOMPARE(QDir(qEnvironmentVariable("HOME")).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
              QStringList());
-    QTRY_COMPARE_WITH_TIMEOUT(KeychainService::liveJobCount(), 0, 60'000);
+    QTRY_COMPARE_WITH_TIMEOUT(SecretServiceKeychain::liveJobCount(), 0, 60'000);
 }
 
 QTEST_GUILESS_MAIN(TestKeychainNoService)

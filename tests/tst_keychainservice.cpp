@@ -1,8 +1,8 @@
-// KeychainService against a real, unlocked gnome-keyring on a private session bus. Items are
-// inspected and pre-seeded with secret-tool, which talks to the keyring without QtKeychain, so a
-// wrong attribute cannot hide behind the same mistake on both sides.
+// The Secret Service keyring (SecretServiceKeychain) against a real, unlocked gnome-keyring on a private session bus.
+// Items are inspected and pre-seeded with secret-tool, which talks to the keyring without QtKeychain, so a wrong
+// attribute cannot hide behind the same mistake on both sides.
 
-#include "Platform/KeychainService.h"
+#include "Platform/SecretServiceKeychain.h"
 #include "TestSupport.h"
 
 #include <QDBusConnection>
@@ -14,6 +14,17 @@
 
 using namespace lanternfold;
 using namespace Qt::StringLiterals;
+
+namespace {
+
+/// The keyring adapter under test, with the program's time limit.
+SecretServiceKeychain &keyring()
+{
+    static SecretServiceKeychain adapter;
+    return adapter;
+}
+
+} // namespace
 
 using lanternfold::test::await;
 using lanternfold::test::runShell;
@@ -38,13 +49,13 @@ QByteArray secretTool(const QStringList &arguments, const QByteArray &input = {}
 /// The stored secret of account, as secret-tool prints it.
 QByteArray lookup(const QString &account)
 {
-    return secretTool({u"lookup"_s, u"server"_s, KeychainService::service, u"user"_s, account});
+    return secretTool({u"lookup"_s, u"server"_s, SecretServiceKeychain::service, u"user"_s, account});
 }
 
 /// How many items the keyring holds for account ("" for every account of the service).
 int itemCount(const QString &account = {})
 {
-    QString script = u"secret-tool search --all server "_s + KeychainService::service;
+    QString script = u"secret-tool search --all server "_s + SecretServiceKeychain::service;
     if (!account.isEmpty())
         script += u" user "_s + account;
     return runShell(script + u" 2>/dev/null | grep -c '^\\[' || true"_s, QDir::tempPath()).toInt();
@@ -53,19 +64,19 @@ int itemCount(const QString &account = {})
 /// Stores an item the way another program using QtKeychain would have, without QtKeychain.
 void seed(const QString &account, const QString &type, const QByteArray &secret)
 {
-    secretTool({u"store"_s, u"--label="_s + KeychainService::service, u"xdg:schema"_s, u"org.qt.keychain"_s,
-                u"server"_s, KeychainService::service, u"user"_s, account, u"type"_s, type},
+    secretTool({u"store"_s, u"--label="_s + SecretServiceKeychain::service, u"xdg:schema"_s, u"org.qt.keychain"_s,
+                u"server"_s, SecretServiceKeychain::service, u"user"_s, account, u"type"_s, type},
                secret);
 }
 
 std::optional<QString> read(const QString &account)
 {
-    return await(KeychainService::readPassword(account));
+    return await(keyring().readPassword(account));
 }
 
 void save(const QString &password, const QString &account)
 {
-    (void)await(KeychainService::savePassword(password, account));
+    (void)await(keyring().savePassword(password, account));
 }
 
 } // namespace
@@ -98,23 +109,23 @@ void TestKeychainService::initTestCase()
 
 void TestKeychainService::init()
 {
-    runShell(u"secret-tool clear server "_s + KeychainService::service + u" || true"_s, QDir::tempPath());
+    runShell(u"secret-tool clear server "_s + SecretServiceKeychain::service + u" || true"_s, QDir::tempPath());
     QCOMPARE(itemCount(), 0);
 }
 
 void TestKeychainService::cleanup()
 {
     // Every job is gone once it has finished: none is kept, none deleted early.
-    QTRY_COMPARE(KeychainService::liveJobCount(), 0);
+    QTRY_COMPARE(SecretServiceKeychain::liveJobCount(), 0);
 }
 
 void TestKeychainService::accountJoinsHostAndUser()
 {
     QCOMPARE(KeychainService::account(u"10.0.0.1"_s, u"admin"_s), u"10.0.0.1:admin"_s);
     QCOMPARE(KeychainService::account(u"unifi.example.lan"_s, u"ops team"_s), u"unifi.example.lan:ops team"_s);
-    QCOMPARE(KeychainService::service, u"com.lanternfold.controller"_s);
-    QCOMPARE(KeychainService::defaultTimeout, std::chrono::seconds(10));
-    QCOMPARE(KeychainService::timeout(), std::chrono::milliseconds(KeychainService::defaultTimeout));
+    QCOMPARE(SecretServiceKeychain::service, u"com.lanternfold.controller"_s);
+    QCOMPARE(SecretServiceKeychain::defaultTimeout, std::chrono::seconds(10));
+    QCOMPARE(keyring().timeout(), std::chrono::milliseconds(SecretServiceKeychain::defaultTimeout));
 }
 
 void TestKeychainService::savedPasswordReadsBack()

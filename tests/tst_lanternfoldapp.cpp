@@ -1,4 +1,5 @@
 #include "ClientFixture.h"
+#include "FakePlatform.h"
 
 #include "App/AppDelegate.h"
 #include "App/LanternfoldApp.h"
@@ -38,6 +39,9 @@ private Q_SLOTS:
 
 private:
     std::unique_ptr<ScheduleStore> m_store;
+    FakeKeychain m_keychain;
+    FakeNotifications m_notifications;
+    FakeLoginItem m_loginItem;
     std::unique_ptr<LanternfoldApp> m_app;
 };
 
@@ -45,7 +49,8 @@ void TestLanternfoldApp::init()
 {
     ClientFixture::init();
     m_store = std::make_unique<ScheduleStore>(dir->path());
-    m_app = std::make_unique<LanternfoldApp>(*m_store, *trust, dir->filePath(u"Lanternfold.conf"_s));
+    m_app = std::make_unique<LanternfoldApp>(*m_store, *trust, dir->filePath(u"Lanternfold.conf"_s),
+                                             PlatformServices{m_keychain, m_notifications, m_loginItem});
     m_app->start();
 }
 
@@ -75,8 +80,8 @@ void TestLanternfoldApp::closingTheWindowKeepsTheProgramAndOpenBringsItBack()
     QVERIFY(!window.isVisible());
     QCoreApplication::processEvents();
     QCOMPARE(aboutToQuit.size(), 0);
-    QVERIFY(m_app->appState().scheduler().isStarted()); // schedules go on with the window closed
-    m_app->delegate().openAction()->trigger();          // "Open Lanternfold" in the tray menu
+    QVERIFY(m_app->scheduler().isStarted());   // schedules go on with the window closed
+    m_app->delegate().openAction()->trigger(); // "Open Lanternfold" in the tray menu
     QVERIFY(window.isVisible());
     QCOMPARE(&m_app->window(), &window);
 }
@@ -120,7 +125,7 @@ void TestLanternfoldApp::loggingInSwapsTheFormForTheTabsInTheSameWindow()
     AppState &state = m_app->appState();
     const ControllerConfig config = configFor(sim);
     QSignalSpy loggedIn(&state, &AppState::isLoggedInChanged);
-    (void)state.connect(config.host, config.port, config.kind, config.username, sim.password(), config.site, false);
+    (void)state.connect(config, sim.password(), false);
     QTRY_VERIFY_WITH_TIMEOUT(state.isLoggedIn(), 20000);
     QVERIFY(window.isVisible());
     QVERIFY(window.tabs());

@@ -1,8 +1,8 @@
-// LoginItemService over a fresh configuration folder per test: the autostart entry it writes,
-// reads and removes, its failures, and the entry's Exec line for a program in an awkward folder,
-// checked by desktop-file-validate and by GLib actually starting the program from it.
+// The login item as XDG autostart (AutostartLoginItem) over a fresh configuration folder per test: the autostart entry
+// it writes, reads and removes, its failures, and the entry's Exec line for a program in an awkward folder, checked by
+// desktop-file-validate and by GLib actually starting the program from it.
+#include "Platform/AutostartLoginItem.h"
 #include "Platform/DesktopEntry.h"
-#include "Platform/LoginItemService.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -116,7 +116,7 @@ void TestLoginItemService::init()
     m_config = std::make_unique<QTemporaryDir>();
     QVERIFY(m_config->isValid());
     qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_config->path()));
-    m_entry = LoginItemService::autostartFilePath();
+    m_entry = AutostartLoginItem().autostartFilePath();
 }
 
 bool TestLoginItemService::placeProbe(const QString &path)
@@ -149,20 +149,20 @@ void TestLoginItemService::filePathFollowsConfigFolder()
     QCOMPARE(m_entry, m_config->path() + u"/autostart/lanternfold.desktop"_s);
     QTemporaryDir other;
     qputenv("XDG_CONFIG_HOME", QFile::encodeName(other.path()));
-    QCOMPARE(LoginItemService::autostartFilePath(), other.path() + u"/autostart/lanternfold.desktop"_s);
+    QCOMPARE(AutostartLoginItem().autostartFilePath(), other.path() + u"/autostart/lanternfold.desktop"_s);
 }
 
 void TestLoginItemService::noEntryIsNotRegistered()
 {
-    QCOMPARE(LoginItemService::status(), LoginItemService::Status::notRegistered);
+    QCOMPARE(AutostartLoginItem().status(), LoginItemService::Status::notRegistered);
 }
 
 void TestLoginItemService::enableWritesValidEntry()
 {
     QVERIFY(!QFileInfo::exists(m_config->filePath(u"autostart"_s)));
-    const auto result = LoginItemService::setEnabled(true);
+    const auto result = AutostartLoginItem().setEnabled(true);
     QVERIFY2(result, qPrintable(result ? QString() : result.error()));
-    QCOMPARE(LoginItemService::status(), LoginItemService::Status::enabled);
+    QCOMPARE(AutostartLoginItem().status(), LoginItemService::Status::enabled);
 
     const QString program = QCoreApplication::applicationFilePath();
     QVERIFY(QFileInfo(program).isAbsolute());
@@ -184,7 +184,7 @@ void TestLoginItemService::enableWritesValidEntry()
 
 void TestLoginItemService::enableTwiceWritesOnce()
 {
-    QVERIFY(LoginItemService::setEnabled(true));
+    QVERIFY(AutostartLoginItem().setEnabled(true));
     QByteArray tampered = readAll(m_entry);
     const qsizetype exec = tampered.indexOf("Exec=");
     QVERIFY(exec >= 0);
@@ -194,31 +194,31 @@ void TestLoginItemService::enableTwiceWritesOnce()
     QVERIFY(inode != 0);
     const QDateTime modified = QFileInfo(m_entry).lastModified();
 
-    QVERIFY(LoginItemService::setEnabled(true));
+    QVERIFY(AutostartLoginItem().setEnabled(true));
     // Untouched: a rewrite would have put this program's path back, under a new inode.
     QCOMPARE(readAll(m_entry), tampered);
     QCOMPARE(inodeOf(m_entry), inode);
     QCOMPARE(QFileInfo(m_entry).lastModified(), modified);
-    QCOMPARE(LoginItemService::status(), LoginItemService::Status::enabled);
+    QCOMPARE(AutostartLoginItem().status(), LoginItemService::Status::enabled);
 }
 
 void TestLoginItemService::disableWhenNeverEnabledDoesNothing()
 {
-    const auto result = LoginItemService::setEnabled(false);
+    const auto result = AutostartLoginItem().setEnabled(false);
     QVERIFY2(result, qPrintable(result ? QString() : result.error()));
     QVERIFY(!QFileInfo::exists(m_config->filePath(u"autostart"_s)));
-    QCOMPARE(LoginItemService::status(), LoginItemService::Status::notRegistered);
+    QCOMPARE(AutostartLoginItem().status(), LoginItemService::Status::notRegistered);
 }
 
 void TestLoginItemService::enableThenDisableRemovesEntry()
 {
-    QVERIFY(LoginItemService::setEnabled(true));
+    QVERIFY(AutostartLoginItem().setEnabled(true));
     QVERIFY(QFileInfo::exists(m_entry));
-    const auto result = LoginItemService::setEnabled(false);
+    const auto result = AutostartLoginItem().setEnabled(false);
     QVERIFY2(result, qPrintable(result ? QString() : result.error()));
     QVERIFY(!QFileInfo::exists(m_entry));
-    QCOMPARE(LoginItemService::status(), LoginItemService::Status::notRegistered);
-    QVERIFY(LoginItemService::setEnabled(false));
+    QCOMPARE(AutostartLoginItem().status(), LoginItemService::Status::notRegistered);
+    QVERIFY(AutostartLoginItem().setEnabled(false));
 }
 
 void TestLoginItemService::hiddenEntry_data()
@@ -234,26 +234,26 @@ void TestLoginItemService::hiddenEntry()
     // What a desktop's settings leave behind when the user switches the entry off there.
     const QByteArray hidden = desktopentry::autostartEntry(u"/elsewhere/lanternfold"_s) + hidingLine;
     QVERIFY(writeNew(m_entry, hidden));
-    QCOMPARE(LoginItemService::status(), LoginItemService::Status::notRegistered);
+    QCOMPARE(AutostartLoginItem().status(), LoginItemService::Status::notRegistered);
 
     // Not enabled, so disabling has nothing to do and leaves the file as it is.
-    QVERIFY(LoginItemService::setEnabled(false));
+    QVERIFY(AutostartLoginItem().setEnabled(false));
     QCOMPARE(readAll(m_entry), hidden);
 
     // Enabling replaces it with an entry that starts this program.
-    QVERIFY(LoginItemService::setEnabled(true));
+    QVERIFY(AutostartLoginItem().setEnabled(true));
     QCOMPARE(readAll(m_entry), desktopentry::autostartEntry(QCoreApplication::applicationFilePath()));
-    QCOMPARE(LoginItemService::status(), LoginItemService::Status::enabled);
+    QCOMPARE(AutostartLoginItem().status(), LoginItemService::Status::enabled);
 }
 
 void TestLoginItemService::entryForAnotherProgramCountsAsEnabled()
 {
     const QByteArray foreign = desktopentry::autostartEntry(u"/nowhere/lanternfold"_s);
     QVERIFY(writeNew(m_entry, foreign));
-    QCOMPARE(LoginItemService::status(), LoginItemService::Status::enabled);
-    QVERIFY(LoginItemService::setEnabled(true));
+    QCOMPARE(AutostartLoginItem().status(), LoginItemService::Status::enabled);
+    QVERIFY(AutostartLoginItem().setEnabled(true));
     QCOMPARE(readAll(m_entry), foreign);
-    QVERIFY(LoginItemService::setEnabled(false));
+    QVERIFY(AutostartLoginItem().setEnabled(false));
     QVERIFY(!QFileInfo::exists(m_entry));
 }
 
@@ -262,12 +262,12 @@ void TestLoginItemService::failedWriteIsReported()
     // Tests run as root, whom no permission stops: a plain file where the autostart folder
     // belongs makes both creating the folder and writing into it fail.
     QVERIFY(writeNew(m_config->filePath(u"autostart"_s), "not a folder\n"));
-    const auto result = LoginItemService::setEnabled(true);
+    const auto result = AutostartLoginItem().setEnabled(true);
     QVERIFY(!result);
     QVERIFY(!result.error().trimmed().isEmpty());
     qInfo("write failure reads: %s", qPrintable(result.error()));
     QCOMPARE(readAll(m_config->filePath(u"autostart"_s)), QByteArray("not a folder\n"));
-    QCOMPARE(LoginItemService::status(), LoginItemService::Status::notRegistered);
+    QCOMPARE(AutostartLoginItem().status(), LoginItemService::Status::notRegistered);
 }
 
 void TestLoginItemService::failedRemoveIsReported()
@@ -275,8 +275,8 @@ void TestLoginItemService::failedRemoveIsReported()
     // A folder (not empty) where the entry belongs: it exists and nothing in it hides it, so it
     // counts as enabled, and removing it as a file fails, root or not.
     QVERIFY(writeNew(m_entry + u"/keep"_s, "kept\n"));
-    QCOMPARE(LoginItemService::status(), LoginItemService::Status::enabled);
-    const auto result = LoginItemService::setEnabled(false);
+    QCOMPARE(AutostartLoginItem().status(), LoginItemService::Status::enabled);
+    const auto result = AutostartLoginItem().setEnabled(false);
     QVERIFY(!result);
     QVERIFY(!result.error().trimmed().isEmpty());
     qInfo("remove failure reads: %s", qPrintable(result.error()));

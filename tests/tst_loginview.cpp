@@ -310,8 +310,8 @@ void TestLoginView::portParsing()
     view.setKind(kind);
     fillForm(probeAddress().toString(), text, u"admin"_s, u"pw"_s);
     QCOMPARE(field(u"Port"_s)->text(), text);
-    QCOMPARE(view.request().port, port);
-    QCOMPARE(view.request().kind, kind);
+    QCOMPARE(view.request().config.port, port);
+    QCOMPARE(view.request().config.kind, kind);
 }
 
 void TestLoginView::unusablePortConnectsOnTheKindsDefault_data()
@@ -351,7 +351,7 @@ void TestLoginView::blankHostEnablesAndIsSentAsTyped()
     LoginView &view = makeView();
     fillForm(u"   "_s, u"443"_s, u"admin"_s, u"pw"_s);
     QVERIFY(connectButton()->isEnabled());
-    QCOMPARE(view.request().host, u"   "_s);
+    QCOMPARE(view.request().config.host, u"   "_s);
     QTest::keyClick(field(u"Controller IP or hostname"_s), Qt::Key_Return);
     QVERIFY(state->isConnecting());
     // Such a host names no address: the state reports it, nothing is trimmed into one.
@@ -365,8 +365,9 @@ void TestLoginView::credentialsAreSentAsTyped()
     Sim &sim = startSim();
     LoginView &view = makeView();
     fillForm(u"127.0.0.1"_s, QString::number(sim.port()), u" demo "_s, sim.password() + u" "_s);
-    QCOMPARE(view.request(), (LoginView::Request{u"127.0.0.1"_s, sim.port(), ControllerKind::unifiOS, u" demo "_s,
-                                                 sim.password() + u" "_s, u"default"_s, true}));
+    QCOMPARE(view.request(), (LoginView::Request{ControllerConfig{u"127.0.0.1"_s, sim.port(), ControllerKind::unifiOS,
+                                                                  u" demo "_s, u"default"_s},
+                                                 sim.password() + u" "_s, true}));
     QTest::keyClick(field(u"Username"_s), Qt::Key_Return);
     QTRY_VERIFY(!state->isConnecting());
     QVERIFY(!state->isLoggedIn());

@@ -1,6 +1,6 @@
-// NotificationService where no session bus exists at all: registered without a bus of its own,
+// Desktop notifications (DesktopNotifications) where no session bus exists at all: registered without a bus of its own,
 // so the isolation script leaves DBUS_SESSION_BUS_ADDRESS unset and XDG_RUNTIME_DIR empty.
-#include "Platform/NotificationService.h"
+#include "Platform/DesktopNotifications.h"
 
 #include <QDBusConnection>
 #include <QDir>
@@ -42,9 +42,9 @@ void TestNotificationNoBus::silentWithoutBus()
 {
     QElapsedTimer timer;
     timer.start();
-    NotificationService::requestAuthorization();
-    NotificationService::post(u"Nightly APs"_s, u"a & b <c>"_s);
-    NotificationService::post(u"Nightly APs"_s, u"a & b <c>"_s);
+    DesktopNotifications().requestAuthorization();
+    DesktopNotifications().post(u"Nightly APs"_s, u"a & b <c>"_s);
+    DesktopNotifications().post(u"Nightly APs"_s, u"a & b <c>"_s);
     // Includes the one attempt to reach a bus, which fails on the spot.
     QVERIFY2(timer.elapsed() < 2000, qPrintable(QString::number(timer.elapsed())));
     QVERIFY(!QDBusConnection::sessionBus().isConnected());
@@ -54,7 +54,7 @@ void TestNotificationNoBus::silentWithoutBus()
     QTRY_VERIFY(turned);
 
     timer.restart();
-    NotificationService::post(u"Again"_s, u"still nobody"_s);
+    DesktopNotifications().post(u"Again"_s, u"still nobody"_s);
     QVERIFY2(timer.elapsed() < 500, qPrintable(QString::number(timer.elapsed())));
 }
 

@@ -1,6 +1,6 @@
-// NotificationService against a notification server that the test plays itself on the private
+// Desktop notifications (DesktopNotifications) against a notification server that the test plays itself on the private
 // session bus, over a second connection, so that every call travels through the bus daemon.
-#include "Platform/NotificationService.h"
+#include "Platform/DesktopNotifications.h"
 
 #include <QDBusArgument>
 #include <QDBusConnection>
@@ -168,7 +168,7 @@ QList<QDBusMessage> TestNotificationService::notifyCalls() const
 
 void TestNotificationService::postSendsNotifyWithExactArguments()
 {
-    NotificationService::post(u"Nightly APs"_s, u"Restarted 2 of 2 devices."_s);
+    DesktopNotifications().post(u"Nightly APs"_s, u"Restarted 2 of 2 devices."_s);
     QTRY_COMPARE(m_fake.calls.size(), 1);
 
     const QDBusMessage call = m_fake.calls.first();
@@ -214,7 +214,7 @@ void TestNotificationService::postEscapesMarkupInBodyOnly()
     QFETCH(QString, body);
     QFETCH(QString, sentBody);
 
-    NotificationService::post(title, body);
+    DesktopNotifications().post(title, body);
     QTRY_COMPARE(m_fake.calls.size(), 1);
     const QList<QVariant> arguments = m_fake.calls.first().arguments();
     QCOMPARE(arguments.at(3).toString(), title); // the summary is plain text on every server
@@ -223,8 +223,8 @@ void TestNotificationService::postEscapesMarkupInBodyOnly()
 
 void TestNotificationService::samePostTwiceGivesTwoNotifications()
 {
-    NotificationService::post(u"Same"_s, u"Same body"_s);
-    NotificationService::post(u"Same"_s, u"Same body"_s);
+    DesktopNotifications().post(u"Same"_s, u"Same body"_s);
+    DesktopNotifications().post(u"Same"_s, u"Same body"_s);
     QTRY_COMPARE(m_fake.calls.size(), 2);
     for (const QDBusMessage &call : std::as_const(m_fake.calls)) {
         QCOMPARE(call.member(), u"Notify"_s);
@@ -238,7 +238,7 @@ void TestNotificationService::samePostTwiceGivesTwoNotifications()
 
 void TestNotificationService::requestAuthorizationAsksForCapabilities()
 {
-    NotificationService::requestAuthorization();
+    DesktopNotifications().requestAuthorization();
     QTRY_COMPARE(m_fake.calls.size(), 1);
     const QDBusMessage call = m_fake.calls.first();
     QCOMPARE(call.interface(), serviceName);
@@ -256,8 +256,8 @@ void TestNotificationService::noServerIsSilentAndDoesNotBlock()
 
     QElapsedTimer timer;
     timer.start();
-    NotificationService::requestAuthorization();
-    NotificationService::post(u"Nobody"_s, u"listens"_s);
+    DesktopNotifications().requestAuthorization();
+    DesktopNotifications().post(u"Nobody"_s, u"listens"_s);
     QVERIFY2(timer.elapsed() < returnsAtOnceMs, qPrintable(QString::number(timer.elapsed())));
 
     // The bus answers both calls with "no such service"; once those errors are handled, the loop
@@ -267,7 +267,7 @@ void TestNotificationService::noServerIsSilentAndDoesNotBlock()
     QTimer::singleShot(0, this, [&turned] { turned = true; });
     QTRY_VERIFY(turned);
     QVERIFY(m_server.registerService(serviceName));
-    NotificationService::post(u"Later"_s, u"heard"_s);
+    DesktopNotifications().post(u"Later"_s, u"heard"_s);
     QTRY_COMPARE(notifyCalls().size(), 1);
     QCOMPARE(notifyCalls().first().arguments().at(3).toString(), u"Later"_s);
     settleClientConnection();
@@ -280,8 +280,8 @@ void TestNotificationService::silentServerDoesNotBlock()
 
     QElapsedTimer timer;
     timer.start();
-    NotificationService::post(u"Into the void"_s, u"no answer comes"_s);
-    NotificationService::requestAuthorization();
+    DesktopNotifications().post(u"Into the void"_s, u"no answer comes"_s);
+    DesktopNotifications().requestAuthorization();
     QVERIFY2(timer.elapsed() < returnsAtOnceMs, qPrintable(QString::number(timer.elapsed())));
 
     // The server lives on this thread: it can only see the calls because nothing is waiting for

@@ -436,8 +436,8 @@ void TestScheduleListView::schedulerRunShowsItsLastRunAtOnce()
     QCOMPARE(row->nextRunLabel()->text(), u"Next: Mar 14, 2025, 9:00\u202FAM"_s);
 
     now = utc(2025, 3, 14, 9, 0, 10);
-    QSignalSpy finished(&state->scheduler(), &SchedulerEngine::runFinished);
-    state->scheduler().tick();
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
+    scheduler().tick();
     QVERIFY(finished.wait(30000));
     QCOMPARE(state->jobs().first().lastRunAt, std::optional<QDateTime>(now));
     QCOMPARE(restartedMacs(sim), QStringList{state->accessPoints().first().mac});

@@ -1,4 +1,3 @@
-#include "NotificationWatcher.h"
 #include "StateFixture.h"
 
 #include "SimClock.h"
@@ -41,28 +40,23 @@ private:
     void waitForRuns(QSignalSpy &finished, int count);
     /// Runs the job due at nine, then expects all three devices restarted after exactly one
     /// login beyond the logins counted before.
-    void runAtNineRestartsAllWithOneMoreLogin(AppState &state, const Sim &sim, qsizetype logins);
+    void runAtNineRestartsAllWithOneMoreLogin(const Sim &sim, qsizetype logins);
     /// A state logged in to a simulated controller whose pauses last until pauseRelease is set.
     AppState &connectedWithHeldPauses();
     static QDateTime utc(int year, int month, int day, int hour, int minute = 0, int second = 0)
     {
         return QDateTime(QDate(year, month, day), QTime(hour, minute, second), QTimeZone::utc());
     }
-
-    std::unique_ptr<NotificationWatcher> m_notifications;
 };
 
 void TestSchedulerEngine::init()
 {
     StateFixture::init();
-    m_notifications = std::make_unique<NotificationWatcher>();
-    QVERIFY(m_notifications->start());
 }
 
 void TestSchedulerEngine::cleanup()
 {
     StateFixture::cleanup();
-    m_notifications.reset();
 }
 
 void TestSchedulerEngine::waitForRuns(QSignalSpy &finished, int count)
@@ -70,14 +64,14 @@ void TestSchedulerEngine::waitForRuns(QSignalSpy &finished, int count)
     QTRY_COMPARE_WITH_TIMEOUT(finished.size(), count, 30000);
 }
 
-void TestSchedulerEngine::runAtNineRestartsAllWithOneMoreLogin(AppState &state, const Sim &sim, qsizetype logins)
+void TestSchedulerEngine::runAtNineRestartsAllWithOneMoreLogin(const Sim &sim, qsizetype logins)
 {
     now = utc(2025, 3, 14, 9);
-    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
-    state.scheduler().tick();
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
+    scheduler().tick();
     waitForRuns(finished, 1);
-    QTRY_COMPARE(m_notifications->notifications().size(), 1);
-    QCOMPARE(m_notifications->notifications().first().body, u"Restarted 3 device(s) successfully."_s);
+    QTRY_COMPARE(notified().size(), 1);
+    QCOMPARE(notified().first().body, u"Restarted 3 device(s) successfully."_s);
     QCOMPARE(requestsTo(sim, u"/api/auth/login"_s).size(), logins + 1);
 }
 
@@ -97,8 +91,8 @@ void TestSchedulerEngine::startsWithTheTwentySecondTimerAndOneTickAtOnce()
     overdue.nextRunAt = utc(2025, 3, 14, 7); // missed while the program was not running
     store->save({overdue});
     AppState &state = makeState();
-    QVERIFY(state.scheduler().isStarted());
-    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
+    QVERIFY(scheduler().isStarted());
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
     waitForRuns(finished, 1); // without anyone calling tick()
     QCOMPARE(state.jobs().first().lastRunAt, std::optional<QDateTime>(now));
 }
@@ -111,13 +105,13 @@ void TestSchedulerEngine::dueJobsRunInListOrderOneAtATime()
     second.nextRunAt = now.addSecs(-3600); // due earlier, but later in the list
     store->save({first, second});
     AppState &state = makeState();
-    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
     waitForRuns(finished, 1);
     QCOMPARE(finished.at(0).first().toUuid(), first.id);
     QTest::qWait(50);
     QCOMPARE(finished.size(), 1); // one job per tick
     QVERIFY(state.jobs().at(1).nextRunAt <= now);
-    state.scheduler().tick();
+    scheduler().tick();
     waitForRuns(finished, 2);
     QCOMPARE(finished.at(1).first().toUuid(), second.id);
     QCOMPARE(logMessages().size(), 2);
@@ -132,21 +126,20 @@ void TestSchedulerEngine::skippedRunIsLoggedAnnouncedAndMovesOn()
     daily.nextRunAt = utc(2025, 3, 14, 7);
     store->save({daily});
     AppState &state = makeState(); // no saved controller: reconnecting cannot work
-    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
     waitForRuns(finished, 1);
     QCOMPARE(logMessages().first(),
              u"Scheduled job 'Mornings' skipped \u2014 not logged in and auto-reconnect failed."_s);
-    QTRY_COMPARE(m_notifications->notifications().size(), 1);
-    QCOMPARE(m_notifications->notifications().first().summary, u"Lanternfold"_s);
-    QCOMPARE(m_notifications->notifications().first().body,
-             u"Couldn't run 'Mornings': not connected to the controller."_s);
+    QTRY_COMPARE(notified().size(), 1);
+    QCOMPARE(notified().first().summary, u"Lanternfold"_s);
+    QCOMPARE(notified().first().body, u"Couldn't run 'Mornings': not connected to the controller."_s);
     // The missed run is not retried: tomorrow, measured from now.
     const ScheduledJob ran = state.jobs().first();
     QCOMPARE(ran.lastRunAt, std::optional<QDateTime>(now));
     QCOMPARE(ran.nextRunAt, std::optional<QDateTime>(utc(2025, 3, 15, 7)));
     QVERIFY(ran.isEnabled);
     QCOMPARE(savedJobs().first().nextRunAt, ran.nextRunAt);
-    state.scheduler().tick();
+    scheduler().tick();
     QTest::qWait(50);
     QCOMPARE(finished.size(), 1);
 }
@@ -158,14 +151,14 @@ void TestSchedulerEngine::disabledJobWithAPassedRunNeverRuns()
     off.nextRunAt = utc(2025, 3, 1, 7);
     store->save({off});
     AppState &state = makeState();
-    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
-    state.scheduler().tick();
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
+    scheduler().tick();
     QTest::qWait(50);
     QCOMPARE(finished.size(), 0);
     // Enabling computes the next run from now: the missed time does not fire at once.
     state.setJob(off, true);
     QCOMPARE(state.jobs().first().nextRunAt, std::optional<QDateTime>(utc(2025, 3, 15, 7)));
-    state.scheduler().tick();
+    scheduler().tick();
     QTest::qWait(50);
     QCOMPARE(finished.size(), 0);
     QVERIFY(state.activityLog().isEmpty());
@@ -177,7 +170,7 @@ void TestSchedulerEngine::onceJobIsDisabledAfterItsRun()
     once.nextRunAt = utc(2025, 3, 14, 8);
     store->save({once});
     AppState &state = makeState(); // skipped for want of a connection: the same as having run
-    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
     waitForRuns(finished, 1);
     QCOMPARE(state.jobs().size(), 1);
     QVERIFY(!state.jobs().first().isEnabled);
@@ -192,10 +185,10 @@ void TestSchedulerEngine::jobDeletedWhileRunningStaysDeleted()
     const QList<RestartTarget> targets = firstAccessPoints(2);
     state.addJob(job(u"Doomed"_s, targets, RecurrenceRule::dailyAt(9, 0), 10));
     now = utc(2025, 3, 14, 9);
-    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
-    state.scheduler().tick();
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
+    scheduler().tick();
     QTRY_COMPARE(pauses.size(), 1); // between the two devices
-    QVERIFY(state.scheduler().isRunningJob());
+    QVERIFY(scheduler().isRunningJob());
     state.removeJobs({0});
     const QByteArray afterRemoval = [this] {
         QFile file(jobsFilePath());
@@ -217,11 +210,11 @@ void TestSchedulerEngine::intervalCountsFromTheEndOfTheRun()
     state.addJob(job(u"Every six hours"_s, targets, RecurrenceRule::everyInterval(6), 40));
     const QDateTime due = *state.jobs().first().nextRunAt;
     now = due;
-    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
-    state.scheduler().tick();
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
+    scheduler().tick();
     QTRY_COMPARE(pauses.size(), 1);
     // A tick while it runs starts nothing: one job at a time.
-    state.scheduler().tick();
+    scheduler().tick();
     now = due.addSecs(40); // the run took 40 seconds
     pauseRelease->set();
     waitForRuns(finished, 1);
@@ -235,8 +228,8 @@ void TestSchedulerEngine::editDuringARunKeepsTheEditButNotItsNextRun()
     const QList<RestartTarget> targets = firstAccessPoints(2);
     state.addJob(job(u"Before"_s, targets, RecurrenceRule::dailyAt(9, 0), 10));
     now = utc(2025, 3, 14, 9);
-    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
-    state.scheduler().tick();
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
+    scheduler().tick();
     QTRY_COMPARE(pauses.size(), 1);
     ScheduledJob edited = state.jobs().first();
     edited.name = u"After"_s;
@@ -261,11 +254,11 @@ void TestSchedulerEngine::outcomeNotificationNamesTheFailures()
                                        {RestartTargetKind::camera, state.cameras().at(0).id, u"Door Cam"_s}};
     state.addJob(job(u"Mixed"_s, targets, RecurrenceRule::dailyAt(9, 0), 1));
     now = utc(2025, 3, 14, 9);
-    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
-    state.scheduler().tick();
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
+    scheduler().tick();
     waitForRuns(finished, 1);
-    QTRY_COMPARE(m_notifications->notifications().size(), 1);
-    const auto &notification = m_notifications->notifications().first();
+    QTRY_COMPARE(notified().size(), 1);
+    const auto &notification = notified().first();
     QCOMPARE(notification.summary, u"Lanternfold \u2014 Mixed"_s);
     QCOMPARE(notification.body, u"2 succeeded, 1 failed: Garage AP"_s);
     QVERIFY(logMessages().contains(u"Running scheduled job 'Mixed' (3 device(s))"_s));
@@ -297,7 +290,7 @@ void TestSchedulerEngine::dueJobRestartsEverythingByItself()
 
     AppState &state = makeState(); // not logged in at start
     QVERIFY(!state.isLoggedIn());
-    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
     waitForRuns(finished, 1);
     QVERIFY(state.isLoggedIn());
 
@@ -325,12 +318,10 @@ void TestSchedulerEngine::dueJobRestartsEverythingByItself()
     QVERIFY(at(restarts.at(0)).msecsTo(at(restarts.at(1))) >= 2000);
     QVERIFY(at(restarts.at(1)).msecsTo(at(restarts.at(2))) >= 2000);
 
-    QTRY_COMPARE(m_notifications->notifications().size(), 1);
-    const auto &notification = m_notifications->notifications().first();
+    QTRY_COMPARE(notified().size(), 1);
+    const auto &notification = notified().first();
     QCOMPARE(notification.summary, u"Lanternfold \u2014 Nightly"_s);
     QCOMPARE(notification.body, u"Restarted 3 device(s) successfully."_s);
-    QCOMPARE(notification.appName, u"Lanternfold"_s);
-    QCOMPARE(notification.hints.value(u"desktop-entry"_s).toString(), u"lanternfold"_s);
 
     const ScheduledJob saved = savedJobs().value(0);
     QCOMPARE(saved.id, nightly.id);
@@ -349,7 +340,7 @@ void TestSchedulerEngine::expiredSessionIsRenewedOnceForARun()
     state.addJob(job(u"After expiry"_s, targets, RecurrenceRule::dailyAt(9, 0), 1));
     const auto logins = requestsTo(sim, u"/api/auth/login"_s).size();
     sim.expireSessions();
-    runAtNineRestartsAllWithOneMoreLogin(state, sim, logins);
+    runAtNineRestartsAllWithOneMoreLogin(sim, logins);
 }
 
 void TestSchedulerEngine::sessionThatOutlivedItsLifetimeIsRenewedOnce()
@@ -365,7 +356,7 @@ void TestSchedulerEngine::sessionThatOutlivedItsLifetimeIsRenewedOnce()
     state.addJob(job(u"Nightly"_s, firstAccessPoints(3), RecurrenceRule::dailyAt(9, 0)));
     const auto logins = requestsTo(sim, u"/api/auth/login"_s).size();
     simClock.advance(3s);
-    runAtNineRestartsAllWithOneMoreLogin(state, sim, logins);
+    runAtNineRestartsAllWithOneMoreLogin(sim, logins);
     if (QTest::currentTestFailed())
         return;
     QCOMPARE(restartedMacs(sim).size(), 3);

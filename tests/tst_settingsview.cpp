@@ -1,13 +1,11 @@
 // The Settings tab over a real application state: the controller section from a saved or a new
 // configuration, Disconnect against the simulated controller, forgetting the pin of the configured
-// host, the launch-at-login switch over a fresh autostart folder per test (failures made by putting
-// a file or a folder where the autostart entry's folder or the entry belongs: tests run as root,
-// whom permissions do not stop), the activity log, and what assistive technologies read.
+// host, the launch-at-login switch over a login item that the test makes fail when it wants (the
+// autostart entry itself has its own tests), the activity log, and what assistive technologies read.
 //
 // Set LANTERNFOLD_TEST_SNAPSHOTS to a folder to keep a picture of the view from each test there.
 #include "StateFixture.h"
 
-#include "Platform/LoginItemService.h"
 #include "Views/ActivityLogList.h"
 #include "Views/SettingsView.h"
 
@@ -98,16 +96,23 @@ private:
     [[nodiscard]] QCheckBox *launchSwitch() const;
     [[nodiscard]] QLabel *errorLine() const;
 
-    std::unique_ptr<QTemporaryDir> m_config;
+    FakeLoginItem m_loginItem;
     std::unique_ptr<SettingsView> m_view;
 };
+
+namespace {
+
+/// What a login item that cannot be changed says, as a file error would.
+const QString cannotChange = u"Cannot create /home/user/.config/autostart for output: Not a directory"_s;
+
+} // namespace
 
 void TestSettingsView::init()
 {
     StateFixture::init();
-    m_config = std::make_unique<QTemporaryDir>();
-    QVERIFY(m_config->isValid());
-    qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_config->path()));
+    m_loginItem.enabled = false;
+    m_loginItem.failure.reset();
+    m_loginItem.changes = 0;
 }
 
 void TestSettingsView::cleanup()
@@ -116,14 +121,13 @@ void TestSettingsView::cleanup()
         snapshot(QString::fromLatin1(QTest::currentTestFunction()));
     m_view.reset();
     StateFixture::cleanup();
-    m_config.reset();
 }
 
 SettingsView &TestSettingsView::makeView()
 {
     if (!state)
         makeState();
-    m_view = std::make_unique<SettingsView>(*state, *trust);
+    m_view = std::make_unique<SettingsView>(*state, *trust, m_loginItem);
     m_view->resize(620, 560);
     m_view->show();
     if (!QTest::qWaitForWindowExposed(m_view.get()))
@@ -286,7 +290,7 @@ void TestSettingsView::switchReadsTheRegistration()
     QVERIFY(!m_view->launchAtLogin());
     m_view.reset();
 
-    QVERIFY(LoginItemService::setEnabled(true).ok());
+    QVERIFY(m_loginItem.setEnabled(true).ok());
     makeView();
     QVERIFY(launchSwitch()->isChecked());
     QVERIFY(m_view->launchAtLogin());
@@ -296,13 +300,7 @@ void TestSettingsView::switchReadsTheRegistration()
 
 void TestSettingsView::failedRegistrationFlipsBackAndSaysWhy()
 {
-    // A plain file where the autostart folder belongs: the entry cannot be written.
-    const QString blocker = m_config->filePath(u"autostart"_s);
-    {
-        QFile file(blocker);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("not a folder\n");
-    }
+    m_loginItem.failure = cannotChange;
     SettingsView &view = makeView();
     QCheckBox *toggle = launchSwitch();
     QVERIFY(!toggle->isChecked());
@@ -311,34 +309,30 @@ void TestSettingsView::failedRegistrationFlipsBackAndSaysWhy()
     QTest::mouseClick(toggle, Qt::LeftButton);
     QVERIFY(!toggle->isChecked());
     QVERIFY(!view.launchAtLogin());
-    QVERIFY(view.loginItemError());
-    const auto again = LoginItemService::setEnabled(true);
-    QVERIFY(!again.ok());
-    QCOMPARE(*view.loginItemError(), again.error());
+    QCOMPARE(view.loginItemError(), std::optional<QString>(cannotChange));
     QLabel *error = errorLine();
     QVERIFY(error != nullptr);
     QVERIFY(error->isVisible());
-    QCOMPARE(error->text(), again.error());
+    QCOMPARE(error->text(), cannotChange);
     QVERIFY(error->font().pointSizeF() < view.font().pointSizeF());
-    QCOMPARE(LoginItemService::status(), LoginItemService::Status::notRegistered);
+    QCOMPARE(m_loginItem.status(), LoginItemService::Status::notRegistered);
+    QCOMPARE(m_loginItem.changes, 1); // the flip back is no new attempt
 
     // Once the way is clear, the next change succeeds and the error goes. Flipped the way
     // assistive technologies do it: toggle(), no click.
-    QVERIFY(QFile::remove(blocker));
+    m_loginItem.failure.reset();
     toggle->toggle();
     QVERIFY(toggle->isChecked());
     QVERIFY(view.launchAtLogin());
     QVERIFY(!view.loginItemError());
     QVERIFY(!error->isVisible());
-    QCOMPARE(LoginItemService::status(), LoginItemService::Status::enabled);
-    QVERIFY(QFile::exists(LoginItemService::autostartFilePath()));
+    QCOMPARE(m_loginItem.status(), LoginItemService::Status::enabled);
 }
 
 void TestSettingsView::failedRemovalFlipsBackOn()
 {
-    // A folder, not empty, where the entry belongs: it counts as registered and cannot be removed
-    // as a file.
-    QVERIFY(QDir().mkpath(LoginItemService::autostartFilePath() + u"/keep"_s));
+    m_loginItem.enabled = true;
+    m_loginItem.failure = cannotChange;
     SettingsView &view = makeView();
     QCheckBox *toggle = launchSwitch();
     QVERIFY(toggle->isChecked());
@@ -346,21 +340,21 @@ void TestSettingsView::failedRemovalFlipsBackOn()
     QTest::mouseClick(toggle, Qt::LeftButton);
     QVERIFY(toggle->isChecked());
     QVERIFY(view.launchAtLogin());
-    QVERIFY(view.loginItemError());
-    QVERIFY(!view.loginItemError()->trimmed().isEmpty());
+    QCOMPARE(view.loginItemError(), std::optional<QString>(cannotChange));
     QVERIFY(errorLine() != nullptr && errorLine()->isVisible());
     QCOMPARE(errorLine()->text(), *view.loginItemError());
+    QCOMPARE(m_loginItem.status(), LoginItemService::Status::enabled);
 }
 
 void TestSettingsView::switchingOffRemovesTheEntry()
 {
-    QVERIFY(LoginItemService::setEnabled(true).ok());
+    QVERIFY(m_loginItem.setEnabled(true).ok());
     SettingsView &view = makeView();
     QTest::mouseClick(launchSwitch(), Qt::LeftButton);
     QVERIFY(!launchSwitch()->isChecked());
     QVERIFY(!view.launchAtLogin());
     QVERIFY(!view.loginItemError());
-    QVERIFY(!QFile::exists(LoginItemService::autostartFilePath()));
+    QCOMPARE(m_loginItem.status(), LoginItemService::Status::notRegistered);
 }
 
 void TestSettingsView::emptyActivityLog()

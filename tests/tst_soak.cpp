@@ -1,4 +1,3 @@
-#include "NotificationWatcher.h"
 #include "StateFixture.h"
 
 #include "State/SchedulerEngine.h"
@@ -58,21 +57,16 @@ private:
     static void switchOff(Sim &sim);
     [[nodiscard]] QDateTime earliestNextRun() const;
     static qint64 residentKiB();
-
-    std::unique_ptr<NotificationWatcher> m_notifications;
 };
 
 void TestSoak::init()
 {
     StateFixture::init();
-    m_notifications = std::make_unique<NotificationWatcher>();
-    QVERIFY(m_notifications->start());
 }
 
 void TestSoak::cleanup()
 {
     StateFixture::cleanup();
-    m_notifications.reset();
 }
 
 qint64 TestSoak::residentKiB()
@@ -177,8 +171,7 @@ void TestSoak::thousandRunsWithRandomFaults()
     state.addJob(job(u"Evening"_s, firstAccessPoints(1), RecurrenceRule::dailyAt(19, 15)));
     QCOMPARE(state.jobs().size(), 2);
 
-    QSignalSpy finished(&state.scheduler(), &SchedulerEngine::runFinished);
-    QSignalSpy notified(m_notifications.get(), &NotificationWatcher::notified);
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
     std::array<int, std::size_t(Fault::count)> faultsSeen{};
     int fullySucceeded = 0;
     bool lastRunRestartedEverything = false;
@@ -204,19 +197,18 @@ void TestSoak::thousandRunsWithRandomFaults()
         }();
         sim.log().clear();
         finished.clear();
-        notified.clear();
-        state.scheduler().tick();
+        scheduler().tick();
         QVERIFY2(finished.size() == 1 || finished.wait(30'000),
                  qPrintable(u"run %1 (fault %2) did not end"_s.arg(run).arg(int(fault))));
         QCOMPARE(finished.first().first().toUuid(), expected);
-        QVERIFY2(state.scheduler().isStarted(), "the engine stopped");
-        QVERIFY(!state.scheduler().isRunningJob());
+        QVERIFY2(scheduler().isStarted(), "the engine stopped");
+        QVERIFY(!scheduler().isRunningJob());
         // Every run is announced, whatever its outcome.
-        QVERIFY(notified.size() == 1 || notified.wait(10'000));
-        lastRunRestartedEverything = m_notifications->notifications().constLast().body.startsWith(u"Restarted "_s);
+        QCOMPARE(notified().size(), 1);
+        lastRunRestartedEverything = notified().constLast().body.startsWith(u"Restarted "_s);
         if (lastRunRestartedEverything)
             ++fullySucceeded;
-        m_notifications->clear();
+        notifications->posted.clear();
         switchOff(sim);
 
         // The run moved its job on, and the file says what the list says.

@@ -62,7 +62,7 @@ void TestUnifiAPIClient::placeholderUrlFailsAsNetworkError()
 {
     const ControllerConfig config{u"my host"_s, 443, ControllerKind::unifiOS, u"u"_s, u"default"_s};
     QCOMPARE(config.baseURL(), placeholderBaseURL());
-    UnifiAPIClient client(config, *trust);
+    UnifiAPIClient client(config, *firstUse);
     const auto login = await(client.login(u"pw"_s));
     QVERIFY(!login.ok());
     QCOMPARE(login.error().kind(), UnifiAPIError::Case::network);

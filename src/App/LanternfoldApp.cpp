@@ -1,7 +1,10 @@
 #include "App/LanternfoldApp.h"
 
 #include "App/AppDelegate.h"
+#include "Controller/Trust/FirstUseTrust.h"
 #include "State/AppState.h"
+#include "State/RunNotifier.h"
+#include "State/SchedulerEngine.h"
 #include "Views/AppIcons.h"
 #include "Views/CertificateQuestion.h"
 #include "Views/ContentView.h"
@@ -12,14 +15,19 @@
 
 namespace lanternfold {
 
-LanternfoldApp::LanternfoldApp(ScheduleStore &store, CertTrustService &trust, const QString &settingsPath,
-                               QObject *parent)
+LanternfoldApp::LanternfoldApp(ScheduleStore &store, CertTrustService &pins, const QString &settingsPath,
+                               PlatformServices platform, QObject *parent)
     : QObject(parent),
-      m_appState(std::make_unique<AppState>(store, trust, settingsPath)),
-      m_window(std::make_unique<ContentView>(*m_appState, trust)),
+      m_firstUse(std::make_unique<FirstUseTrust>(pins)),
+      m_appState(std::make_unique<AppState>(store, *m_firstUse, platform.keychain, settingsPath)),
+      m_scheduler(new SchedulerEngine(*m_appState)),
+      m_window(std::make_unique<ContentView>(*m_appState, pins, platform.loginItem)),
       m_question(std::make_unique<CertificateQuestion>(m_window.get()))
 {
-    m_appState->setCertificateApprover(m_question.get());
+    // The one question about a controller's key, for every connection the program makes.
+    m_firstUse->setApprover(m_question.get());
+    new RunNotifier(*m_scheduler, platform.notifications);
+    m_scheduler->start();
     AppDelegate::Actions actions;
     actions.openMainWindow = [this] { openMainWindow(); };
     actions.quit = [] { QCoreApplication::quit(); };
@@ -29,10 +37,11 @@ LanternfoldApp::LanternfoldApp(ScheduleStore &store, CertTrustService &trust, co
 LanternfoldApp::~LanternfoldApp()
 {
     m_delegate.reset();
-    m_appState->setCertificateApprover(nullptr);
+    m_firstUse->setApprover(nullptr);
     m_question.reset();
     m_window.reset();
     m_appState.reset();
+    m_firstUse.reset();
 }
 
 void LanternfoldApp::start()

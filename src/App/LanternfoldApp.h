@@ -13,17 +13,31 @@ class AppState;
 class CertTrustService;
 class CertificateQuestion;
 class ContentView;
+class FirstUseTrust;
+class KeychainService;
+class LoginItemService;
+class NotificationService;
 class ScheduleStore;
+class SchedulerEngine;
 
-/// Builds the program's objects once and keeps them for its whole life: the state (with its
-/// scheduler), the main window, the certificate question and the tray.
+/// The desktop services the program runs on: the real ones in the program, fakes in tests.
+struct PlatformServices
+{
+    KeychainService &keychain;
+    NotificationService &notifications;
+    LoginItemService &loginItem;
+};
+
+/// Builds the program's objects once and keeps them for its whole life: the trust in the
+/// controller's key with its question, the state and its scheduler with the notifications of its
+/// runs, the main window and the tray.
 class LanternfoldApp final : public QObject
 {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(LanternfoldApp)
 
 public:
-    LanternfoldApp(ScheduleStore &store, CertTrustService &trust, const QString &settingsPath,
+    LanternfoldApp(ScheduleStore &store, CertTrustService &pins, const QString &settingsPath, PlatformServices platform,
                    QObject *parent = nullptr);
     /// The window goes before the state it shows.
     ~LanternfoldApp() override;
@@ -34,6 +48,7 @@ public:
     void openMainWindow();
 
     [[nodiscard]] AppState &appState() const { return *m_appState; }
+    [[nodiscard]] SchedulerEngine &scheduler() const { return *m_scheduler; }
     [[nodiscard]] ContentView &window() const { return *m_window; }
     [[nodiscard]] AppDelegate &delegate() const { return *m_delegate; }
 
@@ -46,7 +61,9 @@ protected:
 private:
     void setUpIcons();
 
+    std::unique_ptr<FirstUseTrust> m_firstUse;
     std::unique_ptr<AppState> m_appState;
+    SchedulerEngine *m_scheduler = nullptr;
     std::unique_ptr<ContentView> m_window;
     std::unique_ptr<CertificateQuestion> m_question;
     std::unique_ptr<AppDelegate> m_delegate;

@@ -2,6 +2,9 @@
 #include "App/LanternfoldApp.h"
 #include "App/SingleInstance.h"
 #include "Controller/Trust/CertTrustService.h"
+#include "Platform/AutostartLoginItem.h"
+#include "Platform/DesktopNotifications.h"
+#include "Platform/SecretServiceKeychain.h"
 #include "Schedules/ScheduleStore.h"
 #include "State/AppState.h"
 
@@ -102,7 +105,11 @@ int main(int argc, char *argv[])
 
     quitOnTerminationSignals(app);
     fonts.wait();
-    LanternfoldApp lanternfold(ScheduleStore::shared(), CertTrustService::shared(), AppState::defaultSettingsPath());
+    SecretServiceKeychain keychain;
+    DesktopNotifications notifications;
+    AutostartLoginItem loginItem;
+    LanternfoldApp lanternfold(ScheduleStore::shared(), CertTrustService::shared(), AppState::defaultSettingsPath(),
+                               PlatformServices{keychain, notifications, loginItem});
     QObject::connect(&instance, &SingleInstance::openRequested, &lanternfold, &LanternfoldApp::openMainWindow);
     lanternfold.start();
     return QApplication::exec();

@@ -1,7 +1,6 @@
 #include "Async/Latch.h"
 
 #include <QCoroSignal>
-#include <QTimer>
 
 namespace lanternfold {
 
@@ -36,17 +35,16 @@ QCoro::Task<void> Wakeup::wait()
         co_await qCoro(this, &Wakeup::fired);
 }
 
-QCoro::Task<bool> sleepFor(std::chrono::milliseconds duration, std::shared_ptr<Latch> cancel)
+std::shared_ptr<Latch> firstOf(const std::shared_ptr<Latch> &first, const std::shared_ptr<Latch> &second)
 {
-    QTimer timer;
-    timer.setSingleShot(true);
-    timer.setTimerType(Qt::PreciseTimer);
-    Wakeup wakeup;
-    wakeup.watch(*cancel);
-    wakeup.watch(&timer, &QTimer::timeout);
-    timer.start(duration);
-    co_await wakeup.wait();
-    co_return !cancel->isSet();
+    auto either = std::make_shared<Latch>();
+    for (const std::shared_ptr<Latch> &latch : {first, second}) {
+        if (latch->isSet())
+            either->set();
+        else
+            QObject::connect(latch.get(), &Latch::wasSet, either.get(), &Latch::set);
+    }
+    return either;
 }
 
 } // namespace lanternfold

@@ -4,7 +4,6 @@
 
 #include <QCoroTask>
 
-#include <chrono>
 #include <memory>
 
 namespace lanternfold {
@@ -65,7 +64,7 @@ private:
     bool m_fired = false;
 };
 
-/// Waits for duration, or less when cancel is set first. True when the whole time passed.
-QCoro::Task<bool> sleepFor(std::chrono::milliseconds duration, std::shared_ptr<Latch> cancel);
+/// A latch set as soon as one of first and second is (at once when one already is).
+std::shared_ptr<Latch> firstOf(const std::shared_ptr<Latch> &first, const std::shared_ptr<Latch> &second);
 
 } // namespace lanternfold

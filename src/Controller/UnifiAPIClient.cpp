@@ -1,11 +1,13 @@
 #include "Controller/UnifiAPIClient.h"
 
 #include "Async/Latch.h"
+#include "Controller/ControllerLog.h"
 #include "Controller/Inventory.h"
 #include "Controller/Trust/CertTrustService.h"
 #include "Controller/Trust/FirstUseTrust.h"
 #include "Controller/Trust/PinningSessionDelegate.h"
 
+#include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
 #include <QNetworkCookie>
@@ -43,6 +45,16 @@ QString utf8OrEmpty(const QByteArray &bytes)
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     QString text = decoder.decode(bytes);
     return decoder.hasError() ? QString() : text;
+}
+
+/// What a failed request's error says, without a body the controller sent, for diagnostics.
+QString outcomeWithoutBody(const UnifiAPIError &error)
+{
+    if (error.kind() == UnifiAPIError::Case::server)
+        return u"HTTP "_s + QString::number(error.status());
+    if (error.kind() == UnifiAPIError::Case::network)
+        return error.description();
+    return u"refused by the pin check"_s;
 }
 
 bool isSuccess(int status)
@@ -92,7 +104,7 @@ std::optional<UnifiAPIError> loginRefusal(int status, const QByteArray &body)
 
 } // namespace
 
-UnifiAPIClient::UnifiAPIClient(ControllerConfig config, CertTrustService &trust, QObject *parent)
+UnifiAPIClient::UnifiAPIClient(ControllerConfig config, FirstUseTrust &trust, QObject *parent)
     : QObject(parent),
       m_config(std::move(config)),
       m_trust(trust),
@@ -102,8 +114,8 @@ UnifiAPIClient::UnifiAPIClient(ControllerConfig config, CertTrustService &trust,
       m_closed(std::make_shared<Latch>())
 {
     m_manager->setCookieJar(m_cookieJar); // the manager owns it
-    m_delegate = new PinningSessionDelegate(m_config.host, m_trust, m_manager);
-    connect(&m_trust, &CertTrustService::pinChanged, this, &UnifiAPIClient::onPinChanged);
+    m_delegate = new PinningSessionDelegate(m_config.host, m_trust.pins(), m_manager);
+    connect(&m_trust.pins(), &CertTrustService::pinChanged, this, &UnifiAPIClient::onPinChanged);
 }
 
 UnifiAPIClient::~UnifiAPIClient()
@@ -207,6 +219,8 @@ QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::send(QNetworkRe
     dropStaleConnectionsIfIdle();
 
     const QByteArray verb = body ? "POST" : "GET";
+    QElapsedTimer clock;
+    clock.start();
     const QPointer<QNetworkReply> reply =
         body ? m_manager->sendCustomRequest(request, verb, *body) : m_manager->get(request);
     m_inFlight.insert(reply);
@@ -224,6 +238,11 @@ QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::send(QNetworkRe
     m_inFlight.remove(reply);
     const auto refusal = PinningSessionDelegate::refusalOf(*reply);
     APIResult<Response> result = interpret(*reply);
+    // The method, the path and the outcome only: headers and bodies carry the password, the
+    // session cookie and the CSRF token.
+    qCDebug(lcController) << verb.constData() << request.url().path() << "->"
+                          << (result.ok() ? QString::number(result.value().status) : outcomeWithoutBody(result.error()))
+                          << "in" << clock.elapsed() << "ms";
     reply->deleteLater();
     if (m_inFlight.isEmpty()) {
         dropStaleConnectionsIfIdle();
@@ -231,10 +250,8 @@ QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::send(QNetworkRe
     }
     // Last, because the handler may close the client: a changed key, seen by the check itself.
     // Requests that only shared the refused connection report the same error without a second call.
-    if (refusal && refusal->reason == PinRefusal::Reason::mismatch && m_mismatchHandler) {
-        const MismatchHandler handler = m_mismatchHandler;
-        handler(m_config.host, refusal->expected, refusal->presented);
-    }
+    if (refusal && refusal->reason == PinRefusal::Reason::mismatch)
+        Q_EMIT certificateMismatch(m_config.host, refusal->expected, refusal->presented);
     co_return result;
 }
 
@@ -324,13 +341,21 @@ QCoro::Task<APIResult<Done>> UnifiAPIClient::performLogin(QString password)
     const std::shared_ptr<Latch> closed = m_closed;
     // The key is approved before any credential leaves the machine.
     const QUrl address = m_config.baseURL();
-    const auto pinned =
-        co_await m_trust.firstUse().ensurePinned(m_config.host, address.host(), static_cast<quint16>(address.port(443)),
-                                                 m_transferTimeout, m_approvalHandler, closed);
+    const auto pinned = co_await m_trust.ensurePinned(
+        m_config.host, address.host(), static_cast<quint16>(address.port(443)), m_transferTimeout, closed);
     if (closed->isSet())
         co_return UnifiAPIError::closed();
-    if (!pinned.ok())
-        co_return pinned.error();
+    if (!pinned.ok()) {
+        const FirstUseRefusal &refusal = pinned.error();
+        switch (refusal.reason) {
+        case FirstUseRefusal::Reason::declined:
+            co_return UnifiAPIError::certificateRejected();
+        case FirstUseRefusal::Reason::unreachable:
+            co_return UnifiAPIError::network(refusal.detail);
+        case FirstUseRefusal::Reason::closed:
+            co_return UnifiAPIError::closed();
+        }
+    }
 
     const QString path = m_config.kind == ControllerKind::unifiOS ? u"/api/auth/login"_s : u"/api/login"_s;
     QNetworkRequest request = makeRequest(path, /*sendsCsrfToken=*/false);
@@ -408,16 +433,6 @@ void UnifiAPIClient::adoptLoginToken(const LoginToken &token)
     case LoginToken::Source::none:
         return;
     }
-}
-
-QCoro::Task<APIResult<Done>> UnifiAPIClient::pause(std::chrono::milliseconds duration)
-{
-    if (m_closed->isSet())
-        co_return UnifiAPIError::closed();
-    const bool whole = co_await sleepFor(duration, m_closed);
-    if (!whole)
-        co_return UnifiAPIError::closed();
-    co_return Done{};
 }
 
 std::optional<QString> UnifiAPIClient::tokenCookieValue(const QUrl &url) const

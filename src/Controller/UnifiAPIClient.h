@@ -17,7 +17,6 @@
 #include <QCoroTask>
 
 #include <chrono>
-#include <functional>
 #include <memory>
 #include <optional>
 
@@ -28,8 +27,8 @@ class QUrl;
 
 namespace lanternfold {
 
-class CertTrustService;
 class ClientCookieJar;
+class FirstUseTrust;
 class Latch;
 class PinningSessionDelegate;
 
@@ -56,21 +55,15 @@ class UnifiAPIClient final : public QObject
     Q_DISABLE_COPY_MOVE(UnifiAPIClient)
 
 public:
-    /// Asks the person to trust a key seen for the first time. It may take minutes: no request
-    /// and no request timeout run while it is open.
-    using ApprovalHandler = std::function<QCoro::Task<bool>(QString host, QString fingerprint)>;
-    using MismatchHandler = std::function<void(QString host, QString expected, QString presented)>;
-
     static constexpr std::chrono::milliseconds defaultTransferTimeout{60'000};
 
-    explicit UnifiAPIClient(ControllerConfig config, CertTrustService &trust, QObject *parent = nullptr);
+    /// A key the controller presents for the first time is put to trust's question before
+    /// anything is sent; it may take minutes, and no request and no request timeout run meanwhile.
+    explicit UnifiAPIClient(ControllerConfig config, FirstUseTrust &trust, QObject *parent = nullptr);
     /// Closes the client first.
     ~UnifiAPIClient() override;
 
     [[nodiscard]] const ControllerConfig &config() const { return m_config; }
-
-    void setCertificateApprovalHandler(ApprovalHandler handler) { m_approvalHandler = std::move(handler); }
-    void setCertificateMismatchHandler(MismatchHandler handler) { m_mismatchHandler = std::move(handler); }
 
     [[nodiscard]] std::chrono::milliseconds transferTimeout() const { return m_transferTimeout; }
     /// Tests shorten it; the program keeps the default.
@@ -86,10 +79,6 @@ public:
     QCoro::Task<APIResult<QList<ProtectCamera>>> fetchCameras();
     QCoro::Task<APIResult<Done>> restartAccessPoint(QString mac);
     QCoro::Task<APIResult<Done>> rebootCamera(QString id);
-
-    /// Waits between two commands of a batch; ends at once, with the error of a closed client,
-    /// when the client closes meanwhile.
-    QCoro::Task<APIResult<Done>> pause(std::chrono::milliseconds duration);
 
     /// Aborts every request in flight and the first-use handshake, and ends every wait: each
     /// suspended operation resumes with a network error. Nothing is sent afterwards; every later
@@ -141,6 +130,9 @@ public:
 Q_SIGNALS:
     /// No request is in flight any more.
     void becameIdle();
+    /// The controller presented a key other than host's pin; the request that met it failed
+    /// without sending anything. Emitted once that request has ended (a slot may close the client).
+    void certificateMismatch(const QString &host, const QString &expected, const QString &presented);
 
 private:
     struct Response
@@ -172,7 +164,7 @@ private:
     [[nodiscard]] QString networkPath(const QString &suffix) const;
 
     ControllerConfig m_config;
-    CertTrustService &m_trust;
+    FirstUseTrust &m_trust;
     QNetworkAccessManager *m_manager;
     ClientCookieJar *m_cookieJar;
     PinningSessionDelegate *m_delegate;
@@ -181,8 +173,6 @@ private:
     /// a header nor an earlier token. Re-read on every request, so a controller that rotates the
     /// cookie is followed; m_csrfToken is then only the fallback for a moment without the cookie.
     bool m_csrfFromCookie = false;
-    ApprovalHandler m_approvalHandler;
-    MismatchHandler m_mismatchHandler;
     std::chrono::milliseconds m_transferTimeout = defaultTransferTimeout;
     /// Set by close() and by the destructor; shared with every suspended operation.
     std::shared_ptr<Latch> m_closed;

@@ -4,16 +4,19 @@
 
 namespace lanternfold {
 
-/// User notifications over org.freedesktop.Notifications on the session bus. Never blocks, never reports.
-class NotificationService final
+/// User notifications: desktop notifications in the program (DesktopNotifications), a list in the
+/// tests of what posts them. Never blocks and never reports a failure.
+class NotificationService
 {
 public:
-    /// A capability check (GetCapabilities), asynchronous; its answer and any error are ignored.
-    static void requestAuthorization();
-    /// Notify(app_name "Lanternfold", replaces_id 0, app_icon "lanternfold", summary = title, body = text with &, <, >
-    /// escaped, actions [], hints {"desktop-entry": "lanternfold", "sound-name": "complete"}, expire_timeout -1),
-    /// asynchronous; silent on every failure.
-    static void post(const QString &title, const QString &body);
+    NotificationService() = default;
+    virtual ~NotificationService() = default;
+    Q_DISABLE_COPY_MOVE(NotificationService)
+
+    /// Asks once, at start, to be allowed to notify; the answer does not matter.
+    virtual void requestAuthorization() = 0;
+    /// A new notification with this title and body and the default sound.
+    virtual void post(const QString &title, const QString &body) = 0;
 };
 
 } // namespace lanternfold

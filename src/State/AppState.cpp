@@ -1,18 +1,16 @@
-// The application state: its published fields, the saved configuration, the activity log and the
-// connection's life. Device operations are in AppStateDevices.cpp, the job list in AppStateJobs.cpp.
 #include "State/AppState.h"
 
-#include "Controller/Trust/CertTrustService.h"
-#include "Controller/Trust/CertificateApprover.h"
-#include "Platform/NotificationService.h"
+#include "Async/Latch.h"
+#include "Models/FastJson.h"
+#include "Platform/KeychainService.h"
+#include "Platform/MemoryRelease.h"
 #include "Platform/Preferences.h"
-#include "Schedules/ScheduleStore.h"
 #include "State/ControllerSession.h"
-#include "State/SchedulerEngine.h"
+#include "State/JobList.h"
+#include "State/StateLog.h"
 
 #include <QJsonDocument>
 #include <QSettings>
-#include <QTimer>
 
 #include <utility>
 
@@ -22,51 +20,65 @@ using namespace Qt::StringLiterals;
 
 const QString AppState::configDefaultsKey = u"com.lanternfold.controllerConfig"_s;
 
-QCoro::Task<bool> realPause(std::chrono::seconds duration, std::shared_ptr<Latch> cancel)
+/// A connect under way; reconnects wait for it instead of starting another.
+struct AppState::ConnectAttempt
 {
-    // In steps a timer can hold: a stagger may be any number of seconds the jobs file holds.
-    constexpr std::chrono::seconds step = std::chrono::hours(24);
-    while (duration.count() > 0 && !cancel->isSet()) {
-        const std::chrono::seconds chunk = std::min(duration, step);
-        if (!co_await sleepFor(chunk, cancel))
-            co_return false;
-        duration -= chunk;
-    }
-    co_return !cancel->isSet();
+    Latch finished;
+};
+
+namespace {
+
+QString keyringAccount(const ControllerConfig &config)
+{
+    return KeychainService::account(config.host, config.username);
 }
 
-AppState::AppState(ScheduleStore &store, CertTrustService &trust, QString settingsPath, Clock clock, QObject *parent)
+/// Counts one refresh of a session from its start to its end, on every path out of it.
+class RefreshUnderWay
+{
+public:
+    explicit RefreshUnderWay(QPointer<ControllerSession> session) : m_session(std::move(session))
+    {
+        m_session->beginRefresh();
+    }
+    ~RefreshUnderWay()
+    {
+        if (m_session)
+            m_session->endRefresh();
+        releaseFreedMemorySoon();
+    }
+    Q_DISABLE_COPY_MOVE(RefreshUnderWay)
+
+private:
+    QPointer<ControllerSession> m_session;
+};
+
+} // namespace
+
+AppState::AppState(ScheduleStore &store, FirstUseTrust &trust, KeychainService &keychain, QString settingsPath,
+                   Clock clock, QObject *parent)
     : QObject(parent),
-      m_store(store),
       m_trust(trust),
+      m_keychain(keychain),
       m_settingsPath(std::move(settingsPath)),
       m_clock(std::move(clock)),
+      m_jobList(new JobList(store, m_clock, this)),
       m_gone(std::make_shared<Latch>())
 {
-    m_jobs = m_store.load();
+    QObject::connect(m_jobList, &JobList::jobsChanged, this, &AppState::jobsChanged);
     loadSavedConfig();
-    m_scheduler = new SchedulerEngine(*this);
-    m_scheduler->start();
-    // From the event loop: the first use of the session bus waits for the connection to it, and
-    // the window need not wait for that. Nothing depends on the answer.
-    QTimer::singleShot(0, this, [] { NotificationService::requestAuthorization(); });
 }
 
 AppState::~AppState()
 {
     m_gone->set();
-    // Suspended operations resume from the event loop with the clients' errors and find the state
-    // gone; nothing more is sent. The clients themselves go with this object, their parent.
-    const auto closeSession = [](const std::shared_ptr<ControllerSession> &session) {
-        session->ending->set();
-        if (session->client)
-            session->client->close();
-    };
+    // Suspended operations resume from the event loop with the sessions' errors and find the state
+    // gone; nothing more is sent. The sessions themselves go with this object, their parent.
     if (m_session)
-        closeSession(m_session);
-    for (const auto &pending : std::as_const(m_pending)) {
-        if (const auto session = pending.lock())
-            closeSession(session);
+        m_session->close();
+    for (const QPointer<ControllerSession> &pending : std::as_const(m_pending)) {
+        if (pending)
+            pending->close();
     }
 }
 
@@ -75,15 +87,9 @@ QString AppState::defaultSettingsPath()
     return preferencesFilePath();
 }
 
-void AppState::setCertificateApprover(CertificateApprover *approver)
+const QList<ScheduledJob> &AppState::jobs() const
 {
-    m_approver = approver;
-}
-
-QString AppState::mismatchText(const QString &host, const QString &expected, const QString &presented)
-{
-    return u"Certificate mismatch for "_s + host + u".\nExpected "_s + expected.left(16) + u"\u2026, got "_s +
-           presented.left(16) + u"\u2026\nRemove the pin in Settings if you re-adopted or reset the controller."_s;
+    return m_jobList->jobs();
 }
 
 // Published fields: each assignment is announced, as the views redraw on every one.
@@ -116,12 +122,6 @@ void AppState::setCameras(QList<ProtectCamera> cameras)
 {
     m_cameras = std::move(cameras);
     Q_EMIT camerasChanged();
-}
-
-void AppState::setJobs(QList<ScheduledJob> jobs)
-{
-    m_jobs = std::move(jobs);
-    Q_EMIT jobsChanged();
 }
 
 void AppState::setLastError(std::optional<QString> error)
@@ -168,57 +168,37 @@ void AppState::persistConfig()
 
 // Connection life.
 
-std::shared_ptr<ControllerSession> AppState::openSession(const ControllerConfig &config)
+ControllerSession *AppState::openSession(const ControllerConfig &config)
 {
-    auto *client = new UnifiAPIClient(config, m_trust, this);
+    auto *session = new ControllerSession(config, m_trust, m_keychain, this);
     if (m_transferTimeout)
-        client->setTransferTimeout(*m_transferTimeout);
-    const QPointer<AppState> self(this);
-    client->setCertificateApprovalHandler([self](QString host, QString fingerprint) {
-        return promptCertificateApproval(self, std::move(host), std::move(fingerprint));
+        session->setTransferTimeout(*m_transferTimeout);
+    // Reported after the refused request has ended; the failed operation's own error then follows
+    // with the same text.
+    QObject::connect(session, &ControllerSession::certificateMismatch, this,
+                     [this](const QString & /*host*/, const QString &expected, const QString &presented) {
+                         setLastError(UnifiAPIError::certificateMismatch(expected, presented).description());
+                     });
+    QObject::connect(session, &ControllerSession::renewalFailed, this, [this](const UnifiAPIError &error) {
+        setLastError(error.description());
+        log(u"Connect failed: "_s + error.description());
     });
-    // The client calls it on the main thread, after the refused request has ended; the failed
-    // operation's own error then replaces the text.
-    client->setCertificateMismatchHandler(
-        [self](const QString &host, const QString &expected, const QString &presented) {
-            if (self)
-                self->setLastError(mismatchText(host, expected, presented));
-        });
-    return std::make_shared<ControllerSession>(client);
+    return session;
 }
 
-QCoro::Task<bool> AppState::promptCertificateApproval(QPointer<AppState> self, QString host, QString fingerprint)
+QCoro::Task<void> AppState::retire(QPointer<ControllerSession> session, bool logOut)
 {
-    if (!self || !self->m_approver)
-        co_return false; // nobody to ask: a key nobody approved is not trusted
-    const QPointer<CertificateApprover> approver = self->m_approver;
-    co_return co_await approver->approve(std::move(host), std::move(fingerprint));
+    if (!session)
+        co_return;
+    co_await session->retire(logOut);
+    if (session)
+        session->deleteLater();
 }
 
-QCoro::Task<void> AppState::retire(std::shared_ptr<ControllerSession> session, bool logOut)
-{
-    session->ending->set();
-    while (session->commandsInFlight > 0) {
-        const std::shared_ptr<Latch> settled = session->settled;
-        Wakeup wakeup;
-        wakeup.watch(*settled);
-        co_await wakeup.wait();
-    }
-    const QPointer<UnifiAPIClient> client = session->client;
-    if (client && logOut)
-        co_await client->logout();
-    if (client) {
-        client->close();
-        client->deleteLater();
-    }
-}
-
-QCoro::Task<Done> AppState::connect(QString host, qint64 port, ControllerKind kind, QString username, QString password,
-                                    QString site, bool rememberPassword)
+QCoro::Task<Done> AppState::connect(ControllerConfig config, QString password, bool rememberPassword)
 {
     auto attempt = std::make_shared<ConnectAttempt>();
     m_connectAttempt = attempt;
-    ControllerConfig config{std::move(host), port, kind, std::move(username), std::move(site)};
     co_return co_await performConnect(std::move(config), std::move(password), rememberPassword, attempt);
 }
 
@@ -228,16 +208,14 @@ QCoro::Task<Done> AppState::performConnect(ControllerConfig config, QString pass
     const std::shared_ptr<Latch> gone = m_gone;
     setConnecting(true);
     setLastError(std::nullopt);
-    const auto session = openSession(config);
+    const QPointer<ControllerSession> session = openSession(config);
     m_pending.append(session);
-    const QPointer<UnifiAPIClient> client = session->client;
-    const auto login = co_await client->login(password);
+    qCDebug(lcState) << "connecting to" << config.host << "port" << config.port;
+    const auto login = co_await session->login(password);
     if (gone->isSet())
         co_return Done{};
-    m_pending.removeIf([&session](const std::weak_ptr<ControllerSession> &pending) {
-        const auto locked = pending.lock();
-        return !locked || locked == session;
-    });
+    m_pending.removeIf(
+        [&session](const QPointer<ControllerSession> &pending) { return !pending || pending == session; });
     const auto finish = [this, &attempt] {
         if (m_connectAttempt == attempt)
             m_connectAttempt.reset();
@@ -247,7 +225,7 @@ QCoro::Task<Done> AppState::performConnect(ControllerConfig config, QString pass
 
     if (!login.ok()) {
         // A connect that a disconnect called off ends quietly: there is nothing to report.
-        if (!client->isClosed()) {
+        if (session && !session->isClosed()) {
             setLastError(login.error().description());
             log(u"Connect failed: "_s + login.error().description());
         }
@@ -256,20 +234,20 @@ QCoro::Task<Done> AppState::performConnect(ControllerConfig config, QString pass
         co_return Done{};
     }
 
-    if (const auto previous = std::exchange(m_session, session))
+    if (const QPointer<ControllerSession> previous = std::exchange(m_session, session))
         (void)retire(previous, /*logOut=*/false);
     setConfig(config);
     setLoggedIn(true);
     persistConfig();
     if (rememberPassword) {
         // Deliberately nothing when not asked: a password saved earlier stays where it is.
-        co_await KeychainService::savePassword(password, keyringAccount(config));
+        co_await m_keychain.savePassword(password, keyringAccount(config));
         if (gone->isSet())
             co_return Done{};
     }
-    if (session->refreshesStarted == 0) {
+    if (session && session->refreshesStarted() == 0) {
         co_await refreshDevices();
-    } else if (const std::shared_ptr<Latch> refreshed = session->refreshed) {
+    } else if (const std::shared_ptr<Latch> refreshed = session ? session->refreshesUnderWay() : nullptr) {
         // The device list, shown the moment the login succeeded, already asked for this session's
         // devices: its answers will do, and a second pair of fetches would only delay them.
         Wakeup wakeup;
@@ -302,7 +280,7 @@ QCoro::Task<bool> AppState::reconnectIfPossible()
     // Claimed before the keyring is read, so that a second reconnect waits for this one.
     auto attempt = std::make_shared<ConnectAttempt>();
     m_connectAttempt = attempt;
-    const auto password = co_await KeychainService::readPassword(keyringAccount(config));
+    const auto password = co_await m_keychain.readPassword(keyringAccount(config));
     if (gone->isSet())
         co_return false;
     if (!password) {
@@ -319,11 +297,11 @@ QCoro::Task<Done> AppState::disconnect()
 {
     const std::shared_ptr<Latch> gone = m_gone;
     // Connects under way are called off too: nothing more goes to the controller.
-    for (const auto &pending : std::as_const(m_pending)) {
-        if (const auto session = pending.lock(); session && session->client)
-            session->client->close();
+    for (const QPointer<ControllerSession> &pending : std::as_const(m_pending)) {
+        if (pending)
+            pending->close();
     }
-    if (const auto session = std::exchange(m_session, nullptr))
+    if (const QPointer<ControllerSession> session = std::exchange(m_session, nullptr))
         co_await retire(session, /*logOut=*/true);
     if (gone->isSet())
         co_return Done{};
@@ -332,6 +310,135 @@ QCoro::Task<Done> AppState::disconnect()
     setCameras({});
     log(u"Disconnected"_s);
     co_return Done{};
+}
+
+// Devices.
+
+QCoro::Task<Done> AppState::refreshDevices()
+{
+    const std::shared_ptr<Latch> gone = m_gone;
+    const QPointer<ControllerSession> session = m_session;
+    if (!session)
+        co_return Done{};
+    const RefreshUnderWay underWay(session);
+    const auto budget = std::make_shared<RenewalBudget>();
+    // Both fetches start at once; the access points are awaited first.
+    auto accessPoints = session->fetchAccessPoints(budget);
+    auto cameras = session->fetchCameras(budget);
+    auto devices = co_await std::move(accessPoints);
+    const bool devicesArrived = devices.ok();
+    // A session that a disconnect or a new connect ended has nothing more to report.
+    const auto over = [&gone, &session] { return gone->isSet() || !session || session->isEnding(); };
+    if (!over()) {
+        if (devicesArrived) {
+            setAccessPoints(std::move(devices).value());
+        } else {
+            setLastError(devices.error().description());
+            log(u"Device refresh failed: "_s + devices.error().description());
+        }
+    }
+    auto protect = co_await std::move(cameras);
+    if (over() || !devicesArrived)
+        co_return Done{};
+    if (protect.ok()) {
+        setCameras(std::move(protect).value());
+    } else {
+        setLastError(protect.error().description());
+        log(u"Device refresh failed: "_s + protect.error().description());
+    }
+    co_return Done{};
+}
+
+// Restarts.
+
+QCoro::Task<Result<Done, UnifiAPIError>> AppState::restart(RestartTarget target)
+{
+    co_return co_await restartOn(m_session, std::move(target), std::make_shared<RenewalBudget>());
+}
+
+QCoro::Task<Result<Done, UnifiAPIError>> AppState::restartOn(QPointer<ControllerSession> session, RestartTarget target,
+                                                             std::shared_ptr<RenewalBudget> budget)
+{
+    if (!session)
+        co_return UnifiAPIError::notLoggedIn();
+    const std::shared_ptr<Latch> gone = m_gone;
+    const Result<Done, UnifiAPIError> result = co_await session->restart(target, std::move(budget));
+    if (gone->isSet())
+        co_return result;
+    if (result.ok())
+        log(u"Restarted "_s + target.displayName);
+    else
+        log(u"Restart failed for "_s + target.displayName + u": "_s + result.error().description());
+    co_return result;
+}
+
+QCoro::Task<AppState::BatchOutcome> AppState::restartBatch(QList<RestartTarget> targets, qint64 staggerSeconds)
+{
+    BatchOptions options;
+    options.pause = std::chrono::seconds(std::max<qint64>(staggerSeconds, 0));
+    co_return co_await restartBatch(std::move(targets), std::move(options));
+}
+
+QCoro::Task<AppState::BatchOutcome> AppState::restartBatch(QList<RestartTarget> targets, BatchOptions options)
+{
+    const std::shared_ptr<Latch> gone = m_gone;
+    // A scheduled batch belongs to the session logged in when it starts, never to a later one.
+    const QPointer<ControllerSession> started = m_session;
+    const auto budget = std::make_shared<RenewalBudget>();
+    // What ends the batch at a pause: its owner calling it off and, unless it follows the login,
+    // the end of its session.
+    std::shared_ptr<Latch> stop = options.cancel ? options.cancel : gone;
+    if (!options.followsTheLogin)
+        stop = options.cancel ? firstOf(options.cancel, started ? started->ending() : gone)
+                              : (started ? started->ending() : gone);
+    BatchOutcome outcome;
+    for (qsizetype index = 0; index < targets.size(); ++index) {
+        if (index > 0 && options.pause.count() >= 1 && !co_await m_clock.pause(options.pause, stop)) {
+            // Ended at this pause: nothing more is sent. Called off by its owner, nothing is
+            // reported; ended with its session, the targets not reached are.
+            if (gone->isSet() || (options.cancel && options.cancel->isSet()))
+                co_return outcome;
+            for (qsizetype rest = index; rest < targets.size(); ++rest) {
+                const RestartTarget &target = targets.at(rest);
+                outcome.failed.append(target);
+                log(u"Restart failed for "_s + target.displayName + u": "_s + UnifiAPIError::closed().description());
+            }
+            co_return outcome;
+        }
+        const RestartTarget &target = targets.at(index);
+        // Not a conditional expression around the awaits: GCC 12 miscompiles co_await inside one.
+        Result<Done, UnifiAPIError> result = UnifiAPIError::closed();
+        if (options.followsTheLogin)
+            result = co_await restartOn(m_session, target, std::make_shared<RenewalBudget>());
+        else
+            result = co_await restartOn(started, target, budget);
+        if (gone->isSet())
+            co_return outcome;
+        (result.ok() ? outcome.succeeded : outcome.failed).append(target);
+    }
+    co_return outcome;
+}
+
+// Jobs.
+
+void AppState::addJob(ScheduledJob job)
+{
+    m_jobList->add(std::move(job));
+}
+
+void AppState::updateJob(ScheduledJob job)
+{
+    m_jobList->update(std::move(job));
+}
+
+void AppState::setJob(const ScheduledJob &job, bool enabled)
+{
+    m_jobList->setEnabled(job, enabled);
+}
+
+void AppState::removeJobs(QList<int> positions)
+{
+    m_jobList->remove(std::move(positions));
 }
 
 } // namespace lanternfold

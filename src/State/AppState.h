@@ -7,7 +7,7 @@
 #include "Models/Result.h"
 #include "Models/ScheduledJob.h"
 #include "Models/UnifiDevice.h"
-#include "Schedules/Calendar.h"
+#include "State/StateClock.h"
 
 #include <QDateTime>
 #include <QList>
@@ -18,40 +18,24 @@
 #include <QCoroTask>
 
 #include <chrono>
-#include <functional>
 #include <memory>
 #include <optional>
 
 namespace lanternfold {
 
-class CertTrustService;
-class CertificateApprover;
 class ControllerSession;
+class FirstUseTrust;
+class JobList;
+class KeychainService;
 class Latch;
 class ScheduleStore;
-class SchedulerEngine;
-class UnifiAPIClient;
-struct SessionRenewal;
-
-/// Waits duration, or less when cancel is set first; true when it all passed. Any number of
-/// seconds a jobs file holds, in steps a timer can hold.
-QCoro::Task<bool> realPause(std::chrono::seconds duration, std::shared_ptr<Latch> cancel);
-
-/// Where the application state takes the time, the calendar and the pauses between restarts from;
-/// tests pass fixed instants and pauses that return at once.
-struct AppStateClock
-{
-    using Pause = std::function<QCoro::Task<bool>(std::chrono::seconds, std::shared_ptr<Latch>)>;
-
-    std::function<QDateTime()> now = [] { return QDateTime::currentDateTimeUtc(); };
-    std::function<Calendar()> calendar = [] { return Calendar::current(); };
-    Pause pause = realPause;
-};
+struct RenewalBudget;
 
 /// The one state that the windows and the scheduler share: the saved controller, the login, the
-/// device lists, the jobs, the last error and the activity log. It is the only writer of all of
-/// them, on the main thread, and performs the connection's life: connect, reconnect, disconnect
-/// and refresh, restarts and the job list.
+/// device lists, the jobs, the last error and the activity log, published as properties that the
+/// views follow. Its operations are what the views and the scheduler ask for: connect, reconnect,
+/// disconnect and refresh, restarts, and changes of the job list. It is the only writer of all of
+/// them, on the main thread; the connection itself is a ControllerSession and the jobs a JobList.
 ///
 /// Every operation suspends without blocking and reports failures only through lastError and the
 /// activity log. The state may be destroyed while operations are suspended (the program quits):
@@ -73,13 +57,13 @@ public:
     static const QString configDefaultsKey;
     static constexpr int activityLogLimit = 200;
 
-    using Clock = AppStateClock;
+    using Clock = StateClock;
 
-    /// Loads the jobs and the saved configuration, and starts the scheduler. The configuration lives
-    /// in the preferences file at settingsPath (beside the pins of trust).
-    AppState(ScheduleStore &store, CertTrustService &trust, QString settingsPath, Clock clock = {},
-             QObject *parent = nullptr);
-    /// Closes every client first, so that suspended operations end without touching this object.
+    /// Loads the jobs and the saved configuration; connects nobody. The configuration lives in the
+    /// preferences file at settingsPath (beside the pins of trust); the password in keychain.
+    AppState(ScheduleStore &store, FirstUseTrust &trust, KeychainService &keychain, QString settingsPath,
+             Clock clock = {}, QObject *parent = nullptr);
+    /// Closes every session first, so that suspended operations end without touching this object.
     ~AppState() override;
 
     /// The preferences file of the program (Lanternfold/Lanternfold.conf under XDG_CONFIG_HOME).
@@ -90,28 +74,22 @@ public:
     [[nodiscard]] bool isConnecting() const { return m_isConnecting; }
     [[nodiscard]] const QList<UnifiDevice> &accessPoints() const { return m_accessPoints; }
     [[nodiscard]] const QList<ProtectCamera> &cameras() const { return m_cameras; }
-    [[nodiscard]] const QList<ScheduledJob> &jobs() const { return m_jobs; }
+    [[nodiscard]] const QList<ScheduledJob> &jobs() const;
     [[nodiscard]] const std::optional<QString> &lastError() const { return m_lastError; }
     [[nodiscard]] const QStringList &activityLog() const { return m_activityLog; }
-    [[nodiscard]] SchedulerEngine &scheduler() const { return *m_scheduler; }
     [[nodiscard]] QDateTime now() const { return m_clock.now(); }
     [[nodiscard]] Calendar calendar() const { return m_clock.calendar(); }
-    /// Waits duration on the state's clock (tests pass pauses that return at once); false when
-    /// cancel was set first. Views that space out their own restarts wait here.
-    [[nodiscard]] QCoro::Task<bool> pause(std::chrono::seconds duration, std::shared_ptr<Latch> cancel) const
-    {
-        return m_clock.pause(duration, std::move(cancel));
-    }
+    /// The jobs themselves, for the scheduler that records their runs.
+    [[nodiscard]] JobList &jobList() const { return *m_jobList; }
 
-    /// Who asks the person about a first-seen key. None installed: such a key is declined.
-    void setCertificateApprover(CertificateApprover *approver);
-    /// How long a controller may keep one request waiting, for the clients of connects from now on.
-    /// Tests shorten it; the program keeps the client's default of 60 seconds.
+    /// How long a controller may keep one request waiting, for the sessions of connects from now
+    /// on. Tests shorten it; the program keeps the client's default of 60 seconds.
     void setTransferTimeout(std::chrono::milliseconds timeout) { m_transferTimeout = timeout; }
 
     // Connection life.
-    QCoro::Task<Done> connect(QString host, qint64 port, ControllerKind kind, QString username, QString password,
-                              QString site, bool rememberPassword);
+    /// Logs in to config's controller with password; on success the configuration is saved, and the
+    /// password too when rememberPassword.
+    QCoro::Task<Done> connect(ControllerConfig config, QString password, bool rememberPassword);
     /// Logged in afterwards? With the saved configuration and the keyring's password; while a
     /// connect is under way, its outcome instead of a second attempt.
     QCoro::Task<bool> reconnectIfPossible();
@@ -126,24 +104,31 @@ public:
         QList<RestartTarget> succeeded;
         QList<RestartTarget> failed;
     };
-    /// One target after the other, staggerSeconds apart. A disconnect (or a new connect) ends the
-    /// batch at its next pause: a restart already sent runs to its answer, the targets not reached
-    /// are reported as failed.
+    /// How a batch runs.
+    struct BatchOptions
+    {
+        /// Between two targets; none before the first or after the last.
+        std::chrono::seconds pause{0};
+        /// Set by whoever started the batch to call it off: it ends at its next pause and sends
+        /// nothing more. None: only the session's end stops it.
+        std::shared_ptr<Latch> cancel;
+        /// A scheduled batch belongs to the session logged in when it starts: a disconnect (or a
+        /// new connect) ends it at its next pause, and the targets not reached are reported as
+        /// failed. A batch that follows the login (the Devices tab's) restarts each target as a
+        /// single restart would, through whatever session is logged in at that moment, and runs
+        /// to its end.
+        bool followsTheLogin = false;
+    };
+    /// One target after the other, staggerSeconds apart, as a scheduled run restarts its devices.
     QCoro::Task<BatchOutcome> restartBatch(QList<RestartTarget> targets, qint64 staggerSeconds);
+    QCoro::Task<BatchOutcome> restartBatch(QList<RestartTarget> targets, BatchOptions options);
 
     // Jobs.
     void addJob(ScheduledJob job);
     void updateJob(ScheduledJob job);
     void setJob(const ScheduledJob &job, bool enabled);
-    /// Removes the jobs at these positions as the schedule list deletes rows: each position is read
-    /// against the list as it stands after the removals before it, and every job with that id goes.
+    /// Removes the jobs at these positions as the schedule list deletes rows (JobList::remove).
     void removeJobs(QList<int> positions);
-    /// Records a finished scheduled run of ran (a copy taken when it started): the job of that id,
-    /// if it is still there, gets lastRunAt now and its next run, and the list is saved.
-    void recordRun(const ScheduledJob &ran);
-
-    /// The text of a key that no longer matches its pin.
-    static QString mismatchText(const QString &host, const QString &expected, const QString &presented);
 
 Q_SIGNALS:
     void configChanged();
@@ -157,65 +142,45 @@ Q_SIGNALS:
 
 private:
     struct ConnectAttempt;
-    struct RenewalBudget;
 
     void setConfig(std::optional<ControllerConfig> config);
     void setLoggedIn(bool loggedIn);
     void setConnecting(bool connecting);
     void setAccessPoints(QList<UnifiDevice> devices);
     void setCameras(QList<ProtectCamera> cameras);
-    void setJobs(QList<ScheduledJob> jobs);
     void setLastError(std::optional<QString> error);
-    void saveJobs();
 
     void loadSavedConfig();
     void persistConfig();
 
-    std::shared_ptr<ControllerSession> openSession(const ControllerConfig &config);
-    static QCoro::Task<bool> promptCertificateApproval(QPointer<AppState> self, QString host, QString fingerprint);
-    /// Ends a session: batches stop at their next pause, restart commands already sent get their
-    /// answer, then the client logs out (when asked), closes and goes.
-    static QCoro::Task<void> retire(std::shared_ptr<ControllerSession> session, bool logOut);
+    ControllerSession *openSession(const ControllerConfig &config);
+    /// Ends a session as ControllerSession::retire does, then lets it go.
+    static QCoro::Task<void> retire(QPointer<ControllerSession> session, bool logOut);
     QCoro::Task<Done> performConnect(ControllerConfig config, QString password, bool rememberPassword,
                                      std::shared_ptr<ConnectAttempt> attempt);
-    QCoro::Task<Result<Done, UnifiAPIError>> restartOn(std::shared_ptr<ControllerSession> session, RestartTarget target,
+    QCoro::Task<Result<Done, UnifiAPIError>> restartOn(QPointer<ControllerSession> session, RestartTarget target,
                                                        std::shared_ptr<RenewalBudget> budget);
-    static QCoro::Task<Result<Done, UnifiAPIError>> sendRestart(std::shared_ptr<ControllerSession> session,
-                                                                QPointer<UnifiAPIClient> client, RestartTarget target);
-    /// Runs call on the session's client; when the controller says the session expired, logs in
-    /// again once (shared with concurrent failures, once per budget) and runs call once more.
-    template <typename T>
-    QCoro::Task<Result<T, UnifiAPIError>>
-    callWithRenewal(std::shared_ptr<ControllerSession> session, std::shared_ptr<RenewalBudget> budget,
-                    std::function<QCoro::Task<Result<T, UnifiAPIError>>(UnifiAPIClient &)> call);
-    QCoro::Task<bool> renewSession(std::shared_ptr<ControllerSession> session, std::shared_ptr<RenewalBudget> budget);
-    QCoro::Task<bool> performRenewal(std::shared_ptr<ControllerSession> session,
-                                     std::shared_ptr<SessionRenewal> renewal);
-    static bool mayRenew(const UnifiAPIError &error);
-    [[nodiscard]] std::optional<QDateTime> nextRunAfterNow(const RecurrenceRule &rule) const;
 
-    ScheduleStore &m_store;
-    CertTrustService &m_trust;
+    FirstUseTrust &m_trust;
+    KeychainService &m_keychain;
     QString m_settingsPath;
     Clock m_clock;
+    JobList *m_jobList = nullptr;
 
     std::optional<ControllerConfig> m_config;
     bool m_isLoggedIn = false;
     bool m_isConnecting = false;
     QList<UnifiDevice> m_accessPoints;
     QList<ProtectCamera> m_cameras;
-    QList<ScheduledJob> m_jobs;
     std::optional<QString> m_lastError;
     QStringList m_activityLog;
 
-    /// The logged-in client and what its retirement waits for; absent when logged out.
-    std::shared_ptr<ControllerSession> m_session;
-    /// Clients of connects under way; closed together with the state.
-    QList<std::weak_ptr<ControllerSession>> m_pending;
+    /// The logged-in session; none when logged out.
+    QPointer<ControllerSession> m_session;
+    /// Sessions of connects under way; closed together with the state.
+    QList<QPointer<ControllerSession>> m_pending;
     std::shared_ptr<ConnectAttempt> m_connectAttempt;
-    QPointer<CertificateApprover> m_approver;
     std::optional<std::chrono::milliseconds> m_transferTimeout;
-    SchedulerEngine *m_scheduler = nullptr;
     /// Set by the destructor; every suspended operation checks it before touching the state.
     std::shared_ptr<Latch> m_gone;
 };

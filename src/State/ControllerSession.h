@@ -1,80 +1,125 @@
 #pragma once
 
-// What the application state's source files share about a controller session: kept out of
-// AppState.h, which the windows include.
-
-#include "Async/Latch.h"
 #include "Controller/UnifiAPIClient.h"
-#include "Platform/KeychainService.h"
-#include "State/AppState.h"
+#include "Models/ControllerConfig.h"
+#include "Models/RestartTarget.h"
 
+#include <QObject>
 #include <QPointer>
 
+#include <QCoroTask>
+
+#include <chrono>
 #include <memory>
 
 namespace lanternfold {
 
-/// A login that renews an expired session; concurrent failures wait for the same one.
-struct SessionRenewal
-{
-    Latch finished;
-    bool succeeded = false;
-};
+class FirstUseTrust;
+class KeychainService;
+class Latch;
 
-/// One client and what its retirement must respect: once it is ending, batches stop at their next
-/// pause, and a restart command already sent is answered before the client closes, because the
-/// controller may have acted on it.
-class ControllerSession
-{
-public:
-    explicit ControllerSession(UnifiAPIClient *client) : client(client) {}
-
-    void beginCommand()
-    {
-        if (commandsInFlight++ == 0)
-            settled = std::make_shared<Latch>();
-    }
-    void endCommand()
-    {
-        if (--commandsInFlight == 0)
-            settled->set();
-    }
-
-    QPointer<UnifiAPIClient> client;
-    std::shared_ptr<Latch> ending = std::make_shared<Latch>();
-    int commandsInFlight = 0;
-    std::shared_ptr<Latch> settled = std::make_shared<Latch>();
-    /// Counts the logins that renewed an expired session, so that a request sent before a renewal
-    /// is simply retried instead of logging in again.
-    int generation = 0;
-    /// The renewal under way, which concurrent failures share.
-    std::shared_ptr<SessionRenewal> renewal;
-    /// The controller refused a renewal for good (wrong credentials, a second factor, too many
-    /// logins): no automatic login on this client again.
-    bool renewalRefused = false;
-    /// Refreshes of this session's devices: how many started, how many are under way, and the
-    /// latch set when those under way have all ended (absent while none is).
-    int refreshesStarted = 0;
-    int refreshesUnderWay = 0;
-    std::shared_ptr<Latch> refreshed;
-};
-
-/// A connect under way; reconnects wait for it instead of starting another.
-struct AppState::ConnectAttempt
-{
-    Latch finished;
-};
-
-/// One renewal of an expired session per scheduled run, refresh or restart.
-struct AppState::RenewalBudget
+/// What one operation (a refresh, a restart, a scheduled run) may spend on renewing an expired
+/// session: one login, however many of its requests the controller turns away.
+struct RenewalBudget
 {
     bool used = false;
 };
 
-/// The keyring account of a configuration's password.
-inline QString keyringAccount(const ControllerConfig &config)
+/// One connection to a controller: its client, the renewal of a session that the controller has
+/// ended, the restart commands in flight, and the connection's end.
+///
+/// A controller ends a session after a while and answers 401 from then on; the session then logs
+/// in again with the keyring's password, once per operation (a refresh, a restart, a scheduled
+/// run), and requests that fail together wait for the same login. Ending is in two steps: retire()
+/// lets a restart command already sent get its answer (the controller may have acted on it) while
+/// nothing new starts, then logs out and closes; close() ends every wait at once. The session may
+/// also be destroyed while its operations are suspended: they then resume with the error of a
+/// closed client and touch nothing of it.
+class ControllerSession final : public QObject
 {
-    return KeychainService::account(config.host, config.username);
-}
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(ControllerSession)
+
+public:
+    ControllerSession(ControllerConfig config, FirstUseTrust &trust, KeychainService &keychain,
+                      QObject *parent = nullptr);
+    /// Closes first.
+    ~ControllerSession() override;
+
+    [[nodiscard]] const ControllerConfig &config() const { return m_config; }
+    /// How long the controller may keep one request waiting (tests shorten it).
+    void setTransferTimeout(std::chrono::milliseconds timeout);
+
+    /// The first login, with the password the person typed or the keyring gave.
+    QCoro::Task<APIResult<Done>> login(QString password);
+
+    QCoro::Task<APIResult<QList<UnifiDevice>>> fetchAccessPoints(std::shared_ptr<RenewalBudget> budget);
+    QCoro::Task<APIResult<QList<ProtectCamera>>> fetchCameras(std::shared_ptr<RenewalBudget> budget);
+    /// Restarts an access point or reboots a camera. Counted as in flight from the moment the
+    /// command leaves until its answer, which retire() waits for.
+    QCoro::Task<APIResult<Done>> restart(RestartTarget target, std::shared_ptr<RenewalBudget> budget);
+
+    /// Ends the session: it is ending at once (pauses that watch ending() stop), restart commands
+    /// already sent get their answer, then the client logs out (when asked) and closes.
+    QCoro::Task<void> retire(bool logOut);
+    /// Ends every wait at once with the error of a closed client; nothing more is sent.
+    void close();
+
+    /// Set once the session is ending (retired or closed): batches stop at their next pause.
+    [[nodiscard]] const std::shared_ptr<Latch> &ending() const { return m_ending; }
+    [[nodiscard]] bool isEnding() const;
+    [[nodiscard]] bool isClosed() const;
+
+    /// Refreshes of this session's devices: how many started, and a latch set when those under
+    /// way have all ended (none while none is under way). A connect that finds the device list
+    /// already fetching waits for those answers rather than asking again.
+    void beginRefresh();
+    void endRefresh();
+    [[nodiscard]] int refreshesStarted() const { return m_refreshesStarted; }
+    [[nodiscard]] std::shared_ptr<Latch> refreshesUnderWay() const { return m_refreshed; }
+
+Q_SIGNALS:
+    /// The login that was to renew an expired session failed with error.
+    void renewalFailed(const lanternfold::UnifiAPIError &error);
+    /// The controller presented a key other than the pinned one; nothing was sent over it.
+    void certificateMismatch(const QString &host, const QString &expected, const QString &presented);
+
+private:
+    struct Renewal;
+
+    /// Runs call on the client; when the controller says the session expired, logs in again once
+    /// (shared with concurrent failures, once per budget) and runs call once more.
+    template <typename T, typename Call>
+    QCoro::Task<APIResult<T>> callWithRenewal(std::shared_ptr<RenewalBudget> budget, Call call);
+    QCoro::Task<bool> renew(std::shared_ptr<RenewalBudget> budget);
+    QCoro::Task<bool> performRenewal(std::shared_ptr<Renewal> renewal);
+    QCoro::Task<APIResult<Done>> sendRestart(RestartTarget target);
+    /// Whether a failed renewal may be tried again by a later operation.
+    static bool mayRenewAfter(const UnifiAPIError &error);
+
+    ControllerConfig m_config;
+    KeychainService &m_keychain;
+    QPointer<UnifiAPIClient> m_client;
+    /// Set by the destructor; every suspended operation checks it before touching the session.
+    std::shared_ptr<Latch> m_gone;
+    std::shared_ptr<Latch> m_ending;
+
+    int m_commandsInFlight = 0;
+    /// Set when the commands in flight have all been answered.
+    std::shared_ptr<Latch> m_settled;
+
+    /// Counts the logins that renewed an expired session, so that a request sent before a renewal
+    /// is simply retried instead of logging in again.
+    int m_generation = 0;
+    /// The renewal under way, which concurrent failures share.
+    std::shared_ptr<Renewal> m_renewal;
+    /// The controller refused a renewal for good (wrong credentials, a second factor, too many
+    /// logins): no automatic login on this session again.
+    bool m_renewalRefused = false;
+
+    int m_refreshesStarted = 0;
+    int m_refreshesUnderWay = 0;
+    std::shared_ptr<Latch> m_refreshed;
+};
 
 } // namespace lanternfold

@@ -1,9 +1,8 @@
 #include "State/SchedulerEngine.h"
 
-#include "Platform/NotificationService.h"
-#include "State/AppState.h"
+#include "State/JobList.h"
+#include "State/StateLog.h"
 
-#include <QStringList>
 #include <QTimer>
 
 namespace lanternfold {
@@ -38,6 +37,7 @@ void SchedulerEngine::tick()
     for (const ScheduledJob &job : m_appState->jobs()) {
         // A job without a next run is due at the most distant future, which is never.
         if (job.isEnabled && job.nextRunAt && *job.nextRunAt <= now) {
+            qCDebug(lcScheduler) << "job" << job.id.toString(QUuid::WithoutBraces) << "is due";
             m_isRunningJob = true;
             (void)runAndRelease(this, job);
             return;
@@ -47,54 +47,46 @@ void SchedulerEngine::tick()
 
 QCoro::Task<void> SchedulerEngine::runAndRelease(QPointer<SchedulerEngine> self, ScheduledJob job)
 {
-    const QPointer<AppState> appState = self->m_appState;
-    co_await run(appState, job);
+    co_await run(self, job);
     if (!self)
         co_return;
     self->m_isRunningJob = false;
     Q_EMIT self->runFinished(job.id);
 }
 
-QCoro::Task<void> SchedulerEngine::run(QPointer<AppState> appState, ScheduledJob job)
+QCoro::Task<void> SchedulerEngine::run(QPointer<SchedulerEngine> self, ScheduledJob job)
 {
+    const QPointer<AppState> appState = self ? self->m_appState : nullptr;
     if (!appState)
         co_return;
     if (!appState->isLoggedIn()) {
         const bool loggedIn = co_await appState->reconnectIfPossible();
-        if (!appState)
+        if (!self || !appState)
             co_return;
         if (!loggedIn) {
             appState->log(u"Scheduled job '"_s + job.name +
                           u"' skipped \u2014 not logged in and auto-reconnect failed."_s);
-            NotificationService::post(u"Lanternfold"_s,
-                                      u"Couldn't run '"_s + job.name + u"': not connected to the controller."_s);
-            markRan(*appState, job, false);
+            Q_EMIT self->jobSkipped(job);
+            self->markRan(job, false);
             co_return;
         }
     }
     appState->log(u"Running scheduled job '"_s + job.name + u"' ("_s + QString::number(job.targets.size()) +
                   u" device(s))"_s);
     const AppState::BatchOutcome outcome = co_await appState->restartBatch(job.targets, job.staggerSeconds);
-    if (!appState)
+    if (!self || !appState)
         co_return;
-    QString body;
-    if (outcome.failed.isEmpty()) {
-        body = u"Restarted "_s + QString::number(outcome.succeeded.size()) + u" device(s) successfully."_s;
-    } else {
-        QStringList names;
-        for (const RestartTarget &target : outcome.failed)
-            names.append(target.displayName);
-        body = QString::number(outcome.succeeded.size()) + u" succeeded, "_s + QString::number(outcome.failed.size()) +
-               u" failed: "_s + names.join(u", "_s);
-    }
-    NotificationService::post(u"Lanternfold \u2014 "_s + job.name, body);
-    markRan(*appState, job, outcome.failed.isEmpty());
+    qCDebug(lcScheduler) << "job" << job.id.toString(QUuid::WithoutBraces) << "ran:" << outcome.succeeded.size()
+                         << "restarted," << outcome.failed.size() << "failed";
+    Q_EMIT self->jobRan(job, outcome);
+    self->markRan(job, outcome.failed.isEmpty());
 }
 
-void SchedulerEngine::markRan(AppState &appState, const ScheduledJob &job, bool success)
+void SchedulerEngine::markRan(const ScheduledJob &job, bool success)
 {
     (void)success;
-    appState.recordRun(job);
+    if (m_appState)
+        m_appState->jobList().recordRun(job);
 }
 
 } // namespace lanternfold

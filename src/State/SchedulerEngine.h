@@ -1,9 +1,11 @@
 #pragma once
 
 #include "Models/ScheduledJob.h"
+#include "State/AppState.h"
 
 #include <QObject>
 #include <QPointer>
+#include <QUuid>
 
 #include <QCoroTask>
 
@@ -13,13 +15,11 @@ class QTimer;
 
 namespace lanternfold {
 
-class AppState;
-
 /// Runs due jobs by themselves while the program runs: a 20-second timer wakes it, it takes the
 /// first due job in list order, makes sure the state is logged in (reconnecting if it can),
-/// restarts the job's devices one after the other, announces the outcome as a notification and
-/// moves the job's schedule on. One job at a time; jobs missed while the program was not running
-/// run once at the first tick after the next start.
+/// restarts the job's devices one after the other and moves the job's schedule on. One job at a
+/// time; jobs missed while the program was not running run once at the first tick after the next
+/// start. It says what happened through its signals; it does not word notifications.
 class SchedulerEngine final : public QObject
 {
     Q_OBJECT
@@ -28,7 +28,7 @@ class SchedulerEngine final : public QObject
 public:
     static constexpr std::chrono::seconds interval{20};
 
-    /// Belongs to appState and dies with it.
+    /// Runs the jobs of appState, and dies with it.
     explicit SchedulerEngine(AppState &appState);
     ~SchedulerEngine() override;
 
@@ -42,14 +42,18 @@ public:
     [[nodiscard]] bool isStarted() const;
 
 Q_SIGNALS:
+    /// job was due but could not run: not logged in, and reconnecting failed.
+    void jobSkipped(const lanternfold::ScheduledJob &job);
+    /// job ran: its devices were restarted, or failed to be, as outcome says.
+    void jobRan(const lanternfold::ScheduledJob &job, const lanternfold::AppState::BatchOutcome &outcome);
     /// A picked job's run has ended, on every path.
     void runFinished(const QUuid &jobId);
 
 private:
     static QCoro::Task<void> runAndRelease(QPointer<SchedulerEngine> self, ScheduledJob job);
-    static QCoro::Task<void> run(QPointer<AppState> appState, ScheduledJob job);
+    static QCoro::Task<void> run(QPointer<SchedulerEngine> self, ScheduledJob job);
     /// A failed or skipped run moves the schedule on exactly like a successful one.
-    static void markRan(AppState &appState, const ScheduledJob &job, bool success);
+    void markRan(const ScheduledJob &job, bool success);
 
     QPointer<AppState> m_appState;
     QTimer *m_timer = nullptr;

@@ -15,8 +15,8 @@ namespace lanternfold {
 
 using namespace Qt::StringLiterals;
 
-ContentView::ContentView(AppState &appState, CertTrustService &trust, QWidget *parent)
-    : QWidget(parent), m_appState(appState), m_trust(trust)
+ContentView::ContentView(AppState &appState, CertTrustService &trust, LoginItemService &loginItem, QWidget *parent)
+    : QWidget(parent), m_appState(appState), m_trust(trust), m_loginItem(loginItem)
 {
     setMinimumSize(minimumContentSize);
     m_stack = new QStackedLayout(this);
@@ -59,7 +59,8 @@ void ContentView::addRemainingTabs()
     if (!m_tabs || m_tabs->count() != 1)
         return;
     m_tabs->addTab(new ScheduleListView(m_appState, m_tabs), symbolIcon(Symbol::clock), u"Schedules"_s);
-    m_tabs->addTab(new SettingsView(m_appState, m_trust, m_tabs), symbolIcon(Symbol::gearshape), u"Settings"_s);
+    m_tabs->addTab(new SettingsView(m_appState, m_trust, m_loginItem, m_tabs), symbolIcon(Symbol::gearshape),
+                   u"Settings"_s);
 }
 
 } // namespace lanternfold

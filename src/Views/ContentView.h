@@ -10,6 +10,7 @@ namespace lanternfold {
 
 class AppState;
 class CertTrustService;
+class LoginItemService;
 class LoginView;
 
 /// The main window's content: the login form until a login succeeds, then the Devices, Schedules
@@ -22,7 +23,7 @@ class ContentView final : public QWidget
 public:
     static constexpr QSize minimumContentSize{620, 560};
 
-    ContentView(AppState &appState, CertTrustService &trust, QWidget *parent = nullptr);
+    ContentView(AppState &appState, CertTrustService &trust, LoginItemService &loginItem, QWidget *parent = nullptr);
     ~ContentView() override;
 
     [[nodiscard]] LoginView *loginView() const { return m_login; }
@@ -36,6 +37,7 @@ private:
 
     AppState &m_appState;
     CertTrustService &m_trust;
+    LoginItemService &m_loginItem;
     QStackedLayout *m_stack = nullptr;
     LoginView *m_login = nullptr;
     QPointer<QTabWidget> m_tabs;

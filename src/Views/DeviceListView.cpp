@@ -284,6 +284,9 @@ QCoro::Task<void> DeviceListView::refresh(QPointer<DeviceListView> self)
 
 QCoro::Task<void> DeviceListView::restartSelected(QPointer<DeviceListView> self)
 {
+    const QPointer<AppState> state = self->m_appState;
+    if (!state)
+        co_return;
     self->setRestarting(true);
     self->setRestartResultMessage(std::nullopt);
 
@@ -294,28 +297,16 @@ QCoro::Task<void> DeviceListView::restartSelected(QPointer<DeviceListView> self)
         if (self->m_selected.contains(target.id()))
             work.append(target);
     }
-
-    const std::shared_ptr<Latch> closed = self->m_closed;
-    qsizetype succeeded = 0;
-    qsizetype failed = 0;
-    for (qsizetype index = 0; index < work.size(); ++index) {
-        const QPointer<AppState> state = self->m_appState;
-        if (!state)
-            co_return;
-        const RestartTarget &target = work.at(index);
-        const Result<Done, UnifiAPIError> result = co_await state->restart(target);
-        if (!self || !state)
-            co_return;
-        ++(result.ok() ? succeeded : failed);
-        if (index + 1 < work.size()) {
-            // However the pause ends, the run goes on, unless the view went meanwhile.
-            const std::chrono::seconds gap = restartGap;
-            (void)co_await state->pause(gap, closed);
-            if (!self)
-                co_return;
-        }
-    }
-    self->setRestartResultMessage(outcomeLine(succeeded, failed));
+    // Each device as a restart of its own, through whoever is logged in at that moment, and the
+    // run goes on after a failure; only the view's end calls it off.
+    AppState::BatchOptions options;
+    options.pause = restartGap;
+    options.cancel = self->m_closed;
+    options.followsTheLogin = true;
+    const AppState::BatchOutcome outcome = co_await state->restartBatch(std::move(work), std::move(options));
+    if (!self || !state)
+        co_return;
+    self->setRestartResultMessage(outcomeLine(outcome.succeeded.size(), outcome.failed.size()));
     self->setRestarting(false);
 }
 

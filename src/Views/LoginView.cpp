@@ -246,12 +246,9 @@ LoginView::Request LoginView::request() const
 {
     const ControllerKind chosen = kind();
     return Request{
-        .host = host(),
-        .port = parsePort(port()).value_or(defaultPort(chosen)),
-        .kind = chosen,
-        .username = username(),
+        .config =
+            ControllerConfig{host(), parsePort(port()).value_or(defaultPort(chosen)), chosen, username(), defaultSite},
         .password = password(),
-        .site = defaultSite,
         .rememberPassword = rememberPassword(),
     };
 }
@@ -334,10 +331,9 @@ void LoginView::connectToController()
 {
     if (!canConnect())
         return;
-    const Request sent = request();
+    Request sent = request();
     // The state runs the connect to its end and publishes its progress; nothing here waits for it.
-    (void)m_appState->connect(sent.host, sent.port, sent.kind, sent.username, sent.password, sent.site,
-                              sent.rememberPassword);
+    (void)m_appState->connect(std::move(sent.config), std::move(sent.password), sent.rememberPassword);
 }
 
 } // namespace lanternfold

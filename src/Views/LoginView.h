@@ -34,12 +34,8 @@ public:
     /// Everything one press of Connect hands to AppState::connect.
     struct Request
     {
-        QString host;
-        qint64 port = 0;
-        ControllerKind kind = ControllerKind::unifiOS;
-        QString username;
+        ControllerConfig config;
         QString password;
-        QString site;
         bool rememberPassword = true;
 
         bool operator==(const Request &) const = default;

@@ -21,11 +21,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-bool loginItemEnabled()
-{
-    return LoginItemService::status() == LoginItemService::Status::enabled;
-}
-
 QLabel *sectionHeader(const QString &title, QWidget *parent)
 {
     auto *label = new QLabel(title, parent);
@@ -52,8 +47,12 @@ QLabel *valueLabel(QWidget *parent)
 
 } // namespace
 
-SettingsView::SettingsView(AppState &state, CertTrustService &trust, QWidget *parent)
-    : QWidget(parent), m_state(state), m_trust(trust), m_launchAtLogin(loginItemEnabled())
+SettingsView::SettingsView(AppState &state, CertTrustService &trust, LoginItemService &loginItem, QWidget *parent)
+    : QWidget(parent),
+      m_state(state),
+      m_trust(trust),
+      m_loginItem(loginItem),
+      m_launchAtLogin(loginItem.status() == LoginItemService::Status::enabled)
 {
     auto *column = new QVBoxLayout(this);
     constexpr int sectionGap = 14;
@@ -185,14 +184,14 @@ void SettingsView::forgetPinnedCertificate()
 void SettingsView::launchAtLoginFlipped(bool enabled)
 {
     m_launchAtLogin = enabled;
-    const Result<Done, QString> result = LoginItemService::setEnabled(enabled);
+    const Result<Done, QString> result = m_loginItem.setEnabled(enabled);
     if (result) {
         setLoginItemError(std::nullopt);
         return;
     }
     setLoginItemError(result.error());
     // Back to what the desktop will really do. Not a flip of the user's: no new attempt.
-    m_launchAtLogin = loginItemEnabled();
+    m_launchAtLogin = m_loginItem.status() == LoginItemService::Status::enabled;
     const QSignalBlocker quiet(m_launchSwitch);
     m_launchSwitch->setChecked(m_launchAtLogin);
 }

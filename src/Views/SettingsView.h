@@ -16,6 +16,7 @@ namespace lanternfold {
 class ActivityLogList;
 class AppState;
 class CertTrustService;
+class LoginItemService;
 
 /// The Settings tab: the controller in use and a way to disconnect from it, forgetting that
 /// controller's pinned certificate, launching at login, and the activity log. It keeps only the
@@ -27,7 +28,7 @@ class SettingsView final : public QWidget
     Q_DISABLE_COPY_MOVE(SettingsView)
 
 public:
-    explicit SettingsView(AppState &state, CertTrustService &trust, QWidget *parent = nullptr);
+    SettingsView(AppState &state, CertTrustService &trust, LoginItemService &loginItem, QWidget *parent = nullptr);
 
     /// The switch's position: registered at login when the view was made, then as flipped (and
     /// set back after a failed change).
@@ -50,6 +51,7 @@ private:
 
     AppState &m_state;
     CertTrustService &m_trust;
+    LoginItemService &m_loginItem;
     bool m_launchAtLogin = false;
     std::optional<QString> m_loginItemError;
 

@@ -3,7 +3,10 @@
 // What the controller-client tests share: a pin store in a temporary folder, simulated controllers
 // and clients whose first-use question is answered by the test.
 
+#include "Async/Latch.h"
 #include "Controller/Trust/CertTrustService.h"
+#include "Controller/Trust/CertificateApprover.h"
+#include "Controller/Trust/FirstUseTrust.h"
 #include "Controller/UnifiAPIClient.h"
 #include "ControllerSimulator.h"
 #include "TestSupport.h"
@@ -13,12 +16,44 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
 namespace lanternfold::test {
 
 using Sim = sim::ControllerSimulator;
+
+/// Answers the question about a first-seen key as the test says: with answer, at once or, while
+/// held, when released; or through ask, when a test answers in a way of its own. Records every
+/// question.
+class TestApprover final : public CertificateApprover
+{
+public:
+    using Ask = std::function<QCoro::Task<bool>(QString host, QString fingerprint)>;
+
+    QCoro::Task<bool> approve(QString host, QString fingerprint) override
+    {
+        asked.append({host, fingerprint});
+        if (ask) {
+            const Ask answering = ask;
+            co_return co_await answering(std::move(host), std::move(fingerprint));
+        }
+        if (held) {
+            const std::shared_ptr<Latch> release = released;
+            Wakeup wakeup;
+            wakeup.watch(*release);
+            co_await wakeup.wait();
+        }
+        co_return answer;
+    }
+
+    bool answer = true;
+    bool held = false;
+    std::shared_ptr<Latch> released = std::make_shared<Latch>();
+    Ask ask;
+    QList<QPair<QString, QString>> asked;
+};
 
 class ClientFixture
 {
@@ -28,7 +63,9 @@ public:
         dir = std::make_unique<QTemporaryDir>();
         QVERIFY(dir->isValid());
         trust = std::make_unique<CertTrustService>(dir->filePath(QStringLiteral("Lanternfold.conf")));
-        questions.clear();
+        firstUse = std::make_unique<FirstUseTrust>(*trust);
+        approver = std::make_unique<TestApprover>();
+        firstUse->setApprover(approver.get());
     }
 
     void cleanup()
@@ -36,9 +73,14 @@ public:
         // Clients first: they hold the pin store by reference.
         clients.clear();
         sims.clear();
+        firstUse.reset();
+        approver.reset();
         trust.reset();
         dir.reset();
     }
+
+    /// The questions asked so far about first-seen keys: host and fingerprint.
+    [[nodiscard]] const QList<QPair<QString, QString>> &questions() const { return approver->asked; }
 
     /// A simulator on port (any free one when 0) presenting identity (a new key when none): a
     /// controller that comes back after a restart is a new simulator on the old port.
@@ -71,17 +113,8 @@ public:
     std::unique_ptr<UnifiAPIClient> makeClient(const Sim &simulator, bool approve = true,
                                                const QString &host = QStringLiteral("127.0.0.1"))
     {
-        auto client = std::make_unique<UnifiAPIClient>(configFor(simulator, host), *trust);
-        client->setCertificateApprovalHandler([this, approve](QString asked, QString fingerprint) {
-            return answer(std::move(asked), std::move(fingerprint), approve);
-        });
-        return client;
-    }
-
-    QCoro::Task<bool> answer(QString host, QString fingerprint, bool approve)
-    {
-        questions.append({host, fingerprint});
-        co_return approve;
+        approver->answer = approve;
+        return std::make_unique<UnifiAPIClient>(configFor(simulator, host), *firstUse);
     }
 
     static QList<QJsonObject> requests(const Sim &simulator)
@@ -107,9 +140,10 @@ public:
 
     std::unique_ptr<QTemporaryDir> dir;
     std::unique_ptr<CertTrustService> trust;
+    std::unique_ptr<TestApprover> approver;
+    std::unique_ptr<FirstUseTrust> firstUse;
     std::vector<std::unique_ptr<Sim>> sims;
     std::vector<std::unique_ptr<UnifiAPIClient>> clients;
-    QList<QPair<QString, QString>> questions;
 };
 
 /// Whether an error is the one a closed client's suspended operations resume with.

@@ -1,4 +1,4 @@
-// A small program for tst_loginitemservice: LoginItemService as run from wherever the test put a
+// A small program for tst_loginitemservice: the autostart login item as run from wherever the test put a
 // copy of this file, since the service writes the running program's own path.
 //
 //   lanternfold-loginitem-probe [--delete-self] <command>...
@@ -8,7 +8,7 @@
 // the running file, as an upgrade does, so that the program's own path cannot be found.
 // With no command, as a desktop starts it from the autostart entry, it writes its own path and its
 // number of arguments to the file named by LANTERNFOLD_PROBE_MARK.
-#include "Platform/LoginItemService.h"
+#include "Platform/AutostartLoginItem.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -71,9 +71,9 @@ int main(int argc, char **argv)
         return markLaunch();
     for (const QString &command : std::as_const(commands)) {
         if (command == u"status"_s) {
-            printLine(statusName(LoginItemService::status()));
+            printLine(statusName(AutostartLoginItem().status()));
         } else if (command == u"enable"_s || command == u"disable"_s) {
-            const auto result = LoginItemService::setEnabled(command == u"enable"_s);
+            const auto result = AutostartLoginItem().setEnabled(command == u"enable"_s);
             printLine(result ? u"ok"_s : u"error: "_s + result.error());
         } else {
             return 4;

@@ -2,14 +2,17 @@
 
 // What the application-state tests share: a state over a temporary jobs folder and preferences
 // file, a fixed clock and calendar, pauses that are recorded instead of waited (unless a test asks
-// for real ones), and a certificate question the test answers.
+// for real ones), a certificate question the test answers, an in-memory keyring and notifications,
+// and the scheduler and its notifications as the program builds them.
 
 #include "Async/Latch.h"
+#include "Async/Sleep.h"
 #include "ClientFixture.h"
-#include "Controller/Trust/CertificateApprover.h"
-#include "Platform/KeychainService.h"
+#include "FakePlatform.h"
 #include "Schedules/ScheduleStore.h"
 #include "State/AppState.h"
+#include "State/RunNotifier.h"
+#include "State/SchedulerEngine.h"
 
 #include <QFile>
 #include <QJsonDocument>
@@ -18,28 +21,6 @@
 #include <QTimeZone>
 
 namespace lanternfold::test {
-
-/// Answers the certificate question with `answer`, at once or, while held, when released.
-class TestApprover final : public CertificateApprover
-{
-public:
-    QCoro::Task<bool> approve(QString host, QString fingerprint) override
-    {
-        asked.append({host, fingerprint});
-        if (held) {
-            const std::shared_ptr<Latch> release = released;
-            Wakeup wakeup;
-            wakeup.watch(*release);
-            co_await wakeup.wait();
-        }
-        co_return answer;
-    }
-
-    bool answer = true;
-    bool held = false;
-    std::shared_ptr<Latch> released = std::make_shared<Latch>();
-    QList<QPair<QString, QString>> asked;
-};
 
 class StateFixture : public ClientFixture
 {
@@ -53,19 +34,20 @@ public:
         realPauses = false;
         holdPauses = false;
         pauseRelease = std::make_shared<Latch>();
-        approver = std::make_unique<TestApprover>();
-        clearKeyring = true;
+        keychain = std::make_unique<FakeKeychain>();
+        keychainInUse = keychain.get();
+        notifications = std::make_unique<FakeNotifications>();
+        notificationsInUse = notifications.get();
     }
 
     void cleanup()
     {
-        // The state first: it holds the store and the pin store by reference.
+        // The state first: it holds the store, the trust and the platform by reference.
         state.reset();
-        // The keyring lives as long as the test program: each test starts without passwords.
-        if (clearKeyring)
-            runShell(QStringLiteral("secret-tool clear server com.lanternfold.controller || true"), dir->path());
-        approver.reset();
+        engine = nullptr;
         store.reset();
+        notifications.reset();
+        keychain.reset();
         ClientFixture::cleanup();
     }
 
@@ -85,18 +67,26 @@ public:
         return clock;
     }
 
-    AppState &makeState()
+    /// The state, its scheduler (started) and the notifications of its runs, as the program
+    /// builds them, over clock.
+    AppState &makeState(std::optional<AppState::Clock> withClock = std::nullopt)
     {
-        state = std::make_unique<AppState>(*store, *trust, settingsPath(), clock());
-        state->setCertificateApprover(approver.get());
+        state.reset();
+        state = std::make_unique<AppState>(*store, *firstUse, *keychainInUse, settingsPath(),
+                                           withClock ? *withClock : clock());
+        engine = new SchedulerEngine(*state);
+        new RunNotifier(*engine, *notificationsInUse);
+        engine->start();
         return *state;
     }
+
+    [[nodiscard]] SchedulerEngine &scheduler() const { return *engine; }
 
     QCoro::Task<bool> pause(std::chrono::seconds duration, std::shared_ptr<Latch> cancel)
     {
         pauses.append(duration);
         if (realPauses)
-            co_return co_await realPause(duration, std::move(cancel));
+            co_return co_await sleepFor(duration, std::move(cancel));
         if (holdPauses) {
             const std::shared_ptr<Latch> release = pauseRelease;
             Wakeup wakeup;
@@ -110,15 +100,21 @@ public:
     /// Connects the state to sim as a person would, and waits for the outcome.
     void connectTo(const Sim &simulator, bool rememberPassword = true, const QString &password = {}) const
     {
-        const ControllerConfig config = configFor(simulator);
-        await(state->connect(config.host, config.port, config.kind, config.username,
-                             password.isEmpty() ? simulator.password() : password, config.site, rememberPassword));
+        await(state->connect(configFor(simulator), password.isEmpty() ? simulator.password() : password,
+                             rememberPassword));
     }
 
-    static QString keyringPassword(const ControllerConfig &config)
+    /// The password the keyring in use holds for config's account; empty when none.
+    [[nodiscard]] QString keyringPassword(const ControllerConfig &config) const
     {
-        return await(KeychainService::readPassword(KeychainService::account(config.host, config.username)))
+        return await(keychainInUse->readPassword(KeychainService::account(config.host, config.username)))
             .value_or(QString());
+    }
+
+    /// What the scheduler's runs announced, oldest first.
+    [[nodiscard]] const QList<FakeNotifications::Notification> &notified() const
+    {
+        return notifications->notifications();
     }
 
     static ScheduledJob job(const QString &name, QList<RestartTarget> targets, RecurrenceRule rule,
@@ -195,8 +191,15 @@ public:
     }
 
     std::unique_ptr<ScheduleStore> store;
+    std::unique_ptr<FakeKeychain> keychain;
+    std::unique_ptr<FakeNotifications> notifications;
+    /// The keyring and the notifications the next state is built over: the fakes, unless a test
+    /// puts the real adapters in their place.
+    KeychainService *keychainInUse = nullptr;
+    NotificationService *notificationsInUse = nullptr;
     std::unique_ptr<AppState> state;
-    std::unique_ptr<TestApprover> approver;
+    /// The state's scheduler; it dies with the state.
+    SchedulerEngine *engine = nullptr;
     QDateTime now;
     QList<std::chrono::seconds> pauses;
     /// Real timers instead of recorded pauses.
@@ -204,8 +207,6 @@ public:
     /// Recorded pauses that last until pauseRelease is set (or the batch is called off).
     bool holdPauses = false;
     std::shared_ptr<Latch> pauseRelease = std::make_shared<Latch>();
-    /// Off for tests whose keyring cannot be cleared (locked, silent or missing).
-    bool clearKeyring = true;
 };
 
 } // namespace lanternfold::test

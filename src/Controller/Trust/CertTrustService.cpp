@@ -1,6 +1,6 @@
 #include "Controller/Trust/CertTrustService.h"
 
-#include "Controller/Trust/FirstUseTrust.h"
+#include "Controller/Trust/TrustLog.h"
 #include "Platform/Preferences.h"
 
 #include <QCryptographicHash>
@@ -51,7 +51,7 @@ const X509Functions *x509Functions()
 const QString CertTrustService::defaultsKey = u"com.lanternfold.pinnedCertFingerprints"_s;
 
 CertTrustService::CertTrustService(QString settingsPath, QObject *parent)
-    : QObject(parent), m_settingsPath(std::move(settingsPath)), m_firstUse(std::make_unique<FirstUseTrust>(*this))
+    : QObject(parent), m_settingsPath(std::move(settingsPath))
 {
 }
 
@@ -136,6 +136,7 @@ void CertTrustService::pin(const QString &host, const QString &fingerprint)
     auto all = pins();
     all.insert(host, fingerprint);
     store(all);
+    qCDebug(lcTrust) << "pinned" << host << fingerprint;
     Q_EMIT pinChanged(host);
 }
 
@@ -144,6 +145,7 @@ void CertTrustService::removePin(const QString &host)
     auto all = pins();
     all.remove(host);
     store(all);
+    qCDebug(lcTrust) << "forgot the pin of" << host;
     Q_EMIT pinChanged(host);
 }
 

@@ -6,12 +6,9 @@
 #include <QString>
 #include <QVariantMap>
 
-#include <memory>
 #include <optional>
 
 namespace lanternfold {
-
-class FirstUseTrust;
 
 /// Trust on first use: computes the fingerprint of a controller's public key and keeps the
 /// approved fingerprint of each host. The pin is the whole of trust; certificate chains, dates
@@ -44,9 +41,6 @@ public:
     void pin(const QString &host, const QString &fingerprint);
     void removePin(const QString &host);
 
-    /// The first-use questions asked about the hosts of this pin store.
-    [[nodiscard]] FirstUseTrust &firstUse() { return *m_firstUse; }
-
 Q_SIGNALS:
     /// host's pin was stored, replaced or removed.
     void pinChanged(const QString &host);
@@ -56,7 +50,6 @@ private:
     void store(const QHash<QString, QString> &pins);
 
     QString m_settingsPath;
-    std::unique_ptr<FirstUseTrust> m_firstUse;
 };
 
 } // namespace lanternfold

@@ -1,9 +1,11 @@
 #include "Controller/Trust/FirstUseTrust.h"
 
+#include "Async/Latch.h"
 #include "Controller/Trust/CertTrustService.h"
+#include "Controller/Trust/CertificateApprover.h"
 #include "Controller/Trust/PinningSessionDelegate.h"
+#include "Controller/Trust/TrustLog.h"
 
-#include <QPointer>
 #include <QSslConfiguration>
 #include <QSslSocket>
 #include <QTimer>
@@ -23,16 +25,21 @@ struct FirstUseTrust::Question
     bool withdrawn = false;
 };
 
-FirstUseTrust::FirstUseTrust(CertTrustService &trust, QObject *parent) : QObject(parent), m_trust(trust) {}
+FirstUseTrust::FirstUseTrust(CertTrustService &pins, QObject *parent) : QObject(parent), m_pins(pins) {}
 
 FirstUseTrust::~FirstUseTrust() = default;
 
-QCoro::Task<Result<QSslCertificate, UnifiAPIError>> FirstUseTrust::fetchCertificate(QString host, quint16 port,
-                                                                                    std::chrono::milliseconds timeout,
-                                                                                    std::shared_ptr<Latch> closed)
+void FirstUseTrust::setApprover(CertificateApprover *approver)
+{
+    m_approver = approver;
+}
+
+QCoro::Task<Result<QSslCertificate, FirstUseRefusal>> FirstUseTrust::fetchCertificate(QString host, quint16 port,
+                                                                                      std::chrono::milliseconds timeout,
+                                                                                      std::shared_ptr<Latch> closed)
 {
     if (closed->isSet())
-        co_return UnifiAPIError::closed();
+        co_return FirstUseRefusal{FirstUseRefusal::Reason::closed, {}};
     QSslSocket socket;
     QSslConfiguration configuration = PinningSessionDelegate::tlsConfiguration();
     // Only the certificate is wanted here: the decision is the person's, then the pin's.
@@ -52,11 +59,11 @@ QCoro::Task<Result<QSslCertificate, UnifiAPIError>> FirstUseTrust::fetchCertific
     co_await wakeup.wait();
 
     if (closed->isSet())
-        co_return UnifiAPIError::closed();
+        co_return FirstUseRefusal{FirstUseRefusal::Reason::closed, {}};
     if (!socket.isEncrypted()) {
         const QString error = timer.isActive() ? socket.errorString() : u"The request timed out."_s;
         socket.abort();
-        co_return UnifiAPIError::network(error);
+        co_return FirstUseRefusal{FirstUseRefusal::Reason::unreachable, error};
     }
     const QList<QSslCertificate> chain = socket.peerCertificateChain();
     const QSslCertificate leaf = chain.isEmpty() ? socket.peerCertificate() : chain.first();
@@ -64,40 +71,46 @@ QCoro::Task<Result<QSslCertificate, UnifiAPIError>> FirstUseTrust::fetchCertific
     co_return leaf;
 }
 
-QCoro::Task<Result<Done, UnifiAPIError>> FirstUseTrust::ensurePinned(QString host, QString address, quint16 port,
-                                                                     std::chrono::milliseconds timeout, Asker ask,
-                                                                     std::shared_ptr<Latch> closed)
+QCoro::Task<Result<Done, FirstUseRefusal>> FirstUseTrust::ensurePinned(QString host, QString address, quint16 port,
+                                                                       std::chrono::milliseconds timeout,
+                                                                       std::shared_ptr<Latch> closed)
 {
-    if (m_trust.pinnedFingerprint(host))
+    if (m_pins.pinnedFingerprint(host))
         co_return Done{};
     const QPointer<FirstUseTrust> self(this);
+    qCDebug(lcTrust) << "no pin for" << host << "yet: fetching its key";
     const auto certificate = co_await fetchCertificate(address, port, timeout, closed);
     if (!certificate.ok())
         co_return certificate.error();
     if (!self)
-        co_return UnifiAPIError::closed();
-    if (m_trust.pinnedFingerprint(host))
+        co_return FirstUseRefusal{FirstUseRefusal::Reason::closed, {}};
+    if (m_pins.pinnedFingerprint(host))
         co_return Done{}; // pinned meanwhile, through another client's question
     const auto fingerprint = CertTrustService::fingerprint(certificate.value());
-    if (!fingerprint)
-        co_return UnifiAPIError::certificateRejected();
-    co_return co_await askOnce(host, *fingerprint, std::move(ask), closed);
+    if (!fingerprint) {
+        qCDebug(lcTrust) << "the key of" << host << "cannot be read: declined";
+        co_return FirstUseRefusal{};
+    }
+    co_return co_await askOnce(host, *fingerprint, closed);
 }
 
-QCoro::Task<Result<Done, UnifiAPIError>> FirstUseTrust::askOnce(QString host, QString fingerprint, Asker ask,
-                                                                std::shared_ptr<Latch> closed)
+QCoro::Task<Result<Done, FirstUseRefusal>> FirstUseTrust::askOnce(QString host, QString fingerprint,
+                                                                  std::shared_ptr<Latch> closed)
 {
     std::shared_ptr<Question> question = m_open.value(host);
     if (!question) {
-        if (!ask)
-            co_return UnifiAPIError::certificateRejected(); // nobody to ask
+        if (!m_approver) {
+            qCDebug(lcTrust) << "nobody to ask about the key of" << host << ": declined";
+            co_return FirstUseRefusal{};
+        }
         question = std::make_shared<Question>();
         question->host = host;
         question->fingerprint = fingerprint;
         m_open.insert(host, question);
+        qCDebug(lcTrust) << "asking about the key of" << host << fingerprint;
         // The question runs on its own, so that a client that closes stops waiting at once while
         // the person may still be reading it.
-        (void)runQuestion(this, question, ask(host, fingerprint));
+        (void)runQuestion(this, question, m_approver->approve(host, fingerprint));
     }
     const QPointer<FirstUseTrust> self(this);
     ++question->waiters;
@@ -110,10 +123,10 @@ QCoro::Task<Result<Done, UnifiAPIError>> FirstUseTrust::askOnce(QString host, QS
     if (closed->isSet()) {
         if (self && question->waiters == 0 && !question->answer)
             self->withdraw(question);
-        co_return UnifiAPIError::closed();
+        co_return FirstUseRefusal{FirstUseRefusal::Reason::closed, {}};
     }
     if (!question->answer.value_or(false))
-        co_return UnifiAPIError::certificateRejected();
+        co_return FirstUseRefusal{};
     co_return Done{};
 }
 
@@ -124,9 +137,10 @@ QCoro::Task<void> FirstUseTrust::runQuestion(QPointer<FirstUseTrust> self, std::
     if (question->withdrawn)
         co_return; // nobody waits; a later client asks again
     question->answer = approved;
+    qCDebug(lcTrust) << "the key of" << question->host << (approved ? "was approved" : "was declined");
     if (self) {
         if (approved)
-            self->m_trust.pin(question->host, question->fingerprint);
+            self->m_pins.pin(question->host, question->fingerprint);
         if (self->m_open.value(question->host) == question)
             self->m_open.remove(question->host);
     }

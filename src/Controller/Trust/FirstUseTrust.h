@@ -1,7 +1,5 @@
 #pragma once
 
-#include "Async/Latch.h"
-#include "Controller/UnifiAPIError.h"
 #include "Models/Result.h"
 
 #include <QHash>
@@ -13,41 +11,55 @@
 #include <QCoroTask>
 
 #include <chrono>
-#include <functional>
 #include <memory>
 
 namespace lanternfold {
 
 class CertTrustService;
+class CertificateApprover;
+class Latch;
+
+/// Why a key could not be trusted on first use.
+struct FirstUseRefusal
+{
+    enum class Reason {
+        /// The person declined, the key could not be read, or nobody was there to ask.
+        declined,
+        /// The handshake that fetches the key failed or timed out: detail says how.
+        unreachable,
+        /// The caller closed while it waited.
+        closed,
+    };
+    Reason reason = Reason::declined;
+    QString detail;
+};
 
 /// Trust on first use. Before anything is sent to a host whose key is not pinned yet, the key is
 /// fetched over a TLS handshake of its own and the person is asked, so that no request and no
 /// request timeout runs while somebody compares fingerprints. One question per host at a time:
 /// every client that needs the answer waits for the same question. A question whose waiting
 /// clients have all closed is withdrawn (questionWithdrawn); a later client asks afresh.
+///
+/// The program has one, over the one pin store, and installs the certificate question on it once.
 class FirstUseTrust final : public QObject
 {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(FirstUseTrust)
 
 public:
-    /// Asks the person whether to trust a key seen for the first time; may take minutes.
-    using Asker = std::function<QCoro::Task<bool>(QString host, QString fingerprint)>;
-
-    explicit FirstUseTrust(CertTrustService &trust, QObject *parent = nullptr);
+    explicit FirstUseTrust(CertTrustService &pins, QObject *parent = nullptr);
     ~FirstUseTrust() override;
 
-    /// Done when host's key is pinned, already or after the person approved it; certificateRejected
-    /// when declined, unreadable or there is nobody to ask (ask empty); a network error when the
-    /// handshake fails or closed is set first. host is the pin's key, exactly as configured;
-    /// the handshake goes to address at port.
-    QCoro::Task<Result<Done, UnifiAPIError>> ensurePinned(QString host, QString address, quint16 port,
-                                                          std::chrono::milliseconds timeout, Asker ask,
-                                                          std::shared_ptr<Latch> closed);
+    [[nodiscard]] CertTrustService &pins() const { return m_pins; }
 
-    /// The leaf certificate host presents at port, over a handshake that sends nothing else.
-    static QCoro::Task<Result<QSslCertificate, UnifiAPIError>>
-    fetchCertificate(QString host, quint16 port, std::chrono::milliseconds timeout, std::shared_ptr<Latch> closed);
+    /// Who asks the person about a first-seen key. None installed: such a key is declined.
+    void setApprover(CertificateApprover *approver);
+
+    /// Done when host's key is pinned, already or after the person approved it. host is the pin's
+    /// key, exactly as configured; the handshake goes to address at port and gives up after timeout.
+    QCoro::Task<Result<Done, FirstUseRefusal>> ensurePinned(QString host, QString address, quint16 port,
+                                                            std::chrono::milliseconds timeout,
+                                                            std::shared_ptr<Latch> closed);
 
     /// Whether a question for host is open (asked and neither answered nor withdrawn).
     [[nodiscard]] bool isAsking(const QString &host) const { return m_open.contains(host); }
@@ -59,13 +71,17 @@ Q_SIGNALS:
 private:
     struct Question;
 
-    QCoro::Task<Result<Done, UnifiAPIError>> askOnce(QString host, QString fingerprint, Asker ask,
-                                                     std::shared_ptr<Latch> closed);
+    /// The leaf certificate host presents at port, over a handshake that sends nothing else.
+    static QCoro::Task<Result<QSslCertificate, FirstUseRefusal>>
+    fetchCertificate(QString host, quint16 port, std::chrono::milliseconds timeout, std::shared_ptr<Latch> closed);
+    QCoro::Task<Result<Done, FirstUseRefusal>> askOnce(QString host, QString fingerprint,
+                                                       std::shared_ptr<Latch> closed);
     static QCoro::Task<void> runQuestion(QPointer<FirstUseTrust> self, std::shared_ptr<Question> question,
                                          QCoro::Task<bool> asking);
     void withdraw(const std::shared_ptr<Question> &question);
 
-    CertTrustService &m_trust;
+    CertTrustService &m_pins;
+    QPointer<CertificateApprover> m_approver;
     QHash<QString, std::shared_ptr<Question>> m_open;
 };
 

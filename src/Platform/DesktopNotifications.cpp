@@ -1,4 +1,6 @@
-#include "Platform/NotificationService.h"
+#include "Platform/DesktopNotifications.h"
+
+#include "Platform/PlatformLog.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -43,21 +45,24 @@ QString escapedBody(const QString &text)
 void sendAndForget(const QDBusMessage &call)
 {
     const QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected())
+    if (!bus.isConnected()) {
+        qCDebug(lcPlatform) << "notifications: no session bus for" << call.member();
         return;
+    }
+    qCDebug(lcPlatform) << "notifications:" << call.member();
     bus.asyncCall(call);
 }
 
 } // namespace
 
-void NotificationService::requestAuthorization()
+void DesktopNotifications::requestAuthorization()
 {
     // Desktop notification servers ask no permission; asking for their capabilities is the
     // harmless round trip that stands in for it.
     sendAndForget(notificationsCall(u"GetCapabilities"_s));
 }
 
-void NotificationService::post(const QString &title, const QString &body)
+void DesktopNotifications::post(const QString &title, const QString &body)
 {
     QDBusMessage call = notificationsCall(u"Notify"_s);
     // The desktop entry lets a server find the program's name and icon; "complete" is the sound

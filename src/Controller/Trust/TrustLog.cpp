@@ -1,0 +1,7 @@
+#include "Controller/Trust/TrustLog.h"
+
+namespace lanternfold {
+
+Q_LOGGING_CATEGORY(lcTrust, "lanternfold.trust", QtWarningMsg)
+
+} // namespace lanternfold

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <QLoggingCategory>
+
+namespace lanternfold {
+
+/// Pins and first-use questions ("lanternfold.trust"): hosts and fingerprints, which are public.
+Q_DECLARE_LOGGING_CATEGORY(lcTrust)
+
+} // namespace lanternfold

@@ -1,0 +1,101 @@
+#include "State/JobList.h"
+
+#include "Schedules/RecurrenceRuleNextRun.h"
+#include "Schedules/ScheduleStore.h"
+#include "State/StateLog.h"
+
+#include <algorithm>
+
+namespace lanternfold {
+
+JobList::JobList(ScheduleStore &store, StateClock clock, QObject *parent)
+    : QObject(parent), m_store(store), m_clock(std::move(clock)), m_jobs(m_store.load())
+{
+}
+
+std::optional<QDateTime> JobList::nextRunAfterNow(const RecurrenceRule &rule) const
+{
+    return nextRun(rule, m_clock.now(), m_clock.calendar());
+}
+
+qsizetype JobList::indexOf(const QUuid &id) const
+{
+    const auto it =
+        std::find_if(m_jobs.cbegin(), m_jobs.cend(), [&id](const ScheduledJob &existing) { return existing.id == id; });
+    return it == m_jobs.cend() ? -1 : std::distance(m_jobs.cbegin(), it);
+}
+
+void JobList::replace(QList<ScheduledJob> jobs)
+{
+    m_jobs = std::move(jobs);
+    Q_EMIT jobsChanged();
+    m_store.save(m_jobs);
+}
+
+void JobList::add(ScheduledJob job)
+{
+    job.nextRunAt = nextRunAfterNow(job.rule);
+    qCDebug(lcState) << "job added:" << job.id.toString(QUuid::WithoutBraces);
+    QList<ScheduledJob> jobs = m_jobs;
+    jobs.append(std::move(job));
+    replace(std::move(jobs));
+}
+
+void JobList::update(ScheduledJob job)
+{
+    const qsizetype index = indexOf(job.id);
+    if (index < 0)
+        return;
+    if (job.isEnabled)
+        job.nextRunAt = nextRunAfterNow(job.rule);
+    QList<ScheduledJob> jobs = m_jobs;
+    jobs[index] = std::move(job);
+    replace(std::move(jobs));
+}
+
+void JobList::setEnabled(const ScheduledJob &job, bool enabled)
+{
+    const qsizetype index = indexOf(job.id);
+    if (index < 0)
+        return;
+    QList<ScheduledJob> jobs = m_jobs;
+    ScheduledJob &changed = jobs[index];
+    changed.isEnabled = enabled;
+    if (enabled)
+        changed.nextRunAt = nextRunAfterNow(changed.rule);
+    replace(std::move(jobs));
+}
+
+void JobList::remove(QList<int> positions)
+{
+    std::sort(positions.begin(), positions.end());
+    QList<ScheduledJob> jobs = m_jobs;
+    for (const int position : std::as_const(positions)) {
+        if (position < 0 || position >= jobs.size())
+            continue;
+        const QUuid id = jobs.at(position).id;
+        jobs.removeIf([&id](const ScheduledJob &job) { return job.id == id; });
+    }
+    replace(std::move(jobs));
+}
+
+void JobList::recordRun(const ScheduledJob &ran)
+{
+    const qsizetype index = indexOf(ran.id);
+    if (index < 0)
+        return; // deleted while it ran: it stays deleted
+    const QDateTime now = m_clock.now();
+    QList<ScheduledJob> jobs = m_jobs;
+    ScheduledJob &job = jobs[index];
+    job.lastRunAt = now;
+    if (ran.rule.kind() == RecurrenceRule::Kind::once) {
+        job.isEnabled = false;
+        job.nextRunAt = std::nullopt;
+    } else {
+        // From the end of the run, with the rule of the copy that ran.
+        job.nextRunAt = nextRun(ran.rule, now, m_clock.calendar());
+    }
+    replace(std::move(jobs));
+}
+
+} // namespace lanternfold

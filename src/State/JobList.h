@@ -1,0 +1,53 @@
+#pragma once
+
+#include "Models/ScheduledJob.h"
+#include "State/StateClock.h"
+
+#include <QList>
+#include <QObject>
+
+#include <optional>
+
+namespace lanternfold {
+
+class ScheduleStore;
+
+/// The scheduled jobs, in the order of the jobs file: loaded from the store at creation, and
+/// saved whole after every change. Adding, updating or enabling a job computes its next run from
+/// now; a finished run computes it from the run's end.
+class JobList final : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(JobList)
+
+public:
+    JobList(ScheduleStore &store, StateClock clock, QObject *parent = nullptr);
+    ~JobList() override = default;
+
+    [[nodiscard]] const QList<ScheduledJob> &jobs() const { return m_jobs; }
+
+    void add(ScheduledJob job);
+    /// Replaces the job of the same id, if it is there.
+    void update(ScheduledJob job);
+    void setEnabled(const ScheduledJob &job, bool enabled);
+    /// Removes the jobs at these positions as the schedule list deletes rows: each position is read
+    /// against the list as it stands after the removals before it, and every job with that id goes.
+    void remove(QList<int> positions);
+    /// Records a finished (or skipped) scheduled run of ran, a copy taken when it started: the job of
+    /// that id, if it is still there, gets lastRunAt now and its next run from the rule that ran.
+    void recordRun(const ScheduledJob &ran);
+
+Q_SIGNALS:
+    void jobsChanged();
+
+private:
+    [[nodiscard]] std::optional<QDateTime> nextRunAfterNow(const RecurrenceRule &rule) const;
+    [[nodiscard]] qsizetype indexOf(const QUuid &id) const;
+    void replace(QList<ScheduledJob> jobs);
+
+    ScheduleStore &m_store;
+    StateClock m_clock;
+    QList<ScheduledJob> m_jobs;
+};
+
+} // namespace lanternfold

@@ -1,0 +1,44 @@
+#include "State/RunNotifier.h"
+
+#include "Platform/NotificationService.h"
+#include "State/SchedulerEngine.h"
+
+#include <QStringList>
+#include <QTimer>
+
+namespace lanternfold {
+
+using namespace Qt::StringLiterals;
+
+RunNotifier::RunNotifier(SchedulerEngine &engine, NotificationService &notifications)
+    : QObject(&engine), m_notifications(notifications)
+{
+    connect(&engine, &SchedulerEngine::jobSkipped, this, &RunNotifier::jobSkipped);
+    connect(&engine, &SchedulerEngine::jobRan, this, &RunNotifier::jobRan);
+    // From the event loop: the first use of the session bus waits for the connection to it, and
+    // the window need not wait for that. Nothing depends on the answer.
+    QTimer::singleShot(0, this, [this] { m_notifications.requestAuthorization(); });
+}
+
+QString RunNotifier::outcomeText(const AppState::BatchOutcome &outcome)
+{
+    if (outcome.failed.isEmpty())
+        return u"Restarted "_s + QString::number(outcome.succeeded.size()) + u" device(s) successfully."_s;
+    QStringList names;
+    for (const RestartTarget &target : outcome.failed)
+        names.append(target.displayName);
+    return QString::number(outcome.succeeded.size()) + u" succeeded, "_s + QString::number(outcome.failed.size()) +
+           u" failed: "_s + names.join(u", "_s);
+}
+
+void RunNotifier::jobSkipped(const ScheduledJob &job)
+{
+    m_notifications.post(u"Lanternfold"_s, u"Couldn't run '"_s + job.name + u"': not connected to the controller."_s);
+}
+
+void RunNotifier::jobRan(const ScheduledJob &job, const AppState::BatchOutcome &outcome)
+{
+    m_notifications.post(u"Lanternfold \u2014 "_s + job.name, outcomeText(outcome));
+}
+
+} // namespace lanternfold

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "Async/Sleep.h"
+#include "Schedules/Calendar.h"
+
+#include <QDateTime>
+
+#include <QCoroTask>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+namespace lanternfold {
+
+class Latch;
+
+/// Where the state, its jobs and its scheduler take the time, the calendar and the pauses between
+/// restarts from. The timers only prompt; tests pass fixed instants and pauses that return at once.
+struct StateClock
+{
+    /// Waits duration, or less when cancel is set first; true when it all passed.
+    using Pause = std::function<QCoro::Task<bool>(std::chrono::seconds, std::shared_ptr<Latch>)>;
+
+    std::function<QDateTime()> now = [] { return QDateTime::currentDateTimeUtc(); };
+    std::function<Calendar()> calendar = [] { return Calendar::current(); };
+    Pause pause = [](std::chrono::seconds duration, std::shared_ptr<Latch> cancel) {
+        return sleepFor(duration, std::move(cancel));
+    };
+};
+
+} // namespace lanternfold

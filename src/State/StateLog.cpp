@@ -1,0 +1,8 @@
+#include "State/StateLog.h"
+
+namespace lanternfold {
+
+Q_LOGGING_CATEGORY(lcState, "lanternfold.state", QtWarningMsg)
+Q_LOGGING_CATEGORY(lcScheduler, "lanternfold.scheduler", QtWarningMsg)
+
+} // namespace lanternfold
