@@ -55,8 +55,8 @@ public:
         const bool result = QApplication::notify(receiver, event);
         if (paint && state && window && !state->accessPoints().isEmpty() && !state->cameras().isEmpty()) {
             auto *list = window->findChild<DeviceList *>();
-            if (list && receiver == list->viewport() &&
-                list->count() == 2 + state->accessPoints().size() + state->cameras().size())
+            if (list && receiver == list->viewport() && list->model() != nullptr &&
+                list->model()->rowCount() == 2 + state->accessPoints().size() + state->cameras().size())
                 Q_EMIT shown();
         }
         return result;

@@ -1,6 +1,7 @@
 #include "StateFixture.h"
 
 #include "Views/BusyButton.h"
+#include "Views/DeviceListModel.h"
 #include "Views/DeviceListView.h"
 #include "Views/DeviceRow.h"
 #include "Views/DeviceRowDelegate.h"
@@ -10,7 +11,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLabel>
-#include <QListWidget>
+#include <QListView>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRegularExpression>
@@ -86,9 +87,11 @@ private Q_SLOTS:
 private:
     /// Connects a state to sim, then shows the view over it.
     DeviceListView &makeView(Sim &sim);
-    [[nodiscard]] QListWidget *list() const;
-    [[nodiscard]] QListWidgetItem *item(const QString &id) const;
-    [[nodiscard]] QList<QListWidgetItem *> sectionItems() const;
+    [[nodiscard]] QListView *list() const;
+    /// The row of the device with this identifier; invalid when none is listed.
+    [[nodiscard]] QModelIndex item(const QString &id) const;
+    [[nodiscard]] bool isSelected(const QString &id) const;
+    [[nodiscard]] QList<QModelIndex> sectionItems() const;
     [[nodiscard]] QStringList sectionTitles() const;
     [[nodiscard]] QLabel *labelWithText(const QString &text) const;
     [[nodiscard]] QPushButton *refreshButton() const;
@@ -101,6 +104,7 @@ private:
     [[nodiscard]] static QString apId(const UnifiDevice &device) { return DeviceRow::from(device).id; }
     [[nodiscard]] static QString cameraId(const ProtectCamera &device) { return DeviceRow::from(device).id; }
 
+    std::unique_ptr<DeviceListModel> m_devices;
     std::unique_ptr<DeviceListView> m_view;
     /// The cancel latch of every pause the state was asked for.
     QList<std::shared_ptr<Latch>> m_cancels;
@@ -114,8 +118,9 @@ void TestDeviceListView::init()
 
 void TestDeviceListView::cleanup()
 {
-    // The view first: it watches the state.
+    // The view first: it watches the model, which watches the state.
     m_view.reset();
+    m_devices.reset();
     m_cancels.clear();
     StateFixture::cleanup();
 }
@@ -132,7 +137,8 @@ DeviceListView &TestDeviceListView::makeView(Sim &sim)
     connectTo(sim);
     if (!state->isLoggedIn())
         qFatal("the state did not log in to the simulator");
-    m_view = std::make_unique<DeviceListView>(*state);
+    m_devices = std::make_unique<DeviceListModel>(*state);
+    m_view = std::make_unique<DeviceListView>(*state, *m_devices);
     m_view->resize(620, 560);
     m_view->show();
     if (!QTest::qWaitForWindowExposed(m_view.get()))
@@ -140,39 +146,48 @@ DeviceListView &TestDeviceListView::makeView(Sim &sim)
     return *m_view;
 }
 
-QListWidget *TestDeviceListView::list() const
+QListView *TestDeviceListView::list() const
 {
-    auto *found = m_view->findChild<QListWidget *>();
+    auto *found = m_view->findChild<QListView *>();
     if (!found)
         qFatal("no device list");
     return found;
 }
 
-QListWidgetItem *TestDeviceListView::item(const QString &id) const
+QModelIndex TestDeviceListView::item(const QString &id) const
 {
-    for (int row = 0; row < list()->count(); ++row) {
-        if (list()->item(row)->data(DeviceRowDelegate::idRole).toString() == id)
-            return list()->item(row);
+    const QAbstractItemModel *rows = list()->model();
+    for (int row = 0; row < rows->rowCount(); ++row) {
+        const QModelIndex index = rows->index(row, 0);
+        if (index.data(DeviceListModel::idRole).toString() == id)
+            return index;
     }
-    return nullptr;
+    return {};
 }
 
-QList<QListWidgetItem *> TestDeviceListView::sectionItems() const
+bool TestDeviceListView::isSelected(const QString &id) const
 {
-    QList<QListWidgetItem *> sections;
-    for (int row = 0; row < list()->count(); ++row) {
-        if (list()->item(row)->data(DeviceRowDelegate::sectionRole).toBool())
-            sections.append(list()->item(row));
+    const QModelIndex index = item(id);
+    return index.isValid() && list()->selectionModel()->isSelected(index);
+}
+
+QList<QModelIndex> TestDeviceListView::sectionItems() const
+{
+    QList<QModelIndex> sections;
+    const QAbstractItemModel *rows = list()->model();
+    for (int row = 0; row < rows->rowCount(); ++row) {
+        if (rows->index(row, 0).data(DeviceListModel::sectionRole).toBool())
+            sections.append(rows->index(row, 0));
     }
     return sections;
 }
 
 QStringList TestDeviceListView::sectionTitles() const
 {
-    // The titles as the labels over the section items show them.
+    // The titles as the labels over the section rows show them.
     QStringList titles;
-    for (QListWidgetItem *section : sectionItems()) {
-        const auto *label = qobject_cast<QLabel *>(list()->itemWidget(section));
+    for (const QModelIndex &section : sectionItems()) {
+        const auto *label = qobject_cast<QLabel *>(list()->indexWidget(section));
         titles.append(label ? label->text() : u"(no label)"_s);
     }
     return titles;
@@ -206,11 +221,11 @@ BusyButton *TestDeviceListView::restartButton() const
 
 void TestDeviceListView::click(const QString &id, Qt::KeyboardModifiers modifiers) const
 {
-    QListWidgetItem *row = item(id);
-    if (!row)
+    const QModelIndex row = item(id);
+    if (!row.isValid())
         qFatal("no row %s", qPrintable(id));
-    list()->scrollToItem(row);
-    QTest::mouseClick(list()->viewport(), Qt::LeftButton, modifiers, list()->visualItemRect(row).center());
+    list()->scrollTo(row);
+    QTest::mouseClick(list()->viewport(), Qt::LeftButton, modifiers, list()->visualRect(row).center());
 }
 
 void TestDeviceListView::pressRestart() const
@@ -272,11 +287,11 @@ void TestDeviceListView::rowsOfDevices()
 
     // The list: a section of access points, then one of cameras, each in the state's order.
     QStringList shown;
-    for (int row = 0; row < list()->count(); ++row) {
-        const QListWidgetItem *entry = list()->item(row);
-        shown.append(entry->data(DeviceRowDelegate::sectionRole).toBool()
+    for (int row = 0; row < list()->model()->rowCount(); ++row) {
+        const QModelIndex entry = list()->model()->index(row, 0);
+        shown.append(entry.data(DeviceListModel::sectionRole).toBool()
                          ? u"section"_s
-                         : entry->data(DeviceRowDelegate::idRole).toString());
+                         : entry.data(DeviceListModel::idRole).toString());
     }
     QStringList expected{u"section"_s};
     for (const UnifiDevice &device : state->accessPoints())
@@ -285,9 +300,9 @@ void TestDeviceListView::rowsOfDevices()
     for (const ProtectCamera &device : state->cameras())
         expected.append(cameraId(device));
     QCOMPARE(shown, expected);
-    const QListWidgetItem *lobby = item(apId(state->accessPoints().first()));
-    QCOMPARE(lobby->text(), state->accessPoints().first().name);
-    QCOMPARE(lobby->data(DeviceRowDelegate::subtitleRole).toString(),
+    const QModelIndex lobby = item(apId(state->accessPoints().first()));
+    QCOMPARE(lobby.data(Qt::DisplayRole).toString(), state->accessPoints().first().name);
+    QCOMPARE(lobby.data(DeviceListModel::subtitleRole).toString(),
              state->accessPoints().first().model + u" \u00b7 "_s + state->accessPoints().first().mac);
     QCOMPARE(sectionTitles(), (QStringList{u"Access Points ("_s + QString::number(state->accessPoints().size()) + u')',
                                            u"Cameras ("_s + QString::number(state->cameras().size()) + u')'}));
@@ -338,7 +353,8 @@ void TestDeviceListView::listShownAtLoginSharesTheConnectsFetches()
     makeState();
     QObject::connect(state.get(), &AppState::isLoggedInChanged, state.get(), [this] {
         if (state->isLoggedIn() && !m_view) {
-            m_view = std::make_unique<DeviceListView>(*state);
+            m_devices = std::make_unique<DeviceListModel>(*state);
+            m_view = std::make_unique<DeviceListView>(*state, *m_devices);
             m_view->show();
         }
     });
@@ -381,12 +397,12 @@ void TestDeviceListView::dotsFollowTheOnlineRule()
     const QRgb green = DeviceRowDelegate::onlineColour().rgb();
     const QRgb grey = DeviceRowDelegate::offlineColour().rgb();
     for (const auto &[id, online] : expected) {
-        QListWidgetItem *row = item(id);
-        QVERIFY2(row, qPrintable(id));
-        QCOMPARE(row->data(DeviceRowDelegate::onlineRole).toBool(), online);
+        const QModelIndex row = item(id);
+        QVERIFY2(row.isValid(), qPrintable(id));
+        QCOMPARE(row.data(DeviceListModel::onlineRole).toBool(), online);
         // The dot as drawn: pixels of exactly one of the two colours.
-        list()->scrollToItem(row);
-        const QImage drawn = list()->viewport()->grab(list()->visualItemRect(row)).toImage();
+        list()->scrollTo(row);
+        const QImage drawn = list()->viewport()->grab(list()->visualRect(row)).toImage();
         int greenPixels = 0;
         int greyPixels = 0;
         for (int y = 0; y < drawn.height(); ++y) {
@@ -411,7 +427,7 @@ void TestDeviceListView::clickSelectsTheRowUnderTheMouse()
     for (const QString &id : ids) {
         click(id);
         QCOMPARE(view.selected(), QSet<QString>{id});
-        QCOMPARE(list()->selectedItems(), QList<QListWidgetItem *>{item(id)});
+        QCOMPARE(list()->selectionModel()->selectedIndexes(), QList<QModelIndex>{item(id)});
     }
     // Control adds to the selection, and takes away.
     click(ids.at(2), Qt::ControlModifier);
@@ -421,8 +437,8 @@ void TestDeviceListView::clickSelectsTheRowUnderTheMouse()
     QCOMPARE(view.selected(), QSet<QString>{ids.at(2)});
     QVERIFY(labelWithText(u"1 selected"_s));
     // A section header holds no device and cannot be selected.
-    for (QListWidgetItem *section : sectionItems())
-        QVERIFY(!section->flags().testFlag(Qt::ItemIsSelectable));
+    for (const QModelIndex &section : sectionItems())
+        QVERIFY(!section.flags().testFlag(Qt::ItemIsSelectable));
 }
 
 void TestDeviceListView::keysMoveOverSectionHeaders()
@@ -493,7 +509,7 @@ void TestDeviceListView::accessPointsRestartFirstWithAPauseBetween()
     QCOMPARE(restartButton()->text(), u"Restart Selected"_s);
     // The selection is left as it was.
     QCOMPARE(view.selected(), (QSet<QString>{ap, cam}));
-    QVERIFY(item(ap)->isSelected() && item(cam)->isSelected());
+    QVERIFY(isSelected(ap) && isSelected(cam));
     QVERIFY(restartButton()->isEnabled());
 }
 
@@ -529,11 +545,11 @@ void TestDeviceListView::vanishedDeviceIsSkipped()
     click(u"accessPoint:aa:00:00:00:00:01"_s, Qt::ControlModifier);
     QVERIFY(sim.setDevicesJson(devicesJson({both.at(0)})));
     QTest::mouseClick(refreshButton(), Qt::LeftButton);
-    QTRY_VERIFY(!item(u"accessPoint:aa:00:00:00:00:02"_s));
+    QTRY_VERIFY(!item(u"accessPoint:aa:00:00:00:00:02"_s).isValid());
     QTRY_VERIFY(!view.isRefreshing());
     // Still counted: the selection is the person's until they change it.
     QVERIFY(labelWithText(u"2 selected"_s));
-    QVERIFY(item(u"accessPoint:aa:00:00:00:00:01"_s)->isSelected());
+    QVERIFY(isSelected(u"accessPoint:aa:00:00:00:00:01"_s));
     pressRestart();
     QTRY_VERIFY(!view.isRestarting());
     QCOMPARE(restartsSent(sim), QStringList{u"accessPoint:aa:00:00:00:00:01"_s});
@@ -542,8 +558,8 @@ void TestDeviceListView::vanishedDeviceIsSkipped()
     // The device comes back, selected.
     QVERIFY(sim.setDevicesJson(devicesJson(both)));
     QTest::mouseClick(refreshButton(), Qt::LeftButton);
-    QTRY_VERIFY(item(u"accessPoint:aa:00:00:00:00:02"_s));
-    QVERIFY(item(u"accessPoint:aa:00:00:00:00:02"_s)->isSelected());
+    QTRY_VERIFY(item(u"accessPoint:aa:00:00:00:00:02"_s).isValid());
+    QVERIFY(isSelected(u"accessPoint:aa:00:00:00:00:02"_s));
 }
 
 void TestDeviceListView::nothingLeftRestartsNothing()
@@ -555,7 +571,7 @@ void TestDeviceListView::nothingLeftRestartsNothing()
     click(u"accessPoint:aa:00:00:00:00:02"_s);
     QVERIFY(sim.setDevicesJson(devicesJson({accessPoint(u"aa:00:00:00:00:01"_s, u"Stays"_s, 1)})));
     await(state->refreshDevices());
-    QVERIFY(!item(u"accessPoint:aa:00:00:00:00:02"_s));
+    QVERIFY(!item(u"accessPoint:aa:00:00:00:00:02"_s).isValid());
     QVERIFY(labelWithText(u"1 selected"_s));
     QVERIFY(restartButton()->isEnabled());
     pressRestart();
@@ -585,8 +601,8 @@ void TestDeviceListView::selectionSurvivesARefresh()
     QTRY_VERIFY(!view.isRefreshing());
     QCOMPARE(view.selected(), chosen);
     QStringList selectedIds;
-    for (const QListWidgetItem *selected : list()->selectedItems())
-        selectedIds.append(selected->data(DeviceRowDelegate::idRole).toString());
+    for (const QModelIndex &selected : list()->selectionModel()->selectedIndexes())
+        selectedIds.append(selected.data(DeviceListModel::idRole).toString());
     selectedIds.sort();
     QStringList expected = chosen.values();
     expected.sort();
@@ -694,10 +710,10 @@ void TestDeviceListView::textsAndAccessibleNames()
     QVERIFY(!restartButton()->icon().isNull());
     QCOMPARE(nameOf(labelWithText(u"0 selected"_s)), u"0 selected"_s);
     // Section headers are labels, read as text.
-    for (QListWidgetItem *section : sectionItems()) {
-        auto *label = qobject_cast<QLabel *>(list()->itemWidget(section));
+    for (const QModelIndex &section : sectionItems()) {
+        auto *label = qobject_cast<QLabel *>(list()->indexWidget(section));
         QVERIFY(label);
-        QCOMPARE(nameOf(label), section->text());
+        QCOMPARE(nameOf(label), section.data(Qt::DisplayRole).toString());
     }
     // A device row is named by its name and described by its second line.
     QAccessibleInterface *accessibleList = QAccessible::queryAccessibleInterface(list());

@@ -1,6 +1,7 @@
 #include "StateFixture.h"
 
 #include "Schedules/RecurrenceRuleNextRun.h"
+#include "Views/DeviceListModel.h"
 #include "Views/ScheduleEditView.h"
 #include "Views/WeekdayCell.h"
 #include "Views/WeekdayPicker.h"
@@ -62,12 +63,14 @@ private:
     /// Whether widget is shown within the editor (it may be hidden with its form row).
     static bool shown(const QWidget *widget) { return widget->isVisibleTo(widget->window()); }
 
+    std::unique_ptr<DeviceListModel> m_devices;
     std::unique_ptr<ScheduleEditView> m_editor;
 };
 
 void TestScheduleEditView::cleanup()
 {
     m_editor.reset();
+    m_devices.reset();
     StateFixture::cleanup();
 }
 
@@ -75,7 +78,9 @@ ScheduleEditView &TestScheduleEditView::openEditor(std::optional<ScheduledJob> e
 {
     if (!state)
         makeState();
-    m_editor = std::make_unique<ScheduleEditView>(*state, std::move(existing));
+    if (!m_devices)
+        m_devices = std::make_unique<DeviceListModel>(*state);
+    m_editor = std::make_unique<ScheduleEditView>(*state, *m_devices, std::move(existing));
     m_editor->open();
     return *m_editor;
 }

@@ -1,6 +1,7 @@
 #include "StateFixture.h"
 
 #include "State/SchedulerEngine.h"
+#include "Views/DeviceListModel.h"
 #include "Views/JobRow.h"
 #include "Views/JobRowLabel.h"
 #include "Views/ScheduleEditView.h"
@@ -67,12 +68,14 @@ private:
         return QDateTime(QDate(year, month, day), QTime(hour, minute, second), QTimeZone::utc());
     }
 
+    std::unique_ptr<DeviceListModel> m_devices;
     std::unique_ptr<ScheduleListView> m_view;
 };
 
 void TestScheduleListView::cleanup()
 {
     m_view.reset();
+    m_devices.reset();
     StateFixture::cleanup();
 }
 
@@ -80,7 +83,8 @@ ScheduleListView &TestScheduleListView::makeView()
 {
     if (!state)
         makeState();
-    m_view = std::make_unique<ScheduleListView>(*state);
+    m_devices = std::make_unique<DeviceListModel>(*state);
+    m_view = std::make_unique<ScheduleListView>(*state, *m_devices);
     m_view->resize(620, 520);
     m_view->show();
     return *m_view;

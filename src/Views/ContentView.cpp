@@ -1,6 +1,7 @@
 #include "Views/ContentView.h"
 
 #include "State/AppState.h"
+#include "Views/DeviceListModel.h"
 #include "Views/DeviceListView.h"
 #include "Views/LoginView.h"
 #include "Views/ScheduleListView.h"
@@ -45,7 +46,8 @@ void ContentView::showLoginState()
     }
     m_tabs = new QTabWidget(this);
     m_tabs->setDocumentMode(true);
-    m_tabs->addTab(new DeviceListView(m_appState, m_tabs), symbolIcon(Symbol::wifiRouter), u"Devices"_s);
+    m_devices = new DeviceListModel(m_appState, m_tabs);
+    m_tabs->addTab(new DeviceListView(m_appState, *m_devices, m_tabs), symbolIcon(Symbol::wifiRouter), u"Devices"_s);
     m_stack->addWidget(m_tabs);
     // Showing the Devices tab asks for the device lists; the requests leave on the next turn of
     // the event loop. The other two tabs are built after that turn, so that their construction
@@ -56,9 +58,9 @@ void ContentView::showLoginState()
 
 void ContentView::addRemainingTabs()
 {
-    if (!m_tabs || m_tabs->count() != 1)
+    if (!m_tabs || !m_devices || m_tabs->count() != 1)
         return;
-    m_tabs->addTab(new ScheduleListView(m_appState, m_tabs), symbolIcon(Symbol::clock), u"Schedules"_s);
+    m_tabs->addTab(new ScheduleListView(m_appState, *m_devices, m_tabs), symbolIcon(Symbol::clock), u"Schedules"_s);
     m_tabs->addTab(new SettingsView(m_appState, m_trust, m_loginItem, m_tabs), symbolIcon(Symbol::gearshape),
                    u"Settings"_s);
 }

@@ -10,6 +10,7 @@ namespace lanternfold {
 
 class AppState;
 class CertTrustService;
+class DeviceListModel;
 class LoginItemService;
 class LoginView;
 
@@ -41,6 +42,8 @@ private:
     QStackedLayout *m_stack = nullptr;
     LoginView *m_login = nullptr;
     QPointer<QTabWidget> m_tabs;
+    /// The device rows the tabs share; they go with the tabs.
+    QPointer<DeviceListModel> m_devices;
 };
 
 } // namespace lanternfold

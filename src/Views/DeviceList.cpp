@@ -2,11 +2,16 @@
 
 namespace lanternfold {
 
-DeviceList::DeviceList(QWidget *parent) : QListWidget(parent) {}
+DeviceList::DeviceList(QWidget *parent) : QListView(parent)
+{
+    // Every row as tall as the last: a site of thousands of devices is laid out without asking
+    // each row for its size.
+    setUniformItemSizes(true);
+}
 
 QModelIndex DeviceList::moveCursor(CursorAction cursorAction, Qt::KeyboardModifiers modifiers)
 {
-    const QModelIndex target = QListWidget::moveCursor(cursorAction, modifiers);
+    const QModelIndex target = QListView::moveCursor(cursorAction, modifiers);
     if (!target.isValid() || target.flags().testFlag(Qt::ItemIsEnabled))
         return target;
     // A header: on in the direction of travel, or back the other way at the list's end.
@@ -21,8 +26,9 @@ QModelIndex DeviceList::moveCursor(CursorAction cursorAction, Qt::KeyboardModifi
 
 int DeviceList::enabledRowFrom(int row, int step) const
 {
-    for (; row >= 0 && row < count(); row += step) {
-        if (item(row)->flags().testFlag(Qt::ItemIsEnabled))
+    const int rows = model() ? model()->rowCount(rootIndex()) : 0;
+    for (; row >= 0 && row < rows; row += step) {
+        if (model()->index(row, 0, rootIndex()).flags().testFlag(Qt::ItemIsEnabled))
             return row;
     }
     return -1;

@@ -1,13 +1,13 @@
 #pragma once
 
-#include <QListWidget>
+#include <QListView>
 
 namespace lanternfold {
 
-/// The device list's widget: a list whose section headers (items that are not enabled) are
-/// passed over by the keyboard, so that Home, End and the page keys reach a device even when
-/// a header stands first, last or where a page ends.
-class DeviceList final : public QListWidget
+/// The device list's view: rows of one height, and section headers (rows that are not enabled)
+/// passed over by the keyboard, so that Home, End and the page keys reach a device even when a
+/// header stands first, last or where a page ends.
+class DeviceList final : public QListView
 {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(DeviceList)

@@ -4,15 +4,15 @@
 #include "State/AppState.h"
 #include "Views/BusyButton.h"
 #include "Views/DeviceList.h"
-#include "Views/DeviceRow.h"
+#include "Views/DeviceListModel.h"
 #include "Views/DeviceRowDelegate.h"
 #include "Views/Symbols.h"
 #include "Views/TextStyle.h"
 
 #include <QFrame>
 #include <QHBoxLayout>
+#include <QItemSelection>
 #include <QLabel>
-#include <QListWidget>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QShowEvent>
@@ -28,10 +28,11 @@ constexpr int sideMargin = 16;
 
 } // namespace
 
-DeviceListView::DeviceListView(AppState &appState, QWidget *parent)
-    : QWidget(parent), m_appState(&appState), m_closed(std::make_shared<Latch>())
+DeviceListView::DeviceListView(AppState &appState, DeviceListModel &devices, QWidget *parent)
+    : QWidget(parent), m_appState(&appState), m_devices(devices), m_closed(std::make_shared<Latch>())
 {
     m_list = new DeviceList(this);
+    m_list->setModel(&m_devices);
     m_list->setSelectionMode(QAbstractItemView::ExtendedSelection);
     m_list->setItemDelegate(new DeviceRowDelegate(m_list));
     m_list->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
@@ -57,9 +58,12 @@ DeviceListView::DeviceListView(AppState &appState, QWidget *parent)
     setTabOrder(m_list, m_restart);
 
     applyColours();
-    connect(m_list, &QListWidget::itemSelectionChanged, this, &DeviceListView::takeSelectionFromList);
-    connect(&appState, &AppState::accessPointsChanged, this, &DeviceListView::showDevices);
-    connect(&appState, &AppState::camerasChanged, this, &DeviceListView::showDevices);
+    // After the list's own handlers: the view has dropped its old rows (and their header labels)
+    // when these run.
+    connect(m_list->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &DeviceListView::takeSelectionFromList);
+    connect(&m_devices, &QAbstractItemModel::modelAboutToBeReset, this, &DeviceListView::rememberPlace);
+    connect(&m_devices, &QAbstractItemModel::modelReset, this, &DeviceListView::showDevices);
     showDevices();
 }
 
@@ -118,15 +122,7 @@ void DeviceListView::applyColours()
 
 QList<RestartTarget> DeviceListView::allTargets() const
 {
-    QList<RestartTarget> targets;
-    if (!m_appState)
-        return targets;
-    targets.reserve(m_appState->accessPoints().size() + m_appState->cameras().size());
-    for (const UnifiDevice &accessPoint : m_appState->accessPoints())
-        targets.append(RestartTarget{RestartTargetKind::accessPoint, accessPoint.mac, accessPoint.name});
-    for (const ProtectCamera &camera : m_appState->cameras())
-        targets.append(RestartTarget{RestartTargetKind::camera, camera.id, camera.name});
-    return targets;
+    return m_devices.allTargets();
 }
 
 void DeviceListView::showEvent(QShowEvent *event)
@@ -152,75 +148,48 @@ void DeviceListView::loadIfEmpty()
         (void)m_appState->refreshDevices();
 }
 
+void DeviceListView::rememberPlace()
+{
+    m_filling = true;
+    m_scrolled = m_list->verticalScrollBar()->value();
+    m_currentId = m_list->currentIndex().data(DeviceListModel::idRole).toString();
+}
+
 void DeviceListView::showDevices()
 {
-    QList<DeviceRow> accessPoints;
-    QList<DeviceRow> cameras;
-    if (m_appState) {
-        for (const UnifiDevice &accessPoint : m_appState->accessPoints())
-            accessPoints.append(DeviceRow::from(accessPoint));
-        for (const ProtectCamera &camera : m_appState->cameras())
-            cameras.append(DeviceRow::from(camera));
-    }
-
-    // The list is filled anew; the selection comes back from the selected identifiers, so that it
-    // follows a device whose place changed and keeps one that went away for when it returns.
+    // The rows are new; the selection comes back from the selected identifiers, so that it follows
+    // a device whose place changed and keeps one that went away for when it returns.
     m_filling = true;
-    const int scrolled = m_list->verticalScrollBar()->value();
-    const QListWidgetItem *current = m_list->currentItem();
-    const QString currentId = current ? current->data(DeviceRowDelegate::idRole).toString() : QString();
-    m_list->clear();
-    QListWidgetItem *accessPointsHeader =
-        addSection(u"Access Points ("_s + QString::number(accessPoints.size()) + u')', accessPoints);
-    QListWidgetItem *camerasHeader = addSection(u"Cameras ("_s + QString::number(cameras.size()) + u')', cameras);
-    // The headers' labels go in after every row: while the list holds a widget, Qt places it again
-    // after each row added, which lays out every row before it, and hundreds of devices took
-    // seconds to appear.
-    labelSection(accessPointsHeader);
-    labelSection(camerasHeader);
-    for (int row = 0; row < m_list->count(); ++row) {
-        QListWidgetItem *item = m_list->item(row);
-        const QString id = item->data(DeviceRowDelegate::idRole).toString();
-        if (id.isEmpty())
-            continue;
-        if (m_selected.contains(id))
-            item->setSelected(true);
-        if (id == currentId)
-            m_list->selectionModel()->setCurrentIndex(m_list->indexFromItem(item), QItemSelectionModel::NoUpdate);
+    labelSection(m_devices.accessPointsHeaderRow());
+    labelSection(m_devices.camerasHeaderRow());
+    QItemSelection selection;
+    for (const QString &id : std::as_const(m_selected)) {
+        if (const std::optional<int> row = m_devices.rowOf(id)) {
+            const QModelIndex index = m_devices.index(*row);
+            selection.select(index, index);
+        }
     }
-    m_list->verticalScrollBar()->setValue(scrolled);
+    QItemSelectionModel *selectionModel = m_list->selectionModel();
+    selectionModel->select(selection, QItemSelectionModel::ClearAndSelect);
+    if (const std::optional<int> current = m_devices.rowOf(m_currentId))
+        selectionModel->setCurrentIndex(m_devices.index(*current), QItemSelectionModel::NoUpdate);
+    // Laid out now rather than on the next turn, so that the place in the list can be restored.
+    m_list->doItemsLayout();
+    m_list->verticalScrollBar()->setValue(m_scrolled);
     m_filling = false;
     updateFooter();
 }
 
-QListWidgetItem *DeviceListView::addSection(const QString &title, const QList<DeviceRow> &rows)
+void DeviceListView::labelSection(int row)
 {
-    // The header is a label over an item that can be neither selected nor focused, so that a
-    // screen reader reads it as text and the selection holds devices only.
-    auto *header = new QListWidgetItem(title, m_list);
-    header->setFlags(Qt::NoItemFlags);
-    header->setData(DeviceRowDelegate::sectionRole, true);
-
-    for (const DeviceRow &row : rows) {
-        auto *item = new QListWidgetItem(row.name, m_list);
-        item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable);
-        item->setData(DeviceRowDelegate::subtitleRole, row.subtitle);
-        item->setData(DeviceRowDelegate::onlineRole, row.online);
-        item->setData(DeviceRowDelegate::idRole, row.id);
-        item->setData(Qt::AccessibleDescriptionRole, row.subtitle);
-    }
-    return header;
-}
-
-void DeviceListView::labelSection(QListWidgetItem *header)
-{
-    auto *label = new QLabel(header->text(), m_list->viewport());
+    const QModelIndex header = m_devices.index(row);
+    auto *label = new QLabel(header.data(Qt::DisplayRole).toString());
     label->setTextFormat(Qt::PlainText);
+    label->setAlignment(Qt::AlignLeft | Qt::AlignBottom);
     label->setContentsMargins(DeviceRowDelegate::horizontalPadding, 10, DeviceRowDelegate::horizontalPadding, 4);
     setTextStyle(label, TextStyle::subheadline, /*bold=*/true);
     setTextColor(label, secondaryTextColor(palette()));
-    header->setSizeHint(label->sizeHint());
-    m_list->setItemWidget(header, label);
+    m_list->setIndexWidget(header, label);
 }
 
 void DeviceListView::takeSelectionFromList()
@@ -230,8 +199,8 @@ void DeviceListView::takeSelectionFromList()
     // The person's own change: the selection is what the list shows, so identifiers of devices
     // that went away leave it now.
     m_selected.clear();
-    for (const QListWidgetItem *item : m_list->selectedItems())
-        m_selected.insert(item->data(DeviceRowDelegate::idRole).toString());
+    for (const QModelIndex &index : m_list->selectionModel()->selectedIndexes())
+        m_selected.insert(index.data(DeviceListModel::idRole).toString());
     updateFooter();
 }
 

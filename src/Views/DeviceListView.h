@@ -14,21 +14,20 @@
 #include <optional>
 
 class QLabel;
-class QListWidget;
-class QListWidgetItem;
 class QPushButton;
 
 namespace lanternfold {
 
 class AppState;
 class BusyButton;
+class DeviceList;
+class DeviceListModel;
 class Latch;
-struct DeviceRow;
 
 /// The Devices tab: every access point and camera the state holds, in two sections, any number
 /// of them selected, refreshed on demand, and the selection restarted one device after the other
 /// with a fixed pause between devices. It owns no device data, only the selection and the outcome
-/// of its last run.
+/// of its last run; its rows come from the shared device model.
 class DeviceListView final : public QWidget
 {
     Q_OBJECT
@@ -39,7 +38,7 @@ public:
     /// an access point's clients to roam to its neighbours before the next one drops.
     static constexpr std::chrono::seconds restartGap{15};
 
-    explicit DeviceListView(AppState &appState, QWidget *parent = nullptr);
+    DeviceListView(AppState &appState, DeviceListModel &devices, QWidget *parent = nullptr);
     /// Calls off a pause between two restarts: the run ends there, and nothing more is sent.
     ~DeviceListView() override;
 
@@ -61,10 +60,10 @@ private:
     QWidget *buildHeader();
     QWidget *buildFooter();
     void applyColours();
+    void rememberPlace();
     void showDevices();
-    /// Adds the section's header item and its rows; the header's label comes with labelSection.
-    QListWidgetItem *addSection(const QString &title, const QList<DeviceRow> &rows);
-    void labelSection(QListWidgetItem *header);
+    /// The header's title as a label over its row, read as text by a screen reader.
+    void labelSection(int row);
     void takeSelectionFromList();
     void updateFooter();
     void setRefreshing(bool refreshing);
@@ -77,17 +76,21 @@ private:
     [[nodiscard]] static QString outcomeLine(qsizetype succeeded, qsizetype failed);
 
     QPointer<AppState> m_appState;
+    DeviceListModel &m_devices;
     QSet<QString> m_selected;
     bool m_isRefreshing = false;
     bool m_isRestarting = false;
     std::optional<QString> m_restartResultMessage;
     /// Set when the view goes: a run waiting between two devices stops waiting.
     std::shared_ptr<Latch> m_closed;
-    /// Set while the list is filled anew, when its selection changes are not the person's.
+    /// Set while the rows are shown anew, when the selection's changes are not the person's.
     bool m_filling = false;
+    /// Where the list stood before its rows were replaced.
+    int m_scrolled = 0;
+    QString m_currentId;
 
     QPushButton *m_refresh = nullptr;
-    QListWidget *m_list = nullptr;
+    DeviceList *m_list = nullptr;
     QLabel *m_selectedCount = nullptr;
     QLabel *m_outcome = nullptr;
     BusyButton *m_restart = nullptr;

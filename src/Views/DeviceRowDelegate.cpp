@@ -1,5 +1,6 @@
 #include "Views/DeviceRowDelegate.h"
 
+#include "Views/DeviceListModel.h"
 #include "Views/TextStyle.h"
 
 #include <QApplication>
@@ -30,7 +31,7 @@ void DeviceRowDelegate::paint(QPainter *painter, const QStyleOptionViewItem &opt
     const QWidget *widget = option.widget;
     const QStyle *style = widget ? widget->style() : QApplication::style();
     style->drawControl(QStyle::CE_ItemViewItem, &background, painter, widget);
-    if (index.data(sectionRole).toBool())
+    if (index.data(DeviceListModel::sectionRole).toBool())
         return;
 
     const QRect area = option.rect.adjusted(horizontalPadding, verticalPadding, -horizontalPadding, -verticalPadding);
@@ -61,7 +62,7 @@ void DeviceRowDelegate::paint(QPainter *painter, const QStyleOptionViewItem &opt
         painter->drawEllipse(dot.adjusted(-1.5, -1.5, 1.5, 1.5));
     }
     painter->setPen(Qt::NoPen);
-    painter->setBrush(index.data(onlineRole).toBool() ? onlineColour() : offlineColour());
+    painter->setBrush(index.data(DeviceListModel::onlineRole).toBool() ? onlineColour() : offlineColour());
     painter->drawEllipse(dot);
     const QColor subtitleColour = selected ? nameColour : secondaryTextColor(palette, QPalette::Base, QPalette::Text);
 
@@ -75,21 +76,25 @@ void DeviceRowDelegate::paint(QPainter *painter, const QStyleOptionViewItem &opt
     painter->setFont(subtitleFont);
     painter->setPen(subtitleColour);
     const QRect subtitleRect(textLeft, nameRect.bottom() + 1 + lineSpacing, textWidth, subtitleMetrics.height());
-    painter->drawText(subtitleRect, Qt::AlignLeft | Qt::AlignVCenter,
-                      subtitleMetrics.elidedText(index.data(subtitleRole).toString(), Qt::ElideRight, textWidth));
+    painter->drawText(
+        subtitleRect, Qt::AlignLeft | Qt::AlignVCenter,
+        subtitleMetrics.elidedText(index.data(DeviceListModel::subtitleRole).toString(), Qt::ElideRight, textWidth));
     painter->restore();
 }
 
 QSize DeviceRowDelegate::sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const
 {
-    if (index.data(sectionRole).toBool())
-        return QStyledItemDelegate::sizeHint(option, index);
+    // The height of a device's two lines for every row, headers included: the list lays out rows
+    // of one height, whichever row it measures.
     const QFontMetrics nameMetrics(option.font);
     const QFontMetrics subtitleMetrics(styledFont(option.font, TextStyle::caption));
-    const int textWidth = std::max(nameMetrics.horizontalAdvance(index.data(Qt::DisplayRole).toString()),
-                                   subtitleMetrics.horizontalAdvance(index.data(subtitleRole).toString()));
-    return {2 * horizontalPadding + dotSize + dotGap + textWidth,
-            2 * verticalPadding + nameMetrics.height() + lineSpacing + subtitleMetrics.height()};
+    const int height = 2 * verticalPadding + nameMetrics.height() + lineSpacing + subtitleMetrics.height();
+    if (index.data(DeviceListModel::sectionRole).toBool())
+        return {QStyledItemDelegate::sizeHint(option, index).width(), height};
+    const int textWidth =
+        std::max(nameMetrics.horizontalAdvance(index.data(Qt::DisplayRole).toString()),
+                 subtitleMetrics.horizontalAdvance(index.data(DeviceListModel::subtitleRole).toString()));
+    return {2 * horizontalPadding + dotSize + dotGap + textWidth, height};
 }
 
 } // namespace lanternfold

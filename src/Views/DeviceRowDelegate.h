@@ -5,23 +5,15 @@
 
 namespace lanternfold {
 
-/// Draws a device row of the device list: a status dot, the name, and beneath it the subtitle in
-/// small secondary text. Section items are left to the labels placed over them.
+/// Draws a device row of the device list (DeviceListModel's rows): a status dot, the name, and
+/// beneath it the subtitle in small secondary text. Section headers are left to the labels placed
+/// over them. Every row, header or device, is as tall as a device's two lines.
 class DeviceRowDelegate final : public QStyledItemDelegate
 {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(DeviceRowDelegate)
 
 public:
-    /// Where a list item keeps the parts of its row beyond the name (the display text).
-    enum Role {
-        subtitleRole = Qt::UserRole + 1,
-        onlineRole,
-        idRole,
-        /// True on the items that carry a section's header rather than a device.
-        sectionRole,
-    };
-
     static constexpr int dotSize = 8;
     static constexpr int horizontalPadding = 12;
     static constexpr int verticalPadding = 7;

@@ -3,6 +3,7 @@
 #include "Models/ProtectCamera.h"
 #include "Models/UnifiDevice.h"
 #include "State/AppState.h"
+#include "Views/DeviceListModel.h"
 #include "Views/SegmentButton.h"
 #include "Views/Symbols.h"
 #include "Views/TextStyle.h"
@@ -83,9 +84,11 @@ QString pickerDateTimeFormat(const QLocale &locale)
 
 } // namespace
 
-ScheduleEditView::ScheduleEditView(AppState &appState, std::optional<ScheduledJob> existingJob, QWidget *parent)
+ScheduleEditView::ScheduleEditView(AppState &appState, DeviceListModel &devices,
+                                   std::optional<ScheduledJob> existingJob, QWidget *parent)
     : QDialog(parent),
       m_appState(appState),
+      m_devices(devices),
       m_existingJob(std::move(existingJob)),
       m_calendar(appState.calendar()),
       m_openedAt(appState.now())
@@ -94,8 +97,7 @@ ScheduleEditView::ScheduleEditView(AppState &appState, std::optional<ScheduledJo
     loadFields();
     buildForm();
     refresh();
-    connect(&m_appState, &AppState::accessPointsChanged, this, &ScheduleEditView::rebuildDeviceToggles);
-    connect(&m_appState, &AppState::camerasChanged, this, &ScheduleEditView::rebuildDeviceToggles);
+    connect(&m_devices, &QAbstractItemModel::modelReset, this, &ScheduleEditView::rebuildDeviceToggles);
 }
 
 ScheduleEditView::~ScheduleEditView() = default;
@@ -329,13 +331,7 @@ QWidget *ScheduleEditView::buildStaggerSection()
 
 QList<RestartTarget> ScheduleEditView::allTargets() const
 {
-    QList<RestartTarget> targets;
-    targets.reserve(m_appState.accessPoints().size() + m_appState.cameras().size());
-    for (const UnifiDevice &accessPoint : m_appState.accessPoints())
-        targets.append({RestartTargetKind::accessPoint, accessPoint.mac, accessPoint.name});
-    for (const ProtectCamera &camera : m_appState.cameras())
-        targets.append({RestartTargetKind::camera, camera.id, camera.name});
-    return targets;
+    return m_devices.allTargets();
 }
 
 void ScheduleEditView::rebuildDeviceToggles()

@@ -29,6 +29,7 @@ class QVBoxLayout;
 namespace lanternfold {
 
 class AppState;
+class DeviceListModel;
 class WeekdayPicker;
 
 /// The sheet in which a person creates a scheduled job or changes one: its name, its devices,
@@ -46,8 +47,9 @@ public:
     static constexpr int staggerSecondsMaximum = 300;
     static constexpr int staggerSecondsStep = 5;
 
-    /// existingJob absent: a new job.
-    ScheduleEditView(AppState &appState, std::optional<ScheduledJob> existingJob, QWidget *parent = nullptr);
+    /// existingJob absent: a new job. Its devices are devices' rows.
+    ScheduleEditView(AppState &appState, DeviceListModel &devices, std::optional<ScheduledJob> existingJob,
+                     QWidget *parent = nullptr);
     ~ScheduleEditView() override;
 
     [[nodiscard]] const std::optional<ScheduledJob> &existingJob() const { return m_existingJob; }
@@ -105,6 +107,7 @@ private:
     [[nodiscard]] QDateTime todayAt(int hour, int minute) const;
 
     AppState &m_appState;
+    DeviceListModel &m_devices;
     const std::optional<ScheduledJob> m_existingJob;
     const Calendar m_calendar;
     const QDateTime m_openedAt;

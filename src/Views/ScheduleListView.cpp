@@ -49,7 +49,8 @@ QList<int> removalPositions(QList<ScheduledJob> jobs, QSet<QUuid> ids)
 
 } // namespace
 
-ScheduleListView::ScheduleListView(AppState &appState, QWidget *parent) : QWidget(parent), m_appState(appState)
+ScheduleListView::ScheduleListView(AppState &appState, DeviceListModel &devices, QWidget *parent)
+    : QWidget(parent), m_appState(appState), m_devices(devices)
 {
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -227,7 +228,7 @@ void ScheduleListView::present(std::optional<ScheduledJob> job)
         m_editingJob = job;
     else
         m_isPresentingNewJob = true;
-    m_editor = new ScheduleEditView(m_appState, std::move(job), this);
+    m_editor = new ScheduleEditView(m_appState, m_devices, std::move(job), this);
     connect(m_editor, &QDialog::finished, this, &ScheduleListView::editorClosed);
     m_editor->open();
 }

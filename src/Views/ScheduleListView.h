@@ -17,6 +17,7 @@ class QStackedWidget;
 namespace lanternfold {
 
 class AppState;
+class DeviceListModel;
 class JobRow;
 class ScheduleEditView;
 class ScheduleListPlaceholder;
@@ -30,7 +31,8 @@ class ScheduleListView final : public QWidget
     Q_DISABLE_COPY_MOVE(ScheduleListView)
 
 public:
-    explicit ScheduleListView(AppState &appState, QWidget *parent = nullptr);
+    /// The editor it opens chooses among devices' rows.
+    ScheduleListView(AppState &appState, DeviceListModel &devices, QWidget *parent = nullptr);
     ~ScheduleListView() override;
 
     /// The job whose editor is open; absent otherwise.
@@ -68,6 +70,7 @@ private:
     void editorClosed();
 
     AppState &m_appState;
+    DeviceListModel &m_devices;
     std::optional<ScheduledJob> m_editingJob;
     bool m_isPresentingNewJob = false;
     /// Parented to this view; deleted once it has closed.
