@@ -10,7 +10,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${LANTERNFOLD_BENCH_BUILD:-build-bench}
-examples=${LANTERNFOLD_EXAMPLES:-../shared/examples}
+examples=$(realpath "${LANTERNFOLD_EXAMPLES:-../shared/examples}")
+export LANTERNFOLD_EXAMPLES=$examples
 readme=$PWD/README.md
 [ "${1:-}" = --no-readme ] && readme=
 
@@ -27,6 +28,6 @@ tests/support/run-isolated.sh tests/support/run-session-bus.sh --keyring \
   /usr/bin/python3 "$PWD/bench/bench.py" "$PWD/$build" "$PWD" "$data" "$cameras" $readme
 
 for extra in "$build"/bench/bench_*; do
-  case "$extra" in */bench_inventory | */bench_connect) continue ;; esac
+  case "$extra" in */bench_inventory | */bench_connect | */bench_largesite) continue ;; esac
   if [ -f "$extra" ] && [ -x "$extra" ]; then "$extra"; fi
 done

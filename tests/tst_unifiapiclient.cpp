@@ -1,6 +1,9 @@
 #include "ClientFixture.h"
+#include "Controller/Inventory.h"
 
+#include <QJsonArray>
 #include <QJsonDocument>
+#include <QJsonObject>
 #include <QRegularExpression>
 #include <QSet>
 
@@ -44,6 +47,7 @@ private Q_SLOTS:
     void loginRateLimitIsServerError();
     void malformedInventoryIsDecodingError();
     void wrongTypeInventoryIsDecodingError();
+    void largeAnswersArriveWhole();
     void restartSucceedsWhateverBody();
     void rebootCameraRefusesUnsafeIds_data();
     void rebootCameraRefusesUnsafeIds();
@@ -476,6 +480,35 @@ void TestUnifiAPIClient::wrongTypeInventoryIsDecodingError()
              u"Failed to parse controller response: Expected integer for \"state\" at data[0], found string."_s);
     QCOMPARE(await(client->fetchCameras()).error().description(),
              u"Failed to parse controller response: Expected string for \"id\" at [0], found integer."_s);
+}
+
+void TestUnifiAPIClient::largeAnswersArriveWhole()
+{
+    // Megabytes of devices arrive in many pieces and are decoded away from the event loop: the
+    // same devices as the answer holds.
+    Sim &sim = startSim();
+    QJsonArray devices;
+    for (int i = 0; i < 12000; ++i) {
+        QJsonObject device;
+        device.insert(u"mac"_s, u"aa:bb:cc:%1:%2:%3"_s.arg(i >> 16 & 255, 2, 16, QChar(u'0'))
+                                    .arg(i >> 8 & 255, 2, 16, QChar(u'0'))
+                                    .arg(i & 255, 2, 16, QChar(u'0')));
+        device.insert(u"name"_s, u"Access point %1"_s.arg(i));
+        device.insert(u"type"_s, i % 7 == 0 ? u"usw"_s : u"uap"_s);
+        device.insert(u"state"_s, i % 3);
+        devices.append(device);
+    }
+    const QByteArray answer =
+        QJsonDocument(QJsonObject{{u"meta"_s, QJsonObject{{u"rc"_s, u"ok"_s}}}, {u"data"_s, devices}}).toJson();
+    QVERIFY(answer.size() > 1024 * 1024); // large enough to be decoded aside
+    QVERIFY(sim.setDevicesJson(answer));
+    auto client = makeClient(sim);
+    QVERIFY(await(client->login(sim.password())).ok());
+    const auto fetched = await(client->fetchAccessPoints());
+    QVERIFY2(fetched.ok(), fetched.ok() ? "" : qPrintable(fetched.error().description()));
+    QCOMPARE(fetched.value(), decodeAccessPoints(answer).value());
+    QCOMPARE(fetched.value().size(), 12000 - 12000 / 7 - 1);
+    QCOMPARE(fetched.value().last().name, u"Access point 11999"_s);
 }
 
 void TestUnifiAPIClient::restartSucceedsWhateverBody()

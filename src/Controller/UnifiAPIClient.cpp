@@ -6,6 +6,7 @@
 #include "Controller/Trust/CertTrustService.h"
 #include "Controller/Trust/FirstUseTrust.h"
 #include "Controller/Trust/PinningSessionDelegate.h"
+#include "Models/FastJson.h"
 
 #include <QElapsedTimer>
 #include <QJsonDocument>
@@ -16,6 +17,9 @@
 #include <QNetworkRequest>
 #include <QPointer>
 #include <QStringDecoder>
+#include <QtConcurrentRun>
+
+#include <QCoroFuture>
 
 #include <memory>
 
@@ -102,7 +106,58 @@ std::optional<UnifiAPIError> loginRefusal(int status, const QByteArray &body)
     return std::nullopt;
 }
 
+/// Answers at least this large are decoded on a thread of the pool: a site of thousands of devices
+/// answers with tens of megabytes, whose decoding would hold the window still for longer than a
+/// person notices. Smaller ones take a few milliseconds, which the hop to another thread and back
+/// would only lengthen.
+constexpr qsizetype decodeAsideFrom = 1024 * 1024;
+
+/// What a reply keeps of its body before the program has taken it.
+constexpr qint64 readBufferSize = 256 * 1024;
+
+/// The pieces of a body as one block; the one piece itself when there is only one.
+QByteArray join(const QList<QByteArray> &pieces)
+{
+    if (pieces.size() == 1)
+        return pieces.first();
+    qsizetype size = 0;
+    for (const QByteArray &piece : pieces)
+        size += piece.size();
+    QByteArray whole;
+    whole.reserve(size);
+    for (const QByteArray &piece : pieces)
+        whole.append(piece);
+    return whole;
+}
+
+/// body decoded by decode; joined and decoded on a thread of the pool when it is large, so that
+/// the window never waits for tens of megabytes to be copied and read.
+template <typename T>
+QCoro::Task<Decoded<T>> decodeAside(QList<QByteArray> body, Decoded<T> (*decode)(const QByteArray &))
+{
+    qsizetype size = 0;
+    for (const QByteArray &piece : std::as_const(body))
+        size += piece.size();
+    if (size < decodeAsideFrom)
+        co_return decode(join(body));
+    // A local, not a temporary in a statement with an await: GCC 12 miscompiles those.
+    const auto decodeThere = [body, decode] {
+        std::optional<Decoded<T>> decoded = decode(join(body));
+        // That thread's parser would keep three times this answer until the pool lets it go.
+        json::releaseParserMemory();
+        return decoded;
+    };
+    QFuture<std::optional<Decoded<T>>> decoding = QtConcurrent::run(decodeThere);
+    std::optional<Decoded<T>> decoded = co_await decoding;
+    co_return std::move(*decoded);
+}
+
 } // namespace
+
+QByteArray UnifiAPIClient::Response::joined() const
+{
+    return join(body);
+}
 
 UnifiAPIClient::UnifiAPIClient(ControllerConfig config, FirstUseTrust &trust, QObject *parent)
     : QObject(parent),
@@ -224,6 +279,15 @@ QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::send(QNetworkRe
     const QPointer<QNetworkReply> reply =
         body ? m_manager->sendCustomRequest(request, verb, *body) : m_manager->get(request);
     m_inFlight.insert(reply);
+    // The body is taken as it arrives, piece by piece and mostly without a copy (a single piece
+    // waiting is handed over as it is): read whole at the end, a large site's tens of megabytes
+    // would be copied into new memory in one go and hold the window still meanwhile.
+    const auto arrived = std::make_shared<QList<QByteArray>>();
+    // Held to a small buffer, the reply waits for each piece to be taken before it reads more from
+    // the network, so a piece never grows to megabytes while the window is busy with something else.
+    reply->setReadBufferSize(readBufferSize);
+    connect(reply, &QNetworkReply::readyRead, reply,
+            [reply = reply.get(), arrived] { arrived->append(reply->read(reply->bytesAvailable())); });
     Wakeup done;
     done.watch(*closed);
     done.watch(reply.get(), &QNetworkReply::finished);
@@ -237,7 +301,7 @@ QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::send(QNetworkRe
 
     m_inFlight.remove(reply);
     const auto refusal = PinningSessionDelegate::refusalOf(*reply);
-    APIResult<Response> result = interpret(*reply);
+    APIResult<Response> result = interpret(*reply, std::move(*arrived));
     // The method, the path and the outcome only: headers and bodies carry the password, the
     // session cookie and the CSRF token.
     qCDebug(lcController) << verb.constData() << request.url().path() << "->"
@@ -255,7 +319,7 @@ QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::send(QNetworkRe
     co_return result;
 }
 
-APIResult<UnifiAPIClient::Response> UnifiAPIClient::interpret(QNetworkReply &reply)
+APIResult<UnifiAPIClient::Response> UnifiAPIClient::interpret(QNetworkReply &reply, QList<QByteArray> body)
 {
     const QNetworkReply::NetworkError error = reply.error();
     if (isTransportFailure(error)) {
@@ -279,7 +343,9 @@ APIResult<UnifiAPIClient::Response> UnifiAPIClient::interpret(QNetworkReply &rep
         return UnifiAPIError::network(u"The controller's answer was not an HTTP response."_s);
     if (reply.hasRawHeader("x-updated-csrf-token"))
         m_csrfToken = QString::fromUtf8(reply.rawHeader("x-updated-csrf-token"));
-    Response response{status.toInt(), reply.readAll(), {}};
+    if (reply.bytesAvailable() > 0)
+        body.append(reply.readAll());
+    Response response{status.toInt(), std::move(body), {}};
     for (const auto &[name, value] : reply.rawHeaderPairs())
         response.headers.insert(name.toLower(), value);
     return response;
@@ -304,7 +370,7 @@ APIResult<Done> UnifiAPIClient::assertOK(const Response &response)
         return UnifiAPIError::notLoggedIn();
     if (isSuccess(response.status))
         return Done{};
-    return UnifiAPIError::server(response.status, utf8OrEmpty(response.body));
+    return UnifiAPIError::server(response.status, utf8OrEmpty(response.joined()));
 }
 
 QCoro::Task<APIResult<Done>> UnifiAPIClient::login(QString password)
@@ -370,7 +436,7 @@ QCoro::Task<APIResult<Done>> UnifiAPIClient::performLogin(QString password)
     if (!response.ok())
         co_return response.error();
     const Response &answer = response.value();
-    const auto token = readLoginAnswer(m_config.kind, answer.status, answer.headers, answer.body,
+    const auto token = readLoginAnswer(m_config.kind, answer.status, answer.headers, answer.joined(),
                                        m_cookieJar->cookiesForUrl(m_config.baseURL()));
     if (!token.ok())
         co_return token.error();
@@ -495,7 +561,10 @@ QCoro::Task<APIResult<QList<UnifiDevice>>> UnifiAPIClient::fetchAccessPoints()
         co_return response.error();
     if (const auto ok = assertOK(response.value()); !ok.ok())
         co_return ok.error();
-    auto devices = decodeAccessPoints(response.value().body);
+    const std::shared_ptr<Latch> closed = m_closed;
+    auto devices = co_await decodeAside(response.value().body, &decodeAccessPoints);
+    if (closed->isSet())
+        co_return UnifiAPIError::closed();
     if (!devices.ok())
         co_return UnifiAPIError::decoding(devices.error().message);
     co_return std::move(devices).value();
@@ -510,7 +579,10 @@ QCoro::Task<APIResult<QList<ProtectCamera>>> UnifiAPIClient::fetchCameras()
         co_return response.error();
     if (const auto ok = assertOK(response.value()); !ok.ok())
         co_return ok.error();
-    auto cameras = decodeCameras(response.value().body);
+    const std::shared_ptr<Latch> closed = m_closed;
+    auto cameras = co_await decodeAside(response.value().body, &decodeCameras);
+    if (closed->isSet())
+        co_return UnifiAPIError::closed();
     if (!cameras.ok())
         co_return UnifiAPIError::decoding(cameras.error().message);
     co_return std::move(cameras).value();

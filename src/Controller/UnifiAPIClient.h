@@ -138,9 +138,12 @@ private:
     struct Response
     {
         int status = 0;
-        QByteArray body;
+        /// The body in the pieces in which it arrived, joined only where it is read (joined()).
+        QList<QByteArray> body;
         /// Header names in lower case.
         QHash<QByteArray, QByteArray> headers;
+
+        [[nodiscard]] QByteArray joined() const;
     };
     struct LoginAttempt;
 
@@ -148,7 +151,8 @@ private:
     QCoro::Task<APIResult<Response>> post(QString path, std::optional<QJsonObject> body);
     QCoro::Task<APIResult<Response>> send(QNetworkRequest request, std::optional<QByteArray> body);
     [[nodiscard]] QNetworkRequest makeRequest(const QString &path, bool sendsCsrfToken) const;
-    [[nodiscard]] APIResult<Response> interpret(QNetworkReply &reply);
+    /// body: what arrived of the reply's body (the rest is read here).
+    [[nodiscard]] APIResult<Response> interpret(QNetworkReply &reply, QList<QByteArray> body);
     static APIResult<Done> assertOK(const Response &response);
 
     QCoro::Task<APIResult<Done>> performLogin(QString password);
