@@ -105,14 +105,12 @@ void TestDeviceListModel::rowsAreTheStatesDevicesUnderTwoHeaders()
         QCOMPARE(row.data(Qt::AccessibleDescriptionRole).toString(), expected.subtitle);
         QCOMPARE(row.data(DeviceListModel::onlineRole).toBool(), expected.online);
         QCOMPARE(row.data(DeviceListModel::idRole).toString(), expected.id);
-        QCOMPARE(row.data(DeviceListModel::kindRole).toInt(), int(RestartTargetKind::accessPoint));
     }
     for (qsizetype index = 0; index < state.cameras().size(); ++index) {
         const DeviceRow expected = DeviceRow::from(state.cameras().at(index));
         const QModelIndex row = model.index(model.camerasHeaderRow() + 1 + static_cast<int>(index));
         QCOMPARE(row.data(Qt::DisplayRole).toString(), expected.name);
         QCOMPARE(row.data(DeviceListModel::idRole).toString(), expected.id);
-        QCOMPARE(row.data(DeviceListModel::kindRole).toInt(), int(RestartTargetKind::camera));
     }
 }
 

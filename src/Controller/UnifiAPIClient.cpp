@@ -304,9 +304,10 @@ QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::send(QNetworkRe
     APIResult<Response> result = interpret(*reply, std::move(*arrived));
     // The method, the path and the outcome only: headers and bodies carry the password, the
     // session cookie and the CSRF token.
-    qCDebug(lcController) << verb.constData() << request.url().path() << "->"
-                          << (result.ok() ? QString::number(result.value().status) : outcomeWithoutBody(result.error()))
-                          << "in" << clock.elapsed() << "ms";
+    qCDebug(lcController).noquote() << verb.constData() << request.url().path() << "->"
+                                    << (result.ok() ? QString::number(result.value().status)
+                                                    : outcomeWithoutBody(result.error()))
+                                    << "in" << clock.elapsed() << "ms";
     reply->deleteLater();
     if (m_inFlight.isEmpty()) {
         dropStaleConnectionsIfIdle();

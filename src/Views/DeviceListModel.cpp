@@ -86,8 +86,6 @@ QVariant DeviceListModel::data(const QModelIndex &index, int role) const
         return device->id;
     case sectionRole:
         return false;
-    case kindRole:
-        return static_cast<int>(row < camerasHeaderRow() ? RestartTargetKind::accessPoint : RestartTargetKind::camera);
     default:
         return {};
     }
@@ -101,17 +99,6 @@ Qt::ItemFlags DeviceListModel::flags(const QModelIndex &index) const
     if (index.row() == accessPointsHeaderRow() || index.row() == camerasHeaderRow())
         return Qt::NoItemFlags;
     return Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemNeverHasChildren;
-}
-
-QHash<int, QByteArray> DeviceListModel::roleNames() const
-{
-    QHash<int, QByteArray> names = QAbstractListModel::roleNames();
-    names.insert(subtitleRole, "subtitle");
-    names.insert(onlineRole, "online");
-    names.insert(idRole, "deviceId");
-    names.insert(sectionRole, "section");
-    names.insert(kindRole, "kind");
-    return names;
 }
 
 QList<RestartTarget> DeviceListModel::allTargets() const

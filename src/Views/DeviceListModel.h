@@ -33,8 +33,6 @@ public:
         idRole,
         /// True on the two rows that head a section rather than show a device.
         sectionRole,
-        /// The RestartTargetKind of a device row, as an int.
-        kindRole,
     };
 
     explicit DeviceListModel(AppState &state, QObject *parent = nullptr);
@@ -43,7 +41,6 @@ public:
     [[nodiscard]] int rowCount(const QModelIndex &parent = {}) const override;
     [[nodiscard]] QVariant data(const QModelIndex &index, int role) const override;
     [[nodiscard]] Qt::ItemFlags flags(const QModelIndex &index) const override;
-    [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
 
     /// Every access point, then every camera, in the state's order.
     [[nodiscard]] QList<RestartTarget> allTargets() const;

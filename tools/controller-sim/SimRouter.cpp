@@ -219,6 +219,8 @@ HttpResponse SimRouter::login(const HttpRequest &request, QJsonObject &entry)
     const SimSession session = m_state.sessions.create(m_state.username, jwt, now, &cookieValue);
     entry.insert(u"created"_s, session.number);
     entry.insert(u"issuedToken"_s, session.csrfToken);
+    // For the tests that prove the session cookie never reaches a log of the program's.
+    entry.insert(u"issuedCookie"_s, QString::fromLatin1(cookieValue));
 
     HttpResponse response = m_state.kind == SimKind::UnifiOS ? self(session) : okEnvelope();
     response.headers.append({QByteArrayLiteral("Set-Cookie"), cookieName(m_state.kind) + '=' + cookieValue +
