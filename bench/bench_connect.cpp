@@ -15,6 +15,7 @@
 #include "Controller/Trust/CertTrustService.h"
 #include "Controller/Trust/FirstUseTrust.h"
 #include "Models/ControllerConfig.h"
+#include "PaintWatch.h"
 #include "Platform/AutostartLoginItem.h"
 #include "Platform/Preferences.h"
 #include "Platform/SecretServiceKeychain.h"
@@ -22,7 +23,6 @@
 #include "State/AppState.h"
 #include "State/SchedulerEngine.h"
 #include "Views/ContentView.h"
-#include "Views/DeviceList.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -38,33 +38,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Tells when a device list has painted both sections filled.
-class PaintWatch final : public QApplication
-{
-    Q_OBJECT
-
-public:
-    using QApplication::QApplication;
-
-    AppState *state = nullptr;
-    QWidget *window = nullptr;
-
-    bool notify(QObject *receiver, QEvent *event) override
-    {
-        const bool paint = event->type() == QEvent::Paint;
-        const bool result = QApplication::notify(receiver, event);
-        if (paint && state && window && !state->accessPoints().isEmpty() && !state->cameras().isEmpty()) {
-            auto *list = window->findChild<DeviceList *>();
-            if (list && receiver == list->viewport() && list->model() != nullptr &&
-                list->model()->rowCount() == 2 + state->accessPoints().size() + state->cameras().size())
-                Q_EMIT shown();
-        }
-        return result;
-    }
-
-Q_SIGNALS:
-    void shown();
-};
+using bench::PaintWatch;
 
 int prefill(const QStringList &arguments)
 {
@@ -155,5 +129,3 @@ int main(int argc, char *argv[])
                  argv[0], argv[0]);
     return 2;
 }
-
-#include "bench_connect.moc"

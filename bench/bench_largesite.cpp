@@ -13,12 +13,12 @@
 #include "Controller/Trust/CertTrustService.h"
 #include "Controller/Trust/FirstUseTrust.h"
 #include "Models/ControllerConfig.h"
+#include "PaintWatch.h"
 #include "Platform/AutostartLoginItem.h"
 #include "Platform/SecretServiceKeychain.h"
 #include "Schedules/ScheduleStore.h"
 #include "State/AppState.h"
 #include "Views/ContentView.h"
-#include "Views/DeviceList.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -36,33 +36,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Tells when the device list has painted with all of the state's rows.
-class PaintWatch final : public QApplication
-{
-    Q_OBJECT
-
-public:
-    using QApplication::QApplication;
-
-    AppState *state = nullptr;
-    QWidget *window = nullptr;
-
-    bool notify(QObject *receiver, QEvent *event) override
-    {
-        const bool paint = event->type() == QEvent::Paint;
-        const bool result = QApplication::notify(receiver, event);
-        if (paint && state && window && !state->accessPoints().isEmpty()) {
-            auto *list = window->findChild<DeviceList *>();
-            if (list && receiver == list->viewport() && list->model() != nullptr &&
-                list->model()->rowCount() == 2 + state->accessPoints().size() + state->cameras().size())
-                Q_EMIT shown();
-        }
-        return result;
-    }
-
-Q_SIGNALS:
-    void shown();
-};
+using bench::PaintWatch;
 
 /// Runs a timer every 2 ms and keeps the longest time between two of its turns.
 class EventLoopProbe final : public QObject
@@ -181,6 +155,7 @@ QCoro::Task<void> run(PaintWatch *app, QString mode, QStringList arguments)
 int main(int argc, char *argv[])
 {
     PaintWatch app(argc, argv);
+    app.needCameras = false;
     QApplication::setOrganizationName(u"Lanternfold"_s);
     QApplication::setApplicationName(u"Lanternfold"_s);
     QApplication::setQuitOnLastWindowClosed(false);
@@ -196,5 +171,3 @@ int main(int argc, char *argv[])
                  argv[0], argv[0]);
     return 2;
 }
-
-#include "bench_largesite.moc"

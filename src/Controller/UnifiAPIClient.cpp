@@ -555,38 +555,34 @@ QCoro::Task<void> UnifiAPIClient::logout()
         close();
 }
 
-QCoro::Task<APIResult<QList<UnifiDevice>>> UnifiAPIClient::fetchAccessPoints()
+template <typename T>
+QCoro::Task<APIResult<QList<T>>> UnifiAPIClient::fetchInventory(QString path,
+                                                                Decoded<QList<T>> (*decode)(const QByteArray &))
 {
-    const auto response = co_await get(networkPath(u"/stat/device"_s));
+    const auto response = co_await get(std::move(path));
     if (!response.ok())
         co_return response.error();
     if (const auto ok = assertOK(response.value()); !ok.ok())
         co_return ok.error();
     const std::shared_ptr<Latch> closed = m_closed;
-    auto devices = co_await decodeAside(response.value().body, &decodeAccessPoints);
+    auto decoded = co_await decodeAside(response.value().body, decode);
     if (closed->isSet())
         co_return UnifiAPIError::closed();
-    if (!devices.ok())
-        co_return UnifiAPIError::decoding(devices.error().message);
-    co_return std::move(devices).value();
+    if (!decoded.ok())
+        co_return UnifiAPIError::decoding(decoded.error().message);
+    co_return std::move(decoded).value();
+}
+
+QCoro::Task<APIResult<QList<UnifiDevice>>> UnifiAPIClient::fetchAccessPoints()
+{
+    return fetchInventory<UnifiDevice>(networkPath(u"/stat/device"_s), &decodeAccessPoints);
 }
 
 QCoro::Task<APIResult<QList<ProtectCamera>>> UnifiAPIClient::fetchCameras()
 {
     if (m_config.kind == ControllerKind::classic)
         co_return QList<ProtectCamera>{}; // classic controllers have no Protect
-    const auto response = co_await get(u"/proxy/protect/api/cameras"_s);
-    if (!response.ok())
-        co_return response.error();
-    if (const auto ok = assertOK(response.value()); !ok.ok())
-        co_return ok.error();
-    const std::shared_ptr<Latch> closed = m_closed;
-    auto cameras = co_await decodeAside(response.value().body, &decodeCameras);
-    if (closed->isSet())
-        co_return UnifiAPIError::closed();
-    if (!cameras.ok())
-        co_return UnifiAPIError::decoding(cameras.error().message);
-    co_return std::move(cameras).value();
+    co_return co_await fetchInventory<ProtectCamera>(u"/proxy/protect/api/cameras"_s, &decodeCameras);
 }
 
 QCoro::Task<APIResult<Done>> UnifiAPIClient::restartAccessPoint(QString mac)

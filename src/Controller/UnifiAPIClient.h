@@ -2,6 +2,7 @@
 
 #include "Controller/UnifiAPIError.h"
 #include "Models/ControllerConfig.h"
+#include "Models/JsonDecoding.h"
 #include "Models/ProtectCamera.h"
 #include "Models/Result.h"
 #include "Models/UnifiDevice.h"
@@ -148,6 +149,9 @@ private:
     struct LoginAttempt;
 
     QCoro::Task<APIResult<Response>> get(QString path);
+    /// A list the controller answers at path, read by decode.
+    template <typename T>
+    QCoro::Task<APIResult<QList<T>>> fetchInventory(QString path, Decoded<QList<T>> (*decode)(const QByteArray &));
     QCoro::Task<APIResult<Response>> post(QString path, std::optional<QJsonObject> body);
     QCoro::Task<APIResult<Response>> send(QNetworkRequest request, std::optional<QByteArray> body);
     [[nodiscard]] QNetworkRequest makeRequest(const QString &path, bool sendsCsrfToken) const;
