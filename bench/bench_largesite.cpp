@@ -87,16 +87,22 @@ std::pair<qint64, qint64> residentKiB()
     return {rss, anon};
 }
 
-QCoro::Task<void> run(PaintWatch *app, QString mode, QStringList arguments)
+/// What the command line asks for.
+struct Options
 {
-    const QString host = arguments.at(0);
-    const qint64 port = arguments.at(1).toLongLong();
-    const QString user = arguments.at(2);
-    const QString password = arguments.at(3);
-    const int rounds = mode == u"refresh"_s ? arguments.at(5).toInt() : 0;
+    bool memory = false;
+    ControllerConfig controller;
+    QString password;
+    QString fingerprint;
+    int rounds = 0;
+};
+
+// By value, as a coroutine keeps its parameters past its first suspension.
+QCoro::Task<void> run(PaintWatch *app, Options options) // NOLINT(performance-unnecessary-value-param)
+{
     QTemporaryDir folder;
     CertTrustService pins(folder.filePath(u"prefs.conf"_s));
-    pins.pin(host, arguments.at(4));
+    pins.pin(options.controller.host, options.fingerprint);
     FirstUseTrust trust(pins);
     SecretServiceKeychain keychain;
     AutostartLoginItem loginItem(folder.filePath(u"config"_s));
@@ -113,9 +119,7 @@ QCoro::Task<void> run(PaintWatch *app, QString mode, QStringList arguments)
     probe.start();
     {
         auto shown = qCoro(app, &PaintWatch::shown);
-        // A local, not a temporary inside the await: GCC 12 miscompiles brace-initialised ones there.
-        ControllerConfig config{host, port, ControllerKind::unifiOS, user, u"default"_s};
-        co_await state.connect(std::move(config), password, false);
+        co_await state.connect(std::move(options.controller), std::move(options.password), false);
         if (!state.isLoggedIn()) {
             std::fprintf(stderr, "bench_largesite: not logged in: %s\n",
                          qPrintable(state.lastError().value_or(QString())));
@@ -125,7 +129,7 @@ QCoro::Task<void> run(PaintWatch *app, QString mode, QStringList arguments)
         co_await std::move(shown);
     }
     std::printf("connect-longest-gap-ms %.1f\n", probe.stop());
-    for (int round = 0; round < rounds; ++round) {
+    for (int round = 0; round < options.rounds; ++round) {
         co_await sleepFor(std::chrono::milliseconds(500), std::make_shared<Latch>());
         probe.start();
         QElapsedTimer clock;
@@ -137,7 +141,7 @@ QCoro::Task<void> run(PaintWatch *app, QString mode, QStringList arguments)
         std::printf("longest-gap-ms %.1f refresh-ms %.1f\n", probe.stop(), elapsed);
         std::fflush(stdout);
     }
-    if (mode == u"memory"_s) {
+    if (options.memory) {
         // The answers' heap goes back to the system two seconds after the last refresh.
         co_await sleepFor(std::chrono::milliseconds(3500), std::make_shared<Latch>());
         const auto [rss, anon] = residentKiB();
@@ -162,7 +166,14 @@ int main(int argc, char *argv[])
     const QStringList arguments = QApplication::arguments().mid(2);
     const QString mode = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QString();
     if ((mode == u"refresh"_s && arguments.size() == 6) || (mode == u"memory"_s && arguments.size() == 5)) {
-        QTimer::singleShot(0, &app, [&app, mode, arguments] { (void)run(&app, mode, arguments); });
+        Options options;
+        options.memory = mode == u"memory"_s;
+        options.controller = ControllerConfig{arguments.at(0), arguments.at(1).toLongLong(), ControllerKind::unifiOS,
+                                              arguments.at(2), u"default"_s};
+        options.password = arguments.at(3);
+        options.fingerprint = arguments.at(4);
+        options.rounds = options.memory ? 0 : arguments.at(5).toInt();
+        QTimer::singleShot(0, &app, [&app, options] { (void)run(&app, options); });
         return QApplication::exec();
     }
     std::fprintf(stderr,

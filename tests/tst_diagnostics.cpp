@@ -20,13 +20,23 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QMutex capturedLock;
-QStringList captured;
+/// The lines logged while a test captures them, from whichever thread logged them.
+struct Captured
+{
+    QMutex lock;
+    QStringList lines;
+};
+
+Captured &captured()
+{
+    static Captured instance;
+    return instance;
+}
 
 void capture(QtMsgType /*type*/, const QMessageLogContext &context, const QString &message)
 {
-    const QMutexLocker locker(&capturedLock);
-    captured.append(QString::fromLatin1(context.category ? context.category : "") + u": "_s + message);
+    const QMutexLocker locker(&captured().lock);
+    captured().lines.append(QString::fromLatin1(context.category ? context.category : "") + u": "_s + message);
 }
 
 } // namespace
@@ -58,7 +68,10 @@ void TestDiagnostics::everyCategoryOnLeaksNoSecret()
     Sim &sim = startSim();
     sim.setCsrfRotation(true);
     QLoggingCategory::setFilterRules(u"lanternfold.*=true"_s);
-    captured.clear();
+    {
+        const QMutexLocker locker(&captured().lock);
+        captured().lines.clear();
+    }
     const QtMessageHandler previous = qInstallMessageHandler(capture);
 
     AppState &state = makeState();
@@ -79,8 +92,8 @@ void TestDiagnostics::everyCategoryOnLeaksNoSecret()
     qInstallMessageHandler(previous);
     QLoggingCategory::setFilterRules(QString());
     const QString output = [] {
-        const QMutexLocker locker(&capturedLock);
-        return captured.join(u'\n');
+        const QMutexLocker locker(&captured().lock);
+        return captured().lines.join(u'\n');
     }();
 
     // Something of each layer that took part was said.

@@ -500,7 +500,7 @@ void TestUnifiAPIClient::largeAnswersArriveWhole()
     }
     const QByteArray answer =
         QJsonDocument(QJsonObject{{u"meta"_s, QJsonObject{{u"rc"_s, u"ok"_s}}}, {u"data"_s, devices}}).toJson();
-    QVERIFY(answer.size() > 1024 * 1024); // large enough to be decoded aside
+    QVERIFY(answer.size() > qsizetype(1024) * 1024); // large enough to be decoded aside
     QVERIFY(sim.setDevicesJson(answer));
     auto client = makeClient(sim);
     QVERIFY(await(client->login(sim.password())).ok());

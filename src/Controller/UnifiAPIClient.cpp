@@ -110,10 +110,10 @@ std::optional<UnifiAPIError> loginRefusal(int status, const QByteArray &body)
 /// answers with tens of megabytes, whose decoding would hold the window still for longer than a
 /// person notices. Smaller ones take a few milliseconds, which the hop to another thread and back
 /// would only lengthen.
-constexpr qsizetype decodeAsideFrom = 1024 * 1024;
+constexpr qsizetype decodeAsideFrom = qsizetype(1) << 20;
 
 /// What a reply keeps of its body before the program has taken it.
-constexpr qint64 readBufferSize = 256 * 1024;
+constexpr qint64 readBufferSize = qint64(256) << 10;
 
 /// The pieces of a body as one block; the one piece itself when there is only one.
 QByteArray join(const QList<QByteArray> &pieces)
@@ -149,6 +149,9 @@ QCoro::Task<Decoded<T>> decodeAside(QList<QByteArray> body, Decoded<T> (*decode)
     };
     QFuture<std::optional<Decoded<T>>> decoding = QtConcurrent::run(decodeThere);
     std::optional<Decoded<T>> decoded = co_await decoding;
+    // The task always returns one; an empty result would be a broken future, and reads as a failure.
+    if (!decoded)
+        co_return DecodeError{u"The answer could not be decoded."_s};
     co_return std::move(*decoded);
 }
 

@@ -173,7 +173,9 @@ QCoro::Task<APIResult<QList<ProtectCamera>>> ControllerSession::fetchCameras(std
 
 QCoro::Task<APIResult<Done>> ControllerSession::restart(RestartTarget target, std::shared_ptr<RenewalBudget> budget)
 {
-    const auto command = [this, target](UnifiAPIClient & /*client*/) { return sendRestart(target); };
+    const auto command = [this, target = std::move(target)](UnifiAPIClient & /*client*/) {
+        return sendRestart(target);
+    };
     return callWithRenewal<Done>(std::move(budget), command);
 }
 

@@ -24,9 +24,7 @@ struct StateClock
 
     std::function<QDateTime()> now = [] { return QDateTime::currentDateTimeUtc(); };
     std::function<Calendar()> calendar = [] { return Calendar::current(); };
-    Pause pause = [](std::chrono::seconds duration, std::shared_ptr<Latch> cancel) {
-        return sleepFor(duration, std::move(cancel));
-    };
+    Pause pause = sleepFor;
 };
 
 } // namespace lanternfold

@@ -111,7 +111,7 @@ public:
 
     /// A client whose first-use question is answered at once with approve, and recorded.
     std::unique_ptr<UnifiAPIClient> makeClient(const Sim &simulator, bool approve = true,
-                                               const QString &host = QStringLiteral("127.0.0.1"))
+                                               const QString &host = QStringLiteral("127.0.0.1")) const
     {
         approver->answer = approve;
         return std::make_unique<UnifiAPIClient>(configFor(simulator, host), *firstUse);
