@@ -12,7 +12,8 @@
 namespace lanternfold::bench {
 
 /// Emits shown() each time the device list's viewport paints with every row of the state's
-/// devices, access points present (and cameras too, when needCameras).
+/// devices, and with access points and cameras among them unless told they may be missing (a
+/// site may have none).
 class PaintWatch final : public QApplication
 {
     Q_OBJECT
@@ -22,13 +23,14 @@ public:
 
     AppState *state = nullptr;
     QWidget *window = nullptr;
+    bool needAccessPoints = true;
     bool needCameras = true;
 
     bool notify(QObject *receiver, QEvent *event) override
     {
         const bool paint = event->type() == QEvent::Paint;
         const bool result = QApplication::notify(receiver, event);
-        if (paint && state && window && !state->accessPoints().isEmpty() &&
+        if (paint && state && window && (!needAccessPoints || !state->accessPoints().isEmpty()) &&
             (!needCameras || !state->cameras().isEmpty())) {
             auto *list = window->findChild<DeviceList *>();
             if (list && receiver == list->viewport() && list->model() != nullptr &&

@@ -26,6 +26,7 @@ class TestInventoryDecoding final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void piecesAreJoinedWhereTheParserReadsThem();
     void keepsOnlyAccessPointsInOrder();
     void appliesDefaultsForMissingNameAndModel();
     void copiesStateAndIpAsReported();
@@ -420,6 +421,24 @@ void TestInventoryDecoding::underflowCandidates()
     QFETCH(QByteArray, bytes);
     QFETCH(bool, candidate);
     QCOMPARE(json::mayUnderflow(std::string_view(bytes.constData(), size_t(bytes.size()))), candidate);
+}
+
+void TestInventoryDecoding::piecesAreJoinedWhereTheParserReadsThem()
+{
+    // An answer arrives in pieces; joined, it decodes as the whole does, in a buffer with the
+    // parser's padding after the data that the next answer of that size reuses.
+    const QByteArray whole = R"({"meta":{"rc":"ok"},"data":[{"mac":"aa:bb:cc:dd:ee:ff","type":"uap","name":"Hall"}]})";
+    const QList<QByteArray> pieces{whole.left(7), whole.mid(7, 30), whole.mid(37)};
+    const QByteArray &joined = json::joinedForParsing(pieces);
+    QCOMPARE(joined, whole);
+    QVERIFY(joined.capacity() >= joined.size() + qsizetype(simdjson::SIMDJSON_PADDING));
+    QCOMPARE(decodeAccessPoints(joined).value(), decodeAccessPoints(whole).value());
+    const char *room = joined.constData();
+    const QByteArray &again = json::joinedForParsing({whole.left(40), whole.mid(40)});
+    QCOMPARE(again, whole);
+    QCOMPARE(again.constData(), room);
+    QCOMPARE(json::joinedForParsing({}), QByteArray());
+    json::releaseParserMemory();
 }
 
 QTEST_GUILESS_MAIN(TestInventoryDecoding)

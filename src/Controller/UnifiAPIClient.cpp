@@ -106,7 +106,7 @@ std::optional<UnifiAPIError> loginRefusal(int status, const QByteArray &body)
     return std::nullopt;
 }
 
-/// Answers at least this large are decoded on a thread of the pool: a site of thousands of devices
+/// Answers at least this large are decoded on a thread of their own: a site of thousands of devices
 /// answers with tens of megabytes, whose decoding would hold the window still for longer than a
 /// person notices. Smaller ones take a few milliseconds, which the hop to another thread and back
 /// would only lengthen.
@@ -130,8 +130,8 @@ QByteArray join(const QList<QByteArray> &pieces)
     return whole;
 }
 
-/// body decoded by decode; joined and decoded on a thread of the pool when it is large, so that
-/// the window never waits for tens of megabytes to be copied and read.
+/// body decoded by decode; on the decoding thread when it is large, so that the window never waits
+/// for megabytes to be copied and read. Either thread parses the body where its own buffer holds it.
 template <typename T>
 QCoro::Task<Decoded<T>> decodeAside(QList<QByteArray> body, Decoded<T> (*decode)(const QByteArray &))
 {
@@ -139,15 +139,10 @@ QCoro::Task<Decoded<T>> decodeAside(QList<QByteArray> body, Decoded<T> (*decode)
     for (const QByteArray &piece : std::as_const(body))
         size += piece.size();
     if (size < decodeAsideFrom)
-        co_return decode(join(body));
+        co_return decode(json::joinedForParsing(body));
     // A local, not a temporary in a statement with an await: GCC 12 miscompiles those.
-    const auto decodeThere = [body, decode] {
-        std::optional<Decoded<T>> decoded = decode(join(body));
-        // That thread's parser would keep three times this answer until the pool lets it go.
-        json::releaseParserMemory();
-        return decoded;
-    };
-    QFuture<std::optional<Decoded<T>>> decoding = QtConcurrent::run(decodeThere);
+    const auto decodeThere = [body, decode] { return std::optional<Decoded<T>>(decode(json::joinedForParsing(body))); };
+    QFuture<std::optional<Decoded<T>>> decoding = QtConcurrent::run(&json::decodingThread(), decodeThere);
     std::optional<Decoded<T>> decoded = co_await decoding;
     // The task always returns one; an empty result would be a broken future, and reads as a failure.
     if (!decoded)

@@ -221,11 +221,47 @@ simdjson::dom::parser &threadParser()
     thread_local simdjson::dom::parser parser;
     return parser;
 }
+
+QByteArray &threadBuffer()
+{
+    thread_local QByteArray buffer;
+    return buffer;
+}
 } // namespace
 
 void releaseParserMemory()
 {
     threadParser() = simdjson::dom::parser{};
+    threadBuffer() = QByteArray();
+}
+
+const QByteArray &joinedForParsing(const QList<QByteArray> &pieces)
+{
+    qsizetype size = 0;
+    for (const QByteArray &piece : pieces)
+        size += piece.size();
+    QByteArray &buffer = threadBuffer();
+    const qsizetype room = size + qsizetype(simdjson::SIMDJSON_PADDING);
+    if (buffer.capacity() < room || !buffer.isDetached()) {
+        buffer = QByteArray();
+        buffer.reserve(room);
+    }
+    // Emptied, not released: the room stays for the next answer.
+    buffer.resize(0);
+    for (const QByteArray &piece : pieces)
+        buffer.append(piece);
+    return buffer;
+}
+
+QThreadPool &decodingThread()
+{
+    static QThreadPool *const thread = [] {
+        auto *pool = new QThreadPool;
+        pool->setMaxThreadCount(1);
+        pool->setExpiryTimeout(30'000);
+        return pool;
+    }();
+    return *thread;
 }
 
 std::optional<FastValue> parseFast(const QByteArray &bytes)

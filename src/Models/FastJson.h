@@ -2,6 +2,10 @@
 
 #include "Models/JsonDecoding.h"
 
+#include <QByteArray>
+#include <QList>
+#include <QThreadPool>
+
 #include <simdjson.h>
 
 #include <array>
@@ -99,8 +103,18 @@ private:
 /// fresh buffers each time; the value is valid until the thread's next call.
 std::optional<FastValue> parseFast(const QByteArray &bytes);
 /// Gives back what the calling thread's parser holds: buffers about three times the size of the
-/// largest answer it read. Every value it parsed becomes invalid; the next parse allocates anew.
+/// largest answer it read, and the buffer of joinedForParsing(). Every value it parsed becomes
+/// invalid; the next parse allocates anew.
 void releaseParserMemory();
+
+/// pieces joined into the calling thread's own buffer, which keeps its room from one answer to the
+/// next and leaves the padding the parser reads past the end: parsed where it is, an answer of the
+/// size of an earlier one touches no new memory. Valid until the next call on this thread.
+const QByteArray &joinedForParsing(const QList<QByteArray> &pieces);
+
+/// The one thread where large answers are decoded, so that its parser and buffer stay warm from
+/// one answer to the next; after half a minute without work it ends, and its memory goes with it.
+QThreadPool &decodingThread();
 
 QString typeName(const FastValue &value);
 std::optional<qint64> exactInteger(const FastValue &value);

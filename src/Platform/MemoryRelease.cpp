@@ -4,7 +4,6 @@
 
 #include <QCoreApplication>
 #include <QPointer>
-#include <QThreadPool>
 #include <QTimer>
 
 #include <malloc.h>
@@ -34,9 +33,13 @@ void releaseFreedMemorySoon()
             // The parser's buffers first: for a large site they are the biggest part, and kept
             // for the next answer they would stay while the program idles between refreshes.
             json::releaseParserMemory();
-            // Handing a large heap back page by page takes tens of milliseconds, which the window
-            // need not wait for: the C library's own locks make it safe from any thread.
-            QThreadPool::globalInstance()->start([] { malloc_trim(0); });
+            // The decoding thread's too; then the heap goes back, which takes tens of milliseconds
+            // for a large site that the window need not wait for (the C library's locks make it
+            // safe from any thread).
+            json::decodingThread().start([] {
+                json::releaseParserMemory();
+                malloc_trim(0);
+            });
         });
     }
     timer->start();
