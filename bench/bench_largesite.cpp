@@ -7,7 +7,8 @@
 //       event loop went without running the probe, that is, the longest the window stood still.
 //   bench_largesite memory HOST PORT USER PASSWORD FINGERPRINT
 //       Logs in, shows the rows, lets the answers' memory go back (the program does that two
-//       seconds after a refresh) and prints "rss-kib X anon-kib Y rows Z".
+//       seconds after a refresh) and prints "rss-kib X anon-kib Y heap-kib H rows Z", H being what
+//       live allocations hold (mallinfo2).
 #include "Async/Latch.h"
 #include "Async/Sleep.h"
 #include "Controller/Trust/CertTrustService.h"
@@ -30,6 +31,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <malloc.h>
 
 using namespace lanternfold;
 using namespace Qt::StringLiterals;
@@ -145,7 +147,10 @@ QCoro::Task<void> run(PaintWatch *app, Options options) // NOLINT(performance-un
         // The answers' heap goes back to the system two seconds after the last refresh.
         co_await sleepFor(std::chrono::milliseconds(3500), std::make_shared<Latch>());
         const auto [rss, anon] = residentKiB();
-        std::printf("rss-kib %lld anon-kib %lld rows %lld\n", rss, anon,
+        // What live objects hold, whatever the allocator keeps around them: the rows' own cost.
+        const struct mallinfo2 heap = mallinfo2();
+        std::printf("rss-kib %lld anon-kib %lld heap-kib %lld rows %lld\n", rss, anon,
+                    static_cast<long long>((heap.uordblks + heap.hblkhd) / 1024),
                     static_cast<long long>(state.accessPoints().size() + state.cameras().size()));
     }
     app->state = nullptr;
