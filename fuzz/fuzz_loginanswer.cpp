@@ -22,7 +22,7 @@ struct Answer
     QByteArray body;
 };
 
-Answer split(const QByteArray &bytes)
+Answer parseAnswer(const QByteArray &bytes)
 {
     Answer answer;
     qsizetype lineStart = 0;
@@ -135,7 +135,7 @@ void check(const Answer &answer, const APIResult<UnifiAPIClient::LoginToken> &re
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     fuzz::countExecution();
-    const Answer answer = split(QByteArray(reinterpret_cast<const char *>(data), static_cast<qsizetype>(size)));
+    const Answer answer = parseAnswer(QByteArray(reinterpret_cast<const char *>(data), static_cast<qsizetype>(size)));
     const auto result =
         UnifiAPIClient::readLoginAnswer(answer.kind, answer.status, answer.headers, answer.body, answer.cookies);
     check(answer, result);
