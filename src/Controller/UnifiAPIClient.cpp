@@ -13,10 +13,12 @@
 #include <QNetworkAccessManager>
 #include <QNetworkCookie>
 #include <QNetworkCookieJar>
+#include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QPointer>
 #include <QStringDecoder>
+#include <QTimer>
 #include <QtConcurrentRun>
 
 #include <QCoroFuture>
@@ -44,10 +46,14 @@ struct UnifiAPIClient::LoginAttempt
 
 namespace {
 
+/// The start of an error answer's body as text, when it is UTF-8; empty otherwise. Only as much
+/// is decoded as an error text shows: a character is at most four bytes, and a sequence that the
+/// cut splits is left out rather than counted as an error.
 QString utf8OrEmpty(const QByteArray &bytes)
 {
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = decoder.decode(bytes);
+    constexpr qsizetype decoded = 4 * (UnifiAPIError::bodyShownLimit + 1);
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    QString text = decoder.decode(QByteArrayView(bytes).first(std::min(bytes.size(), decoded)));
     return decoder.hasError() ? QString() : text;
 }
 
@@ -167,6 +173,9 @@ UnifiAPIClient::UnifiAPIClient(ControllerConfig config, FirstUseTrust &trust, QO
       m_closed(std::make_shared<Latch>())
 {
     m_manager->setCookieJar(m_cookieJar); // the manager owns it
+    // The controller is on the local network. A proxy from the environment would see the first-use
+    // question asked about its own key, and then the password.
+    m_manager->setProxy(QNetworkProxy::NoProxy);
     m_delegate = new PinningSessionDelegate(m_config.host, m_trust.pins(), m_manager);
     connect(&m_trust.pins(), &CertTrustService::pinChanged, this, &UnifiAPIClient::onPinChanged);
 }
@@ -232,7 +241,7 @@ QString UnifiAPIClient::networkPath(const QString &suffix) const
     return prefix + u"/api/s/"_s + m_config.site + suffix;
 }
 
-QNetworkRequest UnifiAPIClient::makeRequest(const QString &path, bool sendsCsrfToken) const
+APIResult<QNetworkRequest> UnifiAPIClient::makeRequest(const QString &path, bool sendsCsrfToken) const
 {
     QUrl url = m_config.baseURL();
     url.setPath(path, QUrl::DecodedMode);
@@ -249,14 +258,19 @@ QNetworkRequest UnifiAPIClient::makeRequest(const QString &path, bool sendsCsrfT
     request.setAttribute(QNetworkRequest::ConnectionCacheExpiryTimeoutSecondsAttribute,
                          int(idleConnectionKeep.count()));
     if (sendsCsrfToken) {
-        if (const auto token = csrfTokenFor(url))
+        if (const auto token = csrfTokenFor(url)) {
+            // A header's or a claim's token was checked when it came; a cookie changes at any time.
+            const auto safe = headerSafeToken(token->toUtf8());
+            if (!safe.ok())
+                return safe.error();
             request.setRawHeader("X-CSRF-Token", token->toUtf8());
+        }
     }
     return request;
 }
 
 QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::send(QNetworkRequest request,
-                                                                      std::optional<QByteArray> body)
+                                                                      std::optional<QByteArray> body, qint64 limit)
 {
     const std::shared_ptr<Latch> closed = m_closed;
     // After a pin change nothing may start on a connection approved under the old pin: wait until
@@ -280,12 +294,40 @@ QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::send(QNetworkRe
     // The body is taken as it arrives, piece by piece and mostly without a copy (a single piece
     // waiting is handed over as it is): read whole at the end, a large site's tens of megabytes
     // would be copied into new memory in one go and hold the window still meanwhile.
-    const auto arrived = std::make_shared<QList<QByteArray>>();
+    struct Arrival
+    {
+        QList<QByteArray> pieces;
+        qint64 size = 0;
+        Cut cut = Cut::none;
+    };
+    const auto arrived = std::make_shared<Arrival>();
     // Held to a small buffer, the reply waits for each piece to be taken before it reads more from
     // the network, so a piece never grows to megabytes while the window is busy with something else.
     reply->setReadBufferSize(readBufferSize);
-    connect(reply, &QNetworkReply::readyRead, reply,
-            [reply = reply.get(), arrived] { arrived->append(reply->read(reply->bytesAvailable())); });
+    connect(reply, &QNetworkReply::readyRead, reply, [reply = reply.get(), arrived, limit] {
+        if (arrived->cut != Cut::none)
+            return;
+        QByteArray piece = reply->read(reply->bytesAvailable());
+        arrived->size += piece.size();
+        if (arrived->size > limit) {
+            // An answer without end would take all memory: it is refused, and what came goes.
+            arrived->cut = Cut::tooLarge;
+            arrived->pieces.clear();
+            reply->abort();
+            return;
+        }
+        arrived->pieces.append(std::move(piece));
+    });
+    // The transfer timeout only notices silence; a controller that sends a byte now and then would
+    // keep the request, and everything waiting behind it, alive for ever.
+    auto *deadline = new QTimer(reply);
+    deadline->setSingleShot(true);
+    connect(deadline, &QTimer::timeout, reply, [reply = reply.get(), arrived] {
+        if (arrived->cut == Cut::none)
+            arrived->cut = Cut::deadline;
+        reply->abort();
+    });
+    deadline->start(m_requestDeadline);
     Wakeup done;
     done.watch(*closed);
     done.watch(reply.get(), &QNetworkReply::finished);
@@ -299,7 +341,7 @@ QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::send(QNetworkRe
 
     m_inFlight.remove(reply);
     const auto refusal = PinningSessionDelegate::refusalOf(*reply);
-    APIResult<Response> result = interpret(*reply, std::move(*arrived));
+    APIResult<Response> result = interpret(*reply, std::move(arrived->pieces), arrived->cut);
     // The method, the path and the outcome only: headers and bodies carry the password, the
     // session cookie and the CSRF token.
     qCDebug(lcController).noquote() << verb.constData() << request.url().path() << "->"
@@ -318,8 +360,12 @@ QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::send(QNetworkRe
     co_return result;
 }
 
-APIResult<UnifiAPIClient::Response> UnifiAPIClient::interpret(QNetworkReply &reply, QList<QByteArray> body)
+APIResult<UnifiAPIClient::Response> UnifiAPIClient::interpret(QNetworkReply &reply, QList<QByteArray> body, Cut cut)
 {
+    if (cut == Cut::tooLarge)
+        return UnifiAPIError::network(u"The controller's answer is too large."_s);
+    if (cut == Cut::deadline)
+        return UnifiAPIError::network(u"The request timed out."_s);
     const QNetworkReply::NetworkError error = reply.error();
     if (isTransportFailure(error)) {
         auto refusal = PinningSessionDelegate::refusalOf(reply);
@@ -332,7 +378,8 @@ APIResult<UnifiAPIClient::Response> UnifiAPIClient::interpret(QNetworkReply &rep
             return UnifiAPIError::certificateMismatch(refusal->expected, refusal->presented);
         if (refusal)
             return UnifiAPIError::certificateRejected();
-        // Nothing but the transfer timeout aborts a request of an open client.
+        // Nothing but the transfer timeout (or the client's own cuts, above) aborts a request of an
+        // open client.
         if (error == QNetworkReply::OperationCanceledError)
             return UnifiAPIError::network(u"The request timed out."_s);
         return UnifiAPIError::network(reply.errorString());
@@ -340,8 +387,12 @@ APIResult<UnifiAPIClient::Response> UnifiAPIClient::interpret(QNetworkReply &rep
     const QVariant status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute);
     if (!status.isValid())
         return UnifiAPIError::network(u"The controller's answer was not an HTTP response."_s);
-    if (reply.hasRawHeader("x-updated-csrf-token"))
-        m_csrfToken = QString::fromUtf8(reply.rawHeader("x-updated-csrf-token"));
+    if (reply.hasRawHeader("x-updated-csrf-token")) {
+        auto token = headerSafeToken(reply.rawHeader("x-updated-csrf-token"));
+        if (!token.ok())
+            return token.error();
+        m_csrfToken = std::move(token).value();
+    }
     if (reply.bytesAvailable() > 0)
         body.append(reply.readAll());
     Response response{status.toInt(), std::move(body), {}};
@@ -350,17 +401,23 @@ APIResult<UnifiAPIClient::Response> UnifiAPIClient::interpret(QNetworkReply &rep
     return response;
 }
 
-QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::get(QString path)
+QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::get(QString path, qint64 limit)
 {
-    co_return co_await send(makeRequest(path, /*sendsCsrfToken=*/true), std::nullopt);
+    auto request = makeRequest(path, /*sendsCsrfToken=*/true);
+    if (!request.ok())
+        co_return request.error();
+    co_return co_await send(std::move(request).value(), std::nullopt, limit);
 }
 
 QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::post(QString path, std::optional<QJsonObject> body)
 {
-    QNetworkRequest request = makeRequest(path, /*sendsCsrfToken=*/true);
-    request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
+    auto request = makeRequest(path, /*sendsCsrfToken=*/true);
+    if (!request.ok())
+        co_return request.error();
+    QNetworkRequest made = std::move(request).value();
+    made.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
     const QByteArray bytes = body ? QJsonDocument(*body).toJson(QJsonDocument::Compact) : QByteArray();
-    co_return co_await send(request, bytes);
+    co_return co_await send(made, bytes, answerLimit);
 }
 
 APIResult<Done> UnifiAPIClient::assertOK(const Response &response)
@@ -407,13 +464,15 @@ QCoro::Task<APIResult<Done>> UnifiAPIClient::performLogin(QString password)
     // The key is approved before any credential leaves the machine.
     const QUrl address = m_config.baseURL();
     const auto pinned = co_await m_trust.ensurePinned(
-        m_config.host, address.host(), static_cast<quint16>(address.port(443)), m_transferTimeout, closed);
+        m_config.host, address.host(), static_cast<quint16>(address.port(443)), m_transferTimeout, closed,
+        m_mayAskAboutKeys);
     if (closed->isSet())
         co_return UnifiAPIError::closed();
     if (!pinned.ok()) {
         const FirstUseRefusal &refusal = pinned.error();
         switch (refusal.reason) {
         case FirstUseRefusal::Reason::declined:
+        case FirstUseRefusal::Reason::unattended:
             co_return UnifiAPIError::certificateRejected();
         case FirstUseRefusal::Reason::unreachable:
             co_return UnifiAPIError::network(refusal.detail);
@@ -423,13 +482,16 @@ QCoro::Task<APIResult<Done>> UnifiAPIClient::performLogin(QString password)
     }
 
     const QString path = m_config.kind == ControllerKind::unifiOS ? u"/api/auth/login"_s : u"/api/login"_s;
-    QNetworkRequest request = makeRequest(path, /*sendsCsrfToken=*/false);
+    auto made = makeRequest(path, /*sendsCsrfToken=*/false);
+    if (!made.ok())
+        co_return made.error();
+    QNetworkRequest request = std::move(made).value();
     request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
     QJsonObject body;
     body.insert(u"username"_s, m_config.username);
     body.insert(u"password"_s, password);
     body.insert(u"rememberMe"_s, false);
-    const auto response = co_await send(request, QJsonDocument(body).toJson(QJsonDocument::Compact));
+    const auto response = co_await send(request, QJsonDocument(body).toJson(QJsonDocument::Compact), answerLimit);
     if (closed->isSet())
         co_return UnifiAPIError::closed();
     if (!response.ok())
@@ -451,8 +513,12 @@ APIResult<UnifiAPIClient::LoginToken> UnifiAPIClient::readLoginAnswer(Controller
     if (auto refusal = loginRefusal(status, body))
         return std::move(*refusal);
     // Header names are compared in lower case, so "x-csrf-token" and "X-CSRF-Token" are one.
-    if (const auto header = headers.constFind("x-csrf-token"); header != headers.constEnd())
-        return LoginToken{LoginToken::Source::header, QString::fromUtf8(header.value())};
+    if (const auto header = headers.constFind("x-csrf-token"); header != headers.constEnd()) {
+        auto token = headerSafeToken(header.value());
+        if (!token.ok())
+            return token.error();
+        return LoginToken{LoginToken::Source::header, std::move(token).value()};
+    }
     if (headers.contains("x-updated-csrf-token"))
         return LoginToken{LoginToken::Source::updatedHeader, std::nullopt};
     if (kind == ControllerKind::unifiOS) {
@@ -462,8 +528,12 @@ APIResult<UnifiAPIClient::LoginToken> UnifiAPIClient::readLoginAnswer(Controller
             for (const QNetworkCookie &cookie : cookies) {
                 if (cookie.name() != name)
                     continue;
-                if (auto claim = csrfTokenFromJwt(cookie.value()))
-                    return LoginToken{LoginToken::Source::sessionJwt, std::move(claim)};
+                if (auto claim = csrfTokenFromJwt(cookie.value())) {
+                    auto token = headerSafeToken(claim->toUtf8());
+                    if (!token.ok())
+                        return token.error();
+                    return LoginToken{LoginToken::Source::sessionJwt, std::move(token).value()};
+                }
             }
         }
         return LoginToken{};
@@ -480,19 +550,20 @@ void UnifiAPIClient::adoptLoginToken(const LoginToken &token)
 {
     switch (token.source) {
     case LoginToken::Source::header:
+    case LoginToken::Source::sessionJwt:
         m_csrfToken = token.value;
         m_csrfFromCookie = false;
         return;
     case LoginToken::Source::updatedHeader:
         m_csrfFromCookie = false; // interpret() took the token
         return;
-    case LoginToken::Source::sessionJwt:
-        m_csrfToken = token.value;
-        return;
     case LoginToken::Source::tokenCookie:
-        // A token an earlier header gave is kept, as after any login without a header. One the
-        // cookie gave is not such a token: the new login's cookie replaces it.
-        if (!m_csrfToken || m_csrfFromCookie)
+        // The cookie stands in while no token is held. A token an earlier header gave is kept, as
+        // after any login without a header; one rotated during an earlier cookie session belonged
+        // to that session, and the new login's cookie replaces it.
+        if (m_csrfFromCookie)
+            m_csrfToken.reset();
+        else if (!m_csrfToken)
             m_csrfFromCookie = true;
         return;
     case LoginToken::Source::none:
@@ -511,13 +582,20 @@ std::optional<QString> UnifiAPIClient::tokenCookieValue(const QUrl &url) const
 
 std::optional<QString> UnifiAPIClient::csrfTokenFor(const QUrl &url) const
 {
-    // The cookie the controller last set wins over a header's token while the cookie is the
-    // source: a controller that hands the token as a cookie also rotates it as one.
-    if (m_csrfFromCookie) {
-        if (auto token = tokenCookieValue(url))
-            return token;
+    // A token the controller handed in a header, at login or rotated since, always wins; the
+    // cookie stands in only while there is none.
+    if (m_csrfToken)
+        return m_csrfToken;
+    return tokenCookieValue(url);
+}
+
+APIResult<QString> UnifiAPIClient::headerSafeToken(const QByteArray &value)
+{
+    for (const char c : value) {
+        if (c < 0x20 || c > 0x7e)
+            return UnifiAPIError::decoding(u"The controller's CSRF token holds characters a request header cannot carry."_s);
     }
-    return m_csrfToken;
+    return QString::fromLatin1(value);
 }
 
 std::optional<QString> UnifiAPIClient::csrfTokenFromJwt(const QByteArray &cookieValue)
@@ -557,7 +635,7 @@ template <typename T>
 QCoro::Task<APIResult<QList<T>>> UnifiAPIClient::fetchInventory(QString path,
                                                                 Decoded<QList<T>> (*decode)(const QByteArray &))
 {
-    const auto response = co_await get(std::move(path));
+    const auto response = co_await get(std::move(path), inventoryAnswerLimit);
     if (!response.ok())
         co_return response.error();
     if (const auto ok = assertOK(response.value()); !ok.ok())

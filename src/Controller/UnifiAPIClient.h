@@ -18,6 +18,7 @@
 #include <QCoroTask>
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <optional>
 
@@ -44,9 +45,13 @@ using APIResult = Result<T, UnifiAPIError>;
 ///
 /// The CSRF token comes from the login answer's "X-CSRF-Token" header, and any later
 /// "X-Updated-CSRF-Token" replaces it. A login answered without either keeps a token a header gave
-/// earlier. Without one, a console's token is the "csrfToken" claim of its JWT session cookie, and
-/// a Network Application's the "csrf_token" cookie: every request then sends that cookie's value as
-/// it is at that moment, so a controller that sets the cookie anew is followed at once.
+/// earlier. Without one, a console's token is the "csrfToken" claim of its JWT session cookie; a
+/// Network Application's is the "csrf_token" cookie, read afresh for every request for as long as
+/// no token is held, so a controller that sets the cookie anew is followed at once. A token with
+/// anything but printable ASCII in it is refused as a decoding error.
+///
+/// No request lives for ever: each has a deadline from its start, whatever trickles in, and a body
+/// larger than its limit fails the request. No proxy is used: the controller is on the local network.
 ///
 /// A client may be closed, or destroyed, while its operations are suspended: each of them then
 /// resumes at once with a network error, and nothing more is sent.
@@ -57,6 +62,11 @@ class UnifiAPIClient final : public QObject
 
 public:
     static constexpr std::chrono::milliseconds defaultTransferTimeout{60'000};
+    /// How long one request may take from its start, however slowly its answer trickles in.
+    static constexpr std::chrono::milliseconds defaultRequestDeadline{120'000};
+    /// The largest answers read: a device list of a large site, and anything else.
+    static constexpr qint64 inventoryAnswerLimit = qint64(64) << 20;
+    static constexpr qint64 answerLimit = qint64(1) << 20;
 
     /// A key the controller presents for the first time is put to trust's question before
     /// anything is sent; it may take minutes, and no request and no request timeout run meanwhile.
@@ -69,6 +79,13 @@ public:
     [[nodiscard]] std::chrono::milliseconds transferTimeout() const { return m_transferTimeout; }
     /// Tests shorten it; the program keeps the default.
     void setTransferTimeout(std::chrono::milliseconds timeout) { m_transferTimeout = timeout; }
+    [[nodiscard]] std::chrono::milliseconds requestDeadline() const { return m_requestDeadline; }
+    /// Tests shorten it; the program keeps the default.
+    void setRequestDeadline(std::chrono::milliseconds deadline) { m_requestDeadline = deadline; }
+
+    /// Whether a first-seen key may be put to the person: not for a connect nobody watches, whose
+    /// login then fails at once as a certificate that was not approved.
+    void setMayAskAboutKeys(bool mayAsk) { m_mayAskAboutKeys = mayAsk; }
 
     /// One login at a time: a login called while another runs waits for that one and shares its
     /// outcome, so the client never mixes the cookie of one session with the token of another.
@@ -96,6 +113,9 @@ public:
 
     /// The "csrfToken" claim of a JWT session cookie value, if it is one.
     static std::optional<QString> csrfTokenFromJwt(const QByteArray &cookieValue);
+    /// value when a request header may carry it (printable ASCII, no control characters), else a
+    /// decoding error: a token goes into every request's headers, where CR or LF would end them.
+    static APIResult<QString> headerSafeToken(const QByteArray &value);
 
     /// Where a successful login answer puts the CSRF token.
     struct LoginToken
@@ -148,15 +168,20 @@ private:
     };
     struct LoginAttempt;
 
-    QCoro::Task<APIResult<Response>> get(QString path);
+    /// Why a reply was aborted by the client itself.
+    enum class Cut : std::uint8_t { none, deadline, tooLarge };
+
+    QCoro::Task<APIResult<Response>> get(QString path, qint64 limit = answerLimit);
     /// A list the controller answers at path, read by decode.
     template <typename T>
     QCoro::Task<APIResult<QList<T>>> fetchInventory(QString path, Decoded<QList<T>> (*decode)(const QByteArray &));
     QCoro::Task<APIResult<Response>> post(QString path, std::optional<QJsonObject> body);
-    QCoro::Task<APIResult<Response>> send(QNetworkRequest request, std::optional<QByteArray> body);
-    [[nodiscard]] QNetworkRequest makeRequest(const QString &path, bool sendsCsrfToken) const;
-    /// body: what arrived of the reply's body (the rest is read here).
-    [[nodiscard]] APIResult<Response> interpret(QNetworkReply &reply, QList<QByteArray> body);
+    /// limit: the largest body read; a larger one fails the request.
+    QCoro::Task<APIResult<Response>> send(QNetworkRequest request, std::optional<QByteArray> body, qint64 limit);
+    /// Fails when the CSRF token to send is not one a header may carry.
+    [[nodiscard]] APIResult<QNetworkRequest> makeRequest(const QString &path, bool sendsCsrfToken) const;
+    /// body: what arrived of the reply's body (the rest is read here); cut: why the client aborted it.
+    [[nodiscard]] APIResult<Response> interpret(QNetworkReply &reply, QList<QByteArray> body, Cut cut);
     static APIResult<Done> assertOK(const Response &response);
 
     QCoro::Task<APIResult<Done>> performLogin(QString password);
@@ -177,11 +202,12 @@ private:
     ClientCookieJar *m_cookieJar;
     PinningSessionDelegate *m_delegate;
     std::optional<QString> m_csrfToken;
-    /// Classic: the token is the "csrf_token" cookie's current value, because a login gave neither
-    /// a header nor an earlier token. Re-read on every request, so a controller that rotates the
-    /// cookie is followed; m_csrfToken is then only the fallback for a moment without the cookie.
-    bool m_csrfFromCookie = false;
     std::chrono::milliseconds m_transferTimeout = defaultTransferTimeout;
+    std::chrono::milliseconds m_requestDeadline = defaultRequestDeadline;
+    bool m_mayAskAboutKeys = true;
+    /// The session's login gave its token only as the "csrf_token" cookie, so a token held now was
+    /// rotated during this session or an earlier one of the same kind.
+    bool m_csrfFromCookie = false;
     /// Set by close() and by the destructor; shared with every suspended operation.
     std::shared_ptr<Latch> m_closed;
     std::shared_ptr<LoginAttempt> m_login;

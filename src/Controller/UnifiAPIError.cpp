@@ -16,7 +16,13 @@ UnifiAPIError UnifiAPIError::certificateMismatch(const QString &expected, const 
 
 UnifiAPIError UnifiAPIError::server(int status, const QString &body)
 {
-    return UnifiAPIError(Case::server, body, {}, status);
+    if (body.size() <= bodyShownLimit)
+        return UnifiAPIError(Case::server, body, {}, status);
+    // Not between the two halves of a surrogate pair.
+    qsizetype cut = bodyShownLimit;
+    if (body.at(cut - 1).isHighSurrogate())
+        --cut;
+    return UnifiAPIError(Case::server, body.left(cut) + u'\u2026', {}, status);
 }
 
 UnifiAPIError UnifiAPIError::decoding(const QString &message)

@@ -20,7 +20,10 @@ public:
     };
 
     static UnifiAPIError certificateMismatch(const QString &expected, const QString &presented);
+    /// body is kept to its first bodyShownLimit characters, then "…": a controller may answer an
+    /// error with megabytes, and the text goes into labels, the activity log and notifications.
     static UnifiAPIError server(int status, const QString &body);
+    static constexpr qsizetype bodyShownLimit = 1000;
     static UnifiAPIError decoding(const QString &message);
     /// A transport failure, described by the transport's own text.
     static UnifiAPIError network(const QString &description);

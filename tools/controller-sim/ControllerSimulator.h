@@ -51,6 +51,7 @@ public:
     // Set before start().
     void setKind(Kind kind) { m_state.kind = kind; }
     void setListenPort(quint16 port) { m_tls->setListenPort(port); }
+    void setListenAddress(const QHostAddress &address) { m_tls->setListenAddress(address); }
     void setKeyType(KeyType type) { m_tls->setKeyType(type); }
     /// Presents this certificate and key instead of generating a fresh pair at start.
     void setIdentity(const TlsIdentity &identity) { m_tls->setIdentity(identity); }

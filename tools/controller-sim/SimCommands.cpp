@@ -41,11 +41,11 @@ QString fault(ControllerSimulator &simulator, const QStringList &words)
     Fault fault;
     fault.kind = *kind;
     int next = 2;
-    if (*kind == FaultKind::Latency) {
+    if (*kind == FaultKind::Latency || *kind == FaultKind::Drip) {
         bool ok = false;
         const int ms = words.value(2).toInt(&ok);
         if (!ok || ms < 0)
-            return u"ERROR usage: fault latency MS [PREFIX]"_s;
+            return u"ERROR usage: fault "_s + words.value(1) + u" MS [PREFIX]"_s;
         fault.latency = std::chrono::milliseconds(ms);
         next = 3;
     }
@@ -88,6 +88,9 @@ QString help()
   fault hang [PREFIX]         keep the connection open and never answer
   fault stall [PREFIX]        send the head and half the body, then nothing; the connection stays open
   fault reset [PREFIX]        send the head and half the body, then reset the connection
+  fault drip MS [PREFIX]      send the head, then one byte of body every MS milliseconds, for ever
+  fault flood [PREFIX]        answer 200 with a chunked body that never ends
+  fault hugeerror [PREFIX]    answer HTTP 500 with a readable body of two megabytes
   fault clear KIND            switch one fault off
   fault none                  switch all faults off
       PREFIX limits a fault to paths beginning with it; without it, every path but the login path.

@@ -127,7 +127,48 @@ void SimConnection::execute(const SimOutcome &outcome, bool keepAlive)
         m_hung = true;
         resetOnceSent(resetPollAttempts);
         break;
+    case SimOutcome::Action::Drip:
+        drip(outcome.response, keepAlive, outcome.dripInterval);
+        m_hung = true;
+        break;
+    case SimOutcome::Action::Flood:
+        flood(outcome.response, keepAlive);
+        m_hung = true;
+        break;
     }
+}
+
+void SimConnection::drip(HttpResponse response, bool keepAlive, std::chrono::milliseconds interval)
+{
+    // The head promises a large body; one byte of it follows per interval, which keeps any
+    // inactivity timeout of the client content for ever.
+    response.body = QByteArray(100'000'000, ' ');
+    const QByteArray whole = response.serialise(keepAlive);
+    m_socket->write(whole.left(whole.size() - response.body.size()));
+    auto *timer = new QTimer(this);
+    connect(timer, &QTimer::timeout, this, [this] {
+        if (!m_gone)
+            m_socket->write(" ");
+    });
+    timer->start(interval);
+}
+
+void SimConnection::flood(HttpResponse response, bool keepAlive)
+{
+    response.setHeader(QByteArrayLiteral("Transfer-Encoding"), QByteArrayLiteral("chunked"));
+    QByteArray head = response.serialise(keepAlive);
+    // serialise() announces a length; a chunked answer has none.
+    head.replace("Content-Length: 0\r\n", "");
+    m_socket->write(head);
+    // As fast as the client reads: another chunk whenever the last has gone out.
+    static const QByteArray chunk = QByteArray::number(64 << 10, 16) + "\r\n" + QByteArray(64 << 10, '[') + "\r\n";
+    const auto more = [this] {
+        if (!m_gone && m_socket->encryptedBytesToWrite() + m_socket->bytesToWrite() < (256 << 10))
+            m_socket->write(chunk);
+    };
+    connect(m_socket, &QSslSocket::encryptedBytesWritten, this, more);
+    more();
+    more();
 }
 
 void SimConnection::writePartially(const HttpResponse &response, bool keepAlive)

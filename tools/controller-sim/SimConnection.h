@@ -6,6 +6,7 @@
 #include <QObject>
 #include <QString>
 
+#include <chrono>
 #include <functional>
 
 class QSslSocket;
@@ -39,6 +40,8 @@ private:
     void execute(const SimOutcome &outcome, bool keepAlive);
     void writePartially(const HttpResponse &response, bool keepAlive);
     void resetOnceSent(int attemptsLeft);
+    void drip(HttpResponse response, bool keepAlive, std::chrono::milliseconds interval);
+    void flood(HttpResponse response, bool keepAlive);
     void failRequest();
 
     QSslSocket *m_socket;

@@ -35,7 +35,27 @@ SimOutcome SimFaults::decide(const QString &path, const QString &loginPath, bool
         note(FaultKind::Hang);
         return outcome;
     }
-    if (applies(FaultKind::ServerError)) {
+    if (const auto drip = faultFor(FaultKind::Drip, path, loginPath)) {
+        outcome.action = SimOutcome::Action::Drip;
+        outcome.dripInterval = drip->latency.count() > 0 ? drip->latency : std::chrono::milliseconds(40'000);
+        outcome.response.status = 200;
+        outcome.response.setHeader(QByteArrayLiteral("Content-Type"), QByteArrayLiteral("application/json"));
+        note(FaultKind::Drip);
+        return outcome;
+    }
+    if (applies(FaultKind::Flood)) {
+        outcome.action = SimOutcome::Action::Flood;
+        outcome.response.status = 200;
+        outcome.response.setHeader(QByteArrayLiteral("Content-Type"), QByteArrayLiteral("application/json"));
+        note(FaultKind::Flood);
+        return outcome;
+    }
+    if (applies(FaultKind::HugeError)) {
+        outcome.response.status = 500;
+        outcome.response.setHeader(QByteArrayLiteral("Content-Type"), QByteArrayLiteral("text/plain"));
+        outcome.response.body = QByteArray(2 << 20, 'E');
+        note(FaultKind::HugeError);
+    } else if (applies(FaultKind::ServerError)) {
         outcome.response.status = 500;
         outcome.response.setHeader(QByteArrayLiteral("Content-Type"), QByteArrayLiteral("text/plain"));
         // Bytes that are not UTF-8 in any reading: a client must cope with an undecodable body.
@@ -68,7 +88,7 @@ QString SimFaults::summary(const QHash<FaultKind, Fault> &all)
     QStringList faults;
     for (const Fault &fault : all) {
         QString text = name(fault.kind);
-        if (fault.kind == FaultKind::Latency)
+        if (fault.kind == FaultKind::Latency || fault.kind == FaultKind::Drip)
             text += u':' + QString::number(fault.latency.count());
         faults.append(text + u'@' + (fault.pathPrefix.isEmpty() ? u"*"_s : fault.pathPrefix));
     }
@@ -95,6 +115,12 @@ QString SimFaults::name(FaultKind kind)
         return u"stall"_s;
     case FaultKind::Reset:
         return u"reset"_s;
+    case FaultKind::Drip:
+        return u"drip"_s;
+    case FaultKind::Flood:
+        return u"flood"_s;
+    case FaultKind::HugeError:
+        return u"hugeerror"_s;
     }
     return {};
 }
@@ -102,7 +128,8 @@ QString SimFaults::name(FaultKind kind)
 QList<FaultKind> SimFaults::allKinds()
 {
     return {FaultKind::Latency, FaultKind::ServerError, FaultKind::MalformedJson, FaultKind::WrongType,
-            FaultKind::Drop,    FaultKind::Hang,        FaultKind::Stall,         FaultKind::Reset};
+            FaultKind::Drop,    FaultKind::Hang,        FaultKind::Stall,         FaultKind::Reset,
+            FaultKind::Drip,    FaultKind::Flood,       FaultKind::HugeError};
 }
 
 std::optional<FaultKind> SimFaults::fromName(const QString &name)

@@ -24,6 +24,9 @@ enum class FaultKind : std::uint8_t {
     Hang,          ///< keep the connection open and never answer
     Stall,         ///< send the head and half the body of the answer, then nothing, connection kept open
     Reset,         ///< send the head and half the body of the answer, then reset the connection
+    Drip,          ///< send the head, then one byte of body every Fault::latency, for ever
+    Flood,         ///< answer 200 with a chunked body that never ends
+    HugeError,     ///< answer HTTP 500 with a readable body of two megabytes
 };
 
 struct Fault
@@ -43,15 +46,18 @@ struct SimOutcome
         Hang,    ///< never answer, ignore what follows
         Stall,   ///< write the head and half the body, then nothing more, ignore what follows
         Reset,   ///< write the head and half the body, then reset the connection
+        Drip,    ///< write the head, then one byte every dripInterval, ignore what follows
+        Flood,   ///< write a chunked head, then chunks for as long as the client reads
     };
     Action action = Action::Respond;
     HttpResponse response;
     std::chrono::milliseconds delay{0};
+    std::chrono::milliseconds dripInterval{0};
 
     /// Whether the client receives at least the start of response.
     [[nodiscard]] bool startsAnswer() const
     {
-        return action == Action::Respond || action == Action::Stall || action == Action::Reset;
+        return action != Action::Drop && action != Action::Hang;
     }
 };
 

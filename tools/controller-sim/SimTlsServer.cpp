@@ -66,9 +66,11 @@ bool SimTlsServer::start(QString *error)
             });
     connect(m_server, &QSslServer::pendingConnectionAvailable, this, &SimTlsServer::onConnectionsReady);
     applyServerIdentity();
-    if (!m_server->listen(QHostAddress(QHostAddress::LocalHost), m_listenPort)) {
+    if (!m_server->listen(m_listenAddress, m_listenPort)) {
         if (error)
-            *error = u"cannot listen on 127.0.0.1:%1: %2"_s.arg(m_listenPort).arg(m_server->errorString());
+            *error = u"cannot listen on %1:%2: %3"_s.arg(m_listenAddress.toString())
+                         .arg(m_listenPort)
+                         .arg(m_server->errorString());
         delete m_server;
         m_server = nullptr;
         return false;

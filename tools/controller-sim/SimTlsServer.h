@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QHash>
 #include <QList>
+#include <QHostAddress>
 #include <QObject>
 #include <QString>
 
@@ -31,6 +32,8 @@ public:
 
     // Set before start().
     void setListenPort(quint16 port) { m_listenPort = port; }
+    /// Loopback unless set: a test that needs an address Qt does not treat as local sets another.
+    void setListenAddress(const QHostAddress &address) { m_listenAddress = address; }
     void setKeyType(TlsIdentity::KeyType type) { m_keyType = type; }
     void setIdentity(const TlsIdentity &identity) { m_identity = identity; }
 
@@ -70,6 +73,7 @@ private:
     SimLog &m_log;
     AcceptHandler m_onAccepted;
     quint16 m_listenPort = 0;
+    QHostAddress m_listenAddress{QHostAddress::LocalHost};
     TlsIdentity::KeyType m_keyType = TlsIdentity::KeyType::Rsa;
     TlsIdentity m_identity;
     TlsIdentity m_flipIdentity;

@@ -7,6 +7,7 @@
 #include "Controller/Trust/TrustLog.h"
 
 #include <QSslConfiguration>
+#include <QNetworkProxy>
 #include <QSslSocket>
 #include <QTimer>
 
@@ -45,6 +46,9 @@ QCoro::Task<Result<QSslCertificate, FirstUseRefusal>> FirstUseTrust::fetchCertif
     // Only the certificate is wanted here: the decision is the person's, then the pin's.
     configuration.setPeerVerifyMode(QSslSocket::QueryPeer);
     socket.setSslConfiguration(configuration);
+    // The controller is on the local network; a proxy from the environment would be asked about
+    // instead of the controller, and would then receive the password.
+    socket.setProxy(QNetworkProxy::NoProxy);
     QTimer timer;
     timer.setSingleShot(true);
     Wakeup wakeup;
@@ -73,10 +77,14 @@ QCoro::Task<Result<QSslCertificate, FirstUseRefusal>> FirstUseTrust::fetchCertif
 
 QCoro::Task<Result<Done, FirstUseRefusal>> FirstUseTrust::ensurePinned(QString host, QString address, quint16 port,
                                                                        std::chrono::milliseconds timeout,
-                                                                       std::shared_ptr<Latch> closed)
+                                                                       std::shared_ptr<Latch> closed, bool mayAsk)
 {
     if (m_pins.pinnedFingerprint(host))
         co_return Done{};
+    if (!mayAsk) {
+        qCDebug(lcTrust) << "no pin for" << host << "and nobody to be asked now: refused";
+        co_return FirstUseRefusal{FirstUseRefusal::Reason::unattended, {}};
+    }
     const QPointer<FirstUseTrust> self(this);
     qCDebug(lcTrust) << "no pin for" << host << "yet: fetching its key";
     const auto certificate = co_await fetchCertificate(address, port, timeout, closed);

@@ -29,6 +29,8 @@ struct FirstUseRefusal
         unreachable,
         /// The caller closed while it waited.
         closed,
+        /// The key is not pinned, and the caller may not ask anybody (a run nobody watches).
+        unattended,
     };
     Reason reason = Reason::declined;
     QString detail;
@@ -57,9 +59,10 @@ public:
 
     /// Done when host's key is pinned, already or after the person approved it. host is the pin's
     /// key, exactly as configured; the handshake goes to address at port and gives up after timeout.
+    /// Without mayAsk, an unpinned key is refused at once, before any handshake.
     QCoro::Task<Result<Done, FirstUseRefusal>> ensurePinned(QString host, QString address, quint16 port,
                                                             std::chrono::milliseconds timeout,
-                                                            std::shared_ptr<Latch> closed);
+                                                            std::shared_ptr<Latch> closed, bool mayAsk = true);
 
     /// Whether a question for host is open (asked and neither answered nor withdrawn).
     [[nodiscard]] bool isAsking(const QString &host) const { return m_open.contains(host); }
