@@ -2,7 +2,10 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
 #include <QTemporaryDir>
+
+#include <sys/stat.h>
 #include <QTest>
 #include <QTimeZone>
 
@@ -57,13 +60,15 @@ QList<ScheduledJob> sampleJobs()
     };
 }
 
-/// sampleJobs() as they come back from the file: whole seconds.
+/// sampleJobs() as they come back from the file: whole seconds, pauses within 0 to 300 seconds.
 QList<ScheduledJob> sampleJobsTruncated()
 {
     QList<ScheduledJob> jobs = sampleJobs();
     jobs[0].lastRunAt = utc(2025, 3, 13, 2, 30);
     jobs[0].nextRunAt = utc(2025, 3, 14, 2, 30);
     jobs[3].nextRunAt = utc(9999, 12, 31, 23, 59, 59);
+    // A pause the editor cannot set comes back held to its range.
+    jobs[3].staggerSeconds = 0;
     return jobs;
 }
 
@@ -123,6 +128,10 @@ private Q_SLOTS:
     void fileGoneSinceLoadIsSavedWithoutCopy();
     void unwritableJobLeavesFileAlone();
     void sharedStoreUsesXdgDataHome();
+    void fifoIsNotWaitedFor();
+    void deviceIsNotRead();
+    void oversizedFileIsNotRead();
+    void staggerIsHeldToItsRangeOnLoad();
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -412,6 +421,70 @@ void TestScheduleStore::sharedStoreUsesXdgDataHome()
     store.save(sampleJobs());
     QCOMPARE(readFile(filePath()), expectedFile());
     QCOMPARE(store.load(), sampleJobsTruncated());
+}
+
+void TestScheduleStore::fifoIsNotWaitedFor()
+{
+    // Nobody ever writes into this FIFO: opening it to read would wait for ever.
+    QVERIFY(QDir().mkpath(m_dir->path() + u"/Lanternfold"_s));
+    QCOMPARE(::mkfifo(QFile::encodeName(filePath()).constData(), 0600), 0);
+    ScheduleStore store(m_dir->path());
+    QCOMPARE(store.load(), QList<ScheduledJob>{});
+    // The FIFO is moved aside as it is, and the save goes on.
+    store.save(sampleJobs());
+    QCOMPARE(readFile(filePath()), expectedFile());
+    QVERIFY(QFileInfo(copyPath()).exists());
+    QVERIFY(!QFileInfo(copyPath()).isFile());
+}
+
+void TestScheduleStore::deviceIsNotRead()
+{
+    // A device that never ends (here through a link, as no test may make device nodes).
+    QVERIFY(QDir().mkpath(m_dir->path() + u"/Lanternfold"_s));
+    QVERIFY(QFile::link(u"/dev/zero"_s, filePath()));
+    ScheduleStore store(m_dir->path());
+    QCOMPARE(store.load(), QList<ScheduledJob>{});
+    store.save(sampleJobs());
+    QCOMPARE(readFile(filePath()), expectedFile());
+    QCOMPARE(QFileInfo(copyPath()).symLinkTarget(), u"/dev/zero"_s);
+}
+
+void TestScheduleStore::oversizedFileIsNotRead()
+{
+    QVERIFY(QDir().mkpath(m_dir->path() + u"/Lanternfold"_s));
+    {
+        QFile file(filePath());
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QVERIFY(file.write("[") == 1);
+        QVERIFY(file.resize((qint64(16) << 20) + 1)); // sparse: no disk is spent
+    }
+    ScheduleStore store(m_dir->path());
+    QCOMPARE(store.load(), QList<ScheduledJob>{});
+    // Kept aside whole before the save replaces it.
+    store.save(sampleJobs());
+    QCOMPARE(QFileInfo(copyPath()).size(), (qint64(16) << 20) + 1);
+    QCOMPARE(readFile(filePath()), expectedFile());
+}
+
+void TestScheduleStore::staggerIsHeldToItsRangeOnLoad()
+{
+    QVERIFY(QDir().mkpath(m_dir->path() + u"/Lanternfold"_s));
+    writeFile(filePath(), R"([
+ {"id":"3F2504E0-4F89-11D3-9A0C-0305E82C3301","name":"a","targets":[],"rule":{"type":"daily","hour":1,"minute":2},
+  "isEnabled":true,"staggerSeconds":100000},
+ {"id":"3F2504E0-4F89-11D3-9A0C-0305E82C3302","name":"b","targets":[],"rule":{"type":"daily","hour":1,"minute":2},
+  "isEnabled":true,"staggerSeconds":-5},
+ {"id":"3F2504E0-4F89-11D3-9A0C-0305E82C3303","name":"c","targets":[],"rule":{"type":"daily","hour":1,"minute":2},
+  "isEnabled":true,"staggerSeconds":45}
+])");
+    ScheduleStore store(m_dir->path());
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"waited 100000 seconds between devices; held to 300"_s));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"waited -5 seconds between devices; held to 0"_s));
+    const QList<ScheduledJob> jobs = store.load();
+    QCOMPARE(jobs.size(), 3);
+    QCOMPARE(jobs.at(0).staggerSeconds, 300);
+    QCOMPARE(jobs.at(1).staggerSeconds, 0);
+    QCOMPARE(jobs.at(2).staggerSeconds, 45);
 }
 
 QTEST_GUILESS_MAIN(TestScheduleStore)

@@ -26,6 +26,9 @@ struct ScheduledJob
     std::optional<QDateTime> nextRunAt;
     qint64 staggerSeconds = 0;
 
+    /// The pause between two targets that the editor offers, and that a loaded file is held to.
+    static constexpr qint64 staggerSecondsMaximum = 300;
+
     /// None when a date cannot be written in the jobs file's date form (years 1-9999 UTC).
     [[nodiscard]] std::optional<QJsonObject> toJson() const;
     static Decoded<ScheduledJob> fromJson(const QJsonValue &json, const QString &path = {});

@@ -1,5 +1,7 @@
 #include "Schedules/ScheduleStore.h"
 
+#include "Schedules/SchedulesLog.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -7,6 +9,15 @@
 #include <QJsonDocument>
 #include <QSaveFile>
 #include <QStandardPaths>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <limits>
 
 namespace lanternfold {
 
@@ -57,38 +68,86 @@ std::optional<QByteArray> ScheduleStore::encode(const QList<ScheduledJob> &jobs)
     return QJsonDocument(array).toJson(QJsonDocument::Indented);
 }
 
+namespace {
+
+/// What is at a path: nothing, a regular file no larger than limit, or something else.
+enum class Found : std::uint8_t { nothing, file, other };
+
+/// The whole of a regular file of at most limit bytes; none for anything else. Opened without
+/// waiting: a FIFO or a device at the path would otherwise hold the program before its window,
+/// deaf even to a polite SIGTERM, or feed it bytes without end.
+std::optional<QByteArray> readRegularFile(const QString &path, qint64 limit, Found *found = nullptr)
+{
+    const auto report = [found](Found what) {
+        if (found)
+            *found = what;
+    };
+    const QByteArray local = QFile::encodeName(path);
+    const int descriptor = ::open(local.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    if (descriptor < 0) {
+        report(errno == ENOENT ? Found::nothing : Found::other);
+        return std::nullopt;
+    }
+    struct stat status = {};
+    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size > limit) {
+        ::close(descriptor);
+        report(Found::other);
+        return std::nullopt;
+    }
+    report(Found::file);
+    QFile file;
+    if (!file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(descriptor);
+        return std::nullopt;
+    }
+    QByteArray bytes = file.readAll();
+    // A file that grew while it was read is still held to the limit.
+    if (file.error() != QFileDevice::NoError || bytes.size() > limit)
+        return std::nullopt;
+    return bytes;
+}
+
+} // namespace
+
 QList<ScheduledJob> ScheduleStore::load()
 {
-    QFile file(m_filePath);
-    if (!file.exists()) {
+    Found found = Found::nothing;
+    const auto bytes = readRegularFile(m_filePath, maxFileSize, &found);
+    if (found == Found::nothing) {
         m_fileUnreadable = false;
         return {};
     }
-    if (!file.open(QIODevice::ReadOnly)) {
+    if (!bytes) {
+        qCWarning(lcSchedules).noquote() << m_filePath
+                                         << "is not a regular file of at most 16 MB that can be read; "
+                                            "no schedules were loaded, and it will be kept aside at the next save";
         m_fileUnreadable = true;
         return {};
     }
-    const QByteArray bytes = file.readAll();
-    if (file.error() != QFileDevice::NoError) {
-        m_fileUnreadable = true;
-        return {};
-    }
-    auto jobs = decode(bytes);
+    auto jobs = decode(*bytes);
     m_fileUnreadable = !jobs.ok();
-    return jobs.ok() ? std::move(jobs).value() : QList<ScheduledJob>{};
+    if (!jobs.ok()) {
+        qCWarning(lcSchedules).noquote() << m_filePath << "could not be read:" << jobs.error().message
+                                         << "; it will be kept aside at the next save";
+        return {};
+    }
+    QList<ScheduledJob> loaded = std::move(jobs).value();
+    for (ScheduledJob &job : loaded) {
+        const qint64 clamped = std::clamp<qint64>(job.staggerSeconds, 0, ScheduledJob::staggerSecondsMaximum);
+        if (clamped != job.staggerSeconds) {
+            qCWarning(lcSchedules).noquote() << "job" << uuidText(job.id) << "waited" << job.staggerSeconds
+                                             << "seconds between devices; held to" << clamped;
+            job.staggerSeconds = clamped;
+        }
+    }
+    return loaded;
 }
 
 namespace {
 
 std::optional<QByteArray> readWhole(const QString &path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return std::nullopt;
-    QByteArray bytes = file.readAll();
-    if (file.error() != QFileDevice::NoError)
-        return std::nullopt;
-    return bytes;
+    return readRegularFile(path, std::numeric_limits<qint64>::max());
 }
 
 } // namespace
@@ -96,13 +155,19 @@ std::optional<QByteArray> readWhole(const QString &path)
 bool ScheduleStore::keepUnreadableCopy() const
 {
     // A file that went away since load() has nothing left in it to lose.
-    if (!QFileInfo::exists(m_filePath))
+    const QFileInfo current(m_filePath);
+    if (!current.exists())
         return true;
     std::optional<QByteArray> original;
+    // Something that is not a regular file (a FIFO, a device, a folder) cannot be copied without
+    // waiting or without end: it is moved aside as it is, under the first free name.
+    const bool moveAside = !current.isFile();
     for (int number = 1; number <= maxUnreadableCopies; ++number) {
         const QString copyPath = unreadableCopyPath(number);
         const QFileInfo existing(copyPath);
         if (!existing.exists() && !existing.isSymLink()) {
+            if (moveAside)
+                return std::rename(QFile::encodeName(m_filePath).constData(), QFile::encodeName(copyPath).constData()) == 0;
             // QFile::copy refuses to replace anything at the destination and writes through a
             // temporary file that it renames into place, so a copy that fails halfway (a full
             // disk) leaves nothing under the copy's name for the next save to mistake for a
@@ -110,6 +175,8 @@ bool ScheduleStore::keepUnreadableCopy() const
             return QFile::copy(m_filePath, copyPath);
         }
         // Anything but an earlier copy in the way is left alone, and the save with it.
+        if (moveAside)
+            continue;
         if (!existing.isFile())
             return false;
         // A copy of these very bytes (left by a save that copied but then could not write)

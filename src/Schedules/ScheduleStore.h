@@ -17,7 +17,9 @@ namespace lanternfold {
 /// list in memory only. So that one bad byte cannot cost the user every schedule, a file that
 /// exists but did not load is copied to "schedules.json.unreadable" (or, when an earlier copy is
 /// there, ".unreadable.2", ".3"…) before a save replaces it, and a save that cannot make that copy
-/// writes nothing.
+/// writes nothing. Only a regular file of at most 16 MB is read, and opening it never waits: anything
+/// else at the path (a FIFO, a device, a folder) loads as unreadable, and is moved aside as it is
+/// before a save. A pause between targets beyond what the editor offers is held to it on load.
 class ScheduleStore final
 {
 public:
@@ -43,6 +45,8 @@ private:
     /// "schedules.json.unreadable", then "schedules.json.unreadable.2", ".3" and so on.
     [[nodiscard]] QString unreadableCopyPath(int number) const;
 
+    /// A jobs file larger than this is not read: no list of schedules comes near it.
+    static constexpr qint64 maxFileSize = qint64(16) << 20;
     /// Beyond this many kept copies, a new bad file is left in place rather than copied aside.
     static constexpr int maxUnreadableCopies = 20;
 

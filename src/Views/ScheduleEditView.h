@@ -44,7 +44,7 @@ class ScheduleEditView final : public QDialog
 public:
     static constexpr int intervalHoursMinimum = 1;
     static constexpr int intervalHoursMaximum = 168;
-    static constexpr int staggerSecondsMaximum = 300;
+    static constexpr int staggerSecondsMaximum = int(ScheduledJob::staggerSecondsMaximum);
     static constexpr int staggerSecondsStep = 5;
 
     /// existingJob absent: a new job. Its devices are devices' rows.

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <QLoggingCategory>
+
+namespace lanternfold {
+
+/// The jobs file: what could not be read and what was corrected on load.
+Q_DECLARE_LOGGING_CATEGORY(lcSchedules)
+
+} // namespace lanternfold
