@@ -28,7 +28,8 @@ private Q_SLOTS:
     void expiredSessionRenewsOnceForABatch();
     void expiredSessionRefreshSharesOneLogin();
     void failedRenewalMakesNoFurtherLogins();
-    void rateLimitedRenewalMakesNoFurtherLogins();
+    void rateLimitedRenewalGivesUpForThisOperationOnly();
+    void refusedPasswordStopsAutomaticLoginsUntilAConnectByHand();
     void noRenewalWithoutKeyringPassword();
     void disconnectLetsASentRestartFinish();
 
@@ -200,7 +201,7 @@ void TestAppStateRestarts::failedRenewalMakesNoFurtherLogins()
     QCOMPARE(loginCount(sim), logins + 1);
 }
 
-void TestAppStateRestarts::rateLimitedRenewalMakesNoFurtherLogins()
+void TestAppStateRestarts::rateLimitedRenewalGivesUpForThisOperationOnly()
 {
     Sim &sim = startSim();
     sim.setLoginRateLimit(1, 10min); // the connect's login is the one allowed
@@ -209,13 +210,58 @@ void TestAppStateRestarts::rateLimitedRenewalMakesNoFurtherLogins()
     QVERIFY(state.isLoggedIn());
     const auto logins = loginCount(sim);
     sim.expireSessions();
-    (void)await(state.restartBatch(firstAccessPoints(2), 0));
+    // One login for the whole batch, refused with 429: the batch gives up.
+    const auto first = await(state.restartBatch(firstAccessPoints(2), 0));
+    QCOMPARE(first.failed.size(), 2);
     QCOMPARE(loginCount(sim), logins + 1);
     QCOMPARE(requestsTo(sim, u"/api/auth/login"_s).last().value(u"status"_s).toInt(), 429);
     QVERIFY(state.lastError()->startsWith(u"Controller returned HTTP 429: "_s));
+    QVERIFY(state.isLoggedIn());
+    // The next operation may try one login again; once the controller lets it, the session lives on.
     (void)await(state.restartBatch(firstAccessPoints(2), 0));
-    await(state.refreshDevices());
+    QCOMPARE(loginCount(sim), logins + 2);
+    sim.setLoginRateLimit(0, 10min);
+    const auto later = await(state.restartBatch(firstAccessPoints(2), 0));
+    QCOMPARE(loginCount(sim), logins + 3);
+    QCOMPARE(later.succeeded.size(), 2);
+    QVERIFY(state.isLoggedIn());
+    QVERIFY(!state.isSavedPasswordRefused());
+}
+
+void TestAppStateRestarts::refusedPasswordStopsAutomaticLoginsUntilAConnectByHand()
+{
+    Sim &sim = startSim();
+    AppState &before = makeState();
+    connectTo(sim);
+    const auto logins = loginCount(sim);
+    sim.expireSessions();
+    sim.setCredentials(sim.username(), u"changed on the console"_s);
+    await(before.refreshDevices());
     QCOMPARE(loginCount(sim), logins + 1);
+    // The session cannot be renewed: the state is logged out, and says why once.
+    QVERIFY(!before.isLoggedIn());
+    QVERIFY(before.accessPoints().isEmpty());
+    QVERIFY(before.isSavedPasswordRefused());
+    const QString said = u"] Lanternfold needs the controller password again: the saved one was refused."_s;
+    QCOMPARE(before.activityLog().filter(said).size(), 1);
+    QCOMPARE(notified().size(), 1);
+    QCOMPARE(notified().first().summary, u"Lanternfold"_s);
+    QCOMPARE(notified().first().body, u"Lanternfold needs the controller password again: the saved one was refused."_s);
+    // No automatic login tries the saved password again, not even after the program restarts.
+    QVERIFY(!await(before.reconnectIfPossible()));
+    AppState &after = makeState();
+    QVERIFY(after.isSavedPasswordRefused());
+    QVERIFY(!await(after.reconnectIfPossible()));
+    QCOMPARE(loginCount(sim), logins + 1);
+    QCOMPARE(after.activityLog().filter(said).size(), 0);
+    // The person connects with the new password: automatic logins may use it again.
+    connectTo(sim, /*rememberPassword=*/true, u"changed on the console"_s);
+    QVERIFY(after.isLoggedIn());
+    QVERIFY(!after.isSavedPasswordRefused());
+    sim.expireSessions();
+    await(after.refreshDevices());
+    QCOMPARE(loginCount(sim), logins + 3); // the connect's, then one renewal that worked
+    QVERIFY(after.isLoggedIn());
 }
 
 void TestAppStateRestarts::noRenewalWithoutKeyringPassword()

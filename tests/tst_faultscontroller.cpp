@@ -79,6 +79,7 @@ private Q_SLOTS:
     // The controller comes back with another key.
     void newKeyFailsTheRunsOfALoggedInState();
     void newKeyFailsTheScheduledReconnect();
+    void unpinnedKeyIsNotAskedAboutByAScheduledRun();
 
 private:
     /// A new state logged in to sim for the first time: its key pinned, the password remembered.
@@ -412,12 +413,14 @@ void TestFaultsController::newKeyFailsTheScheduledReconnect()
 
     const QString refused = UnifiAPIError::certificateMismatch(pinned, reset.fingerprint()).description();
     QCOMPARE(logMessages(),
-             (QStringList{u"Scheduled job 'Nightly' skipped \u2014 not logged in and auto-reconnect failed."_s,
+             (QStringList{u"Scheduled job 'Nightly' skipped \u2014 confirm the controller's certificate in Lanternfold first."_s,
                           u"Connect failed: "_s + refused}));
     // The pin check's report shows first, then the failed login's: the same words.
     QCOMPARE(shown, (QList<std::optional<QString>>{std::nullopt, refused, refused}));
     QTRY_COMPARE(notified().size(), 1);
-    QCOMPARE(lastNotification().body, u"Couldn't run 'Nightly': not connected to the controller."_s);
+    QCOMPARE(lastNotification().summary, u"Lanternfold"_s);
+    QCOMPARE(lastNotification().body,
+             u"Scheduled job 'Nightly' skipped \u2014 confirm the controller's certificate in Lanternfold first."_s);
     QVERIFY(!state.isLoggedIn());
     QVERIFY(approver->asked.size() == 1); // only the first connect's question, none for the new key
     // Nothing went to the new key, least of all the password.
@@ -425,6 +428,41 @@ void TestFaultsController::newKeyFailsTheScheduledReconnect()
     QVERIFY(requests(reset).isEmpty());
     QCOMPARE(state.jobs().first().nextRunAt, std::optional<QDateTime>(utc(15, 9)));
     expectNothingLost();
+}
+
+void TestFaultsController::unpinnedKeyIsNotAskedAboutByAScheduledRun()
+{
+    Sim &sim = startSim();
+    connected(sim);
+    now = utc(13, 12);
+    state->addJob(job(u"Nightly"_s, firstAccessPoints(2), RecurrenceRule::dailyAt(3, 0)));
+    // The program starts again, and the pin is gone (removed in Settings): at 03:00 nobody is
+    // there to compare fingerprints, and every later job would wait behind the question.
+    state.reset();
+    trust->removePin(host);
+    approver->held = true;
+    AppState &state = makeState();
+    m_runs = std::make_unique<QSignalSpy>(&scheduler(), &SchedulerEngine::runFinished);
+    const qsizetype asked = approver->asked.size();
+    const qsizetype handshakesBefore = handshakes(sim).size();
+    now = utc(14, 3);
+    runDueJob(0);
+
+    QCOMPARE(approver->asked.size(), asked);
+    QCOMPARE(handshakes(sim).size(), handshakesBefore); // not even the key was fetched
+    QVERIFY(!state.isLoggedIn());
+    QCOMPARE(logMessages().first(),
+             u"Scheduled job 'Nightly' skipped \u2014 confirm the controller's certificate in Lanternfold first."_s);
+    QTRY_COMPARE(notified().size(), 1);
+    QCOMPARE(lastNotification().summary, u"Lanternfold"_s);
+    QCOMPARE(lastNotification().body,
+             u"Scheduled job 'Nightly' skipped \u2014 confirm the controller's certificate in Lanternfold first."_s);
+    QCOMPARE(state.jobs().first().nextRunAt, std::optional<QDateTime>(utc(15, 3)));
+    // The person connects and confirms the key: the next run goes ahead.
+    approver->held = false;
+    connectTo(sim);
+    QVERIFY(state.isLoggedIn());
+    QCOMPARE(approver->asked.size(), asked + 1);
 }
 
 QTEST_GUILESS_MAIN(TestFaultsController)

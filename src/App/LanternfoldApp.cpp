@@ -26,7 +26,7 @@ LanternfoldApp::LanternfoldApp(ScheduleStore &store, CertTrustService &pins, con
 {
     // The one question about a controller's key, for every connection the program makes.
     m_firstUse->setApprover(m_question.get());
-    new RunNotifier(*m_scheduler, platform.notifications);
+    new RunNotifier(*m_appState, *m_scheduler, platform.notifications);
     m_scheduler->start();
     AppDelegate::Actions actions;
     actions.openMainWindow = [this] { openMainWindow(); };

@@ -19,6 +19,13 @@ namespace lanternfold {
 using namespace Qt::StringLiterals;
 
 const QString AppState::configDefaultsKey = u"com.lanternfold.controllerConfig"_s;
+const QString AppState::passwordRefusedKey = u"com.lanternfold.savedPasswordRefused"_s;
+
+namespace {
+
+const QString passwordRefusedLine = u"Lanternfold needs the controller password again: the saved one was refused."_s;
+
+} // namespace
 
 /// A connect under way; reconnects wait for it instead of starting another.
 struct AppState::ConnectAttempt
@@ -173,17 +180,66 @@ ControllerSession *AppState::openSession(const ControllerConfig &config)
     auto *session = new ControllerSession(config, m_trust, m_keychain, this);
     if (m_transferTimeout)
         session->setTransferTimeout(*m_transferTimeout);
+    if (m_requestDeadline)
+        session->setRequestDeadline(*m_requestDeadline);
     // Reported after the refused request has ended; the failed operation's own error then follows
     // with the same text.
     QObject::connect(session, &ControllerSession::certificateMismatch, this,
                      [this](const QString & /*host*/, const QString &expected, const QString &presented) {
                          setLastError(UnifiAPIError::certificateMismatch(expected, presented).description());
                      });
-    QObject::connect(session, &ControllerSession::renewalFailed, this, [this](const UnifiAPIError &error) {
+    QObject::connect(session, &ControllerSession::renewalFailed, this, [this, session](const UnifiAPIError &error) {
         setLastError(error.description());
         log(u"Connect failed: "_s + error.description());
+        if (ControllerSession::refusesThePassword(error)) {
+            markPasswordRefused(session->config());
+            endSession(session);
+        }
     });
+    QObject::connect(session, &ControllerSession::renewalImpossible, this, [this, session] { endSession(session); });
     return session;
+}
+
+void AppState::endSession(ControllerSession *session)
+{
+    if (m_session != session)
+        return;
+    // The operations that met the expiry end with the session; the scheduler's next run finds
+    // the state logged out and reconnects or skips.
+    session->markUnrenewable();
+    (void)retire(std::exchange(m_session, nullptr), /*logOut=*/false);
+    setLoggedIn(false);
+    setAccessPoints({});
+    setCameras({});
+}
+
+bool AppState::isSavedPasswordRefused() const
+{
+    if (!m_config)
+        return false;
+    const QSettings settings(m_settingsPath, QSettings::NativeFormat);
+    return settings.value(passwordRefusedKey).toString() == keyringAccount(*m_config);
+}
+
+void AppState::markPasswordRefused(const ControllerConfig &config)
+{
+    QSettings settings(m_settingsPath, QSettings::NativeFormat);
+    if (settings.value(passwordRefusedKey).toString() == keyringAccount(config))
+        return; // said already
+    settings.setValue(passwordRefusedKey, keyringAccount(config));
+    settings.sync();
+    qCWarning(lcState) << "the controller refused the saved password: no automatic login until the person connects";
+    log(passwordRefusedLine);
+    Q_EMIT savedPasswordRefused();
+}
+
+void AppState::clearPasswordRefused()
+{
+    QSettings settings(m_settingsPath, QSettings::NativeFormat);
+    if (!settings.contains(passwordRefusedKey))
+        return;
+    settings.remove(passwordRefusedKey);
+    settings.sync();
 }
 
 QCoro::Task<void> AppState::retire(QPointer<ControllerSession> session, bool logOut)
@@ -199,16 +255,18 @@ QCoro::Task<Done> AppState::connect(ControllerConfig config, QString password, b
 {
     auto attempt = std::make_shared<ConnectAttempt>();
     m_connectAttempt = attempt;
-    co_return co_await performConnect(std::move(config), std::move(password), rememberPassword, attempt);
+    co_return co_await performConnect(std::move(config), std::move(password), rememberPassword, attempt,
+                                      /*unattended=*/false);
 }
 
 QCoro::Task<Done> AppState::performConnect(ControllerConfig config, QString password, bool rememberPassword,
-                                           std::shared_ptr<ConnectAttempt> attempt)
+                                           std::shared_ptr<ConnectAttempt> attempt, bool unattended)
 {
     const std::shared_ptr<Latch> gone = m_gone;
     setConnecting(true);
     setLastError(std::nullopt);
     const QPointer<ControllerSession> session = openSession(config);
+    session->setMayAskAboutKeys(!unattended);
     m_pending.append(session);
     qCDebug(lcState) << "connecting to" << config.host << "port" << config.port;
     const auto login = co_await session->login(password);
@@ -228,6 +286,13 @@ QCoro::Task<Done> AppState::performConnect(ControllerConfig config, QString pass
         if (session && !session->isClosed()) {
             setLastError(login.error().description());
             log(u"Connect failed: "_s + login.error().description());
+            if (unattended) {
+                const UnifiAPIError::Case kind = login.error().kind();
+                m_reconnectNeedsCertificate = kind == UnifiAPIError::Case::certificateRejected ||
+                                              kind == UnifiAPIError::Case::certificateMismatch;
+                if (ControllerSession::refusesThePassword(login.error()))
+                    markPasswordRefused(config);
+            }
         }
         (void)retire(session, /*logOut=*/false);
         finish();
@@ -239,6 +304,9 @@ QCoro::Task<Done> AppState::performConnect(ControllerConfig config, QString pass
     setConfig(config);
     setLoggedIn(true);
     persistConfig();
+    // The person typed a password that worked: automatic logins may use the saved one again.
+    if (!unattended)
+        clearPasswordRefused();
     if (rememberPassword) {
         // Deliberately nothing when not asked: a password saved earlier stays where it is.
         co_await m_keychain.savePassword(password, keyringAccount(config));
@@ -274,7 +342,9 @@ QCoro::Task<bool> AppState::reconnectIfPossible()
         co_await wakeup.wait();
         co_return !gone->isSet() && m_isLoggedIn;
     }
-    if (!m_config)
+    m_reconnectNeedsCertificate = false;
+    // A refused password is not tried again: repeated failed logins lock accounts.
+    if (!m_config || isSavedPasswordRefused())
         co_return false;
     const ControllerConfig config = *m_config;
     // Claimed before the keyring is read, so that a second reconnect waits for this one.
@@ -289,7 +359,7 @@ QCoro::Task<bool> AppState::reconnectIfPossible()
         attempt->finished.set();
         co_return false;
     }
-    co_await performConnect(config, *password, /*rememberPassword=*/true, attempt);
+    co_await performConnect(config, *password, /*rememberPassword=*/true, attempt, /*unattended=*/true);
     co_return !gone->isSet() && m_isLoggedIn;
 }
 
@@ -398,10 +468,11 @@ QCoro::Task<AppState::BatchOutcome> AppState::restartBatch(QList<RestartTarget> 
             // reported; ended with its session, the targets not reached are.
             if (gone->isSet() || (options.cancel && options.cancel->isSet()))
                 co_return outcome;
+            const UnifiAPIError why = started ? started->endedBecause() : UnifiAPIError::closed();
             for (qsizetype rest = index; rest < targets.size(); ++rest) {
                 const RestartTarget &target = targets.at(rest);
                 outcome.failed.append(target);
-                log(u"Restart failed for "_s + target.displayName + u": "_s + UnifiAPIError::closed().description());
+                log(u"Restart failed for "_s + target.displayName + u": "_s + why.description());
             }
             co_return outcome;
         }

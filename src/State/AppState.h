@@ -55,6 +55,8 @@ class AppState final : public QObject
 
 public:
     static const QString configDefaultsKey;
+    /// The keyring account ("user@host") whose saved password the controller refused, if any.
+    static const QString passwordRefusedKey;
     static constexpr int activityLogLimit = 200;
 
     using Clock = StateClock;
@@ -79,19 +81,28 @@ public:
     [[nodiscard]] const QStringList &activityLog() const { return m_activityLog; }
     [[nodiscard]] QDateTime now() const { return m_clock.now(); }
     [[nodiscard]] Calendar calendar() const { return m_clock.calendar(); }
+    /// The controller refused the saved password of the configured controller and user: no
+    /// automatic login is tried until the person connects by hand. Kept across restarts.
+    [[nodiscard]] bool isSavedPasswordRefused() const;
+    /// The last automatic reconnect stopped at a key that nobody has confirmed (new or changed).
+    [[nodiscard]] bool reconnectNeedsCertificate() const { return m_reconnectNeedsCertificate; }
     /// The jobs themselves, for the scheduler that records their runs.
     [[nodiscard]] JobList &jobList() const { return *m_jobList; }
 
     /// How long a controller may keep one request waiting, for the sessions of connects from now
     /// on. Tests shorten it; the program keeps the client's default of 60 seconds.
     void setTransferTimeout(std::chrono::milliseconds timeout) { m_transferTimeout = timeout; }
+    /// How long one request may take from its start, for the sessions of connects from now on.
+    void setRequestDeadline(std::chrono::milliseconds deadline) { m_requestDeadline = deadline; }
 
     // Connection life.
     /// Logs in to config's controller with password; on success the configuration is saved, and the
     /// password too when rememberPassword.
     QCoro::Task<Done> connect(ControllerConfig config, QString password, bool rememberPassword);
     /// Logged in afterwards? With the saved configuration and the keyring's password; while a
-    /// connect is under way, its outcome instead of a second attempt.
+    /// connect is under way, its outcome instead of a second attempt. Nobody watches it: a key not
+    /// confirmed yet is not asked about (reconnectNeedsCertificate), and a saved password the
+    /// controller refused is not tried again until the person connects by hand.
     QCoro::Task<bool> reconnectIfPossible();
     QCoro::Task<Done> disconnect();
     QCoro::Task<Done> refreshDevices();
@@ -139,6 +150,8 @@ Q_SIGNALS:
     void jobsChanged();
     void lastErrorChanged();
     void activityLogChanged();
+    /// The controller refused the saved password of an automatic login; said once per refusal.
+    void savedPasswordRefused();
 
 private:
     struct ConnectAttempt;
@@ -154,10 +167,17 @@ private:
     void persistConfig();
 
     ControllerSession *openSession(const ControllerConfig &config);
+    /// The logged-in session can no longer be used (its renewal was refused or impossible): the
+    /// state is logged out, as after a disconnect, without telling the controller.
+    void endSession(ControllerSession *session);
+    /// Remembers that the controller refused config's saved password, and says so once.
+    void markPasswordRefused(const ControllerConfig &config);
+    void clearPasswordRefused();
     /// Ends a session as ControllerSession::retire does, then lets it go.
     static QCoro::Task<void> retire(QPointer<ControllerSession> session, bool logOut);
+    /// unattended: an automatic reconnect, which asks nobody and records a refused password.
     QCoro::Task<Done> performConnect(ControllerConfig config, QString password, bool rememberPassword,
-                                     std::shared_ptr<ConnectAttempt> attempt);
+                                     std::shared_ptr<ConnectAttempt> attempt, bool unattended);
     QCoro::Task<Result<Done, UnifiAPIError>> restartOn(QPointer<ControllerSession> session, RestartTarget target,
                                                        std::shared_ptr<RenewalBudget> budget);
 
@@ -181,6 +201,8 @@ private:
     QList<QPointer<ControllerSession>> m_pending;
     std::shared_ptr<ConnectAttempt> m_connectAttempt;
     std::optional<std::chrono::milliseconds> m_transferTimeout;
+    std::optional<std::chrono::milliseconds> m_requestDeadline;
+    bool m_reconnectNeedsCertificate = false;
     /// Set by the destructor; every suspended operation checks it before touching the state.
     std::shared_ptr<Latch> m_gone;
 };

@@ -4,6 +4,8 @@
 #include "Platform/KeychainService.h"
 #include "State/StateLog.h"
 
+#include <QTimer>
+
 #include <utility>
 
 namespace lanternfold {
@@ -40,6 +42,18 @@ void ControllerSession::setTransferTimeout(std::chrono::milliseconds timeout)
         m_client->setTransferTimeout(timeout);
 }
 
+void ControllerSession::setRequestDeadline(std::chrono::milliseconds deadline)
+{
+    if (m_client)
+        m_client->setRequestDeadline(deadline);
+}
+
+void ControllerSession::setMayAskAboutKeys(bool mayAsk)
+{
+    if (m_client)
+        m_client->setMayAskAboutKeys(mayAsk);
+}
+
 bool ControllerSession::isEnding() const
 {
     return m_ending->isSet();
@@ -67,18 +81,10 @@ QCoro::Task<APIResult<Done>> ControllerSession::login(QString password)
 
 // Expired sessions.
 
-bool ControllerSession::mayRenewAfter(const UnifiAPIError &error)
+bool ControllerSession::refusesThePassword(const UnifiAPIError &error)
 {
-    // Repeated logins lock the account on a console: stop at the first sign of that.
-    switch (error.kind()) {
-    case UnifiAPIError::Case::invalidCredentials:
-    case UnifiAPIError::Case::twoFactorRequired:
-        return false;
-    case UnifiAPIError::Case::server:
-        return error.status() != 429;
-    default:
-        return true;
-    }
+    return error.kind() == UnifiAPIError::Case::invalidCredentials ||
+           error.kind() == UnifiAPIError::Case::twoFactorRequired;
 }
 
 template <typename T, typename Call>
@@ -102,7 +108,7 @@ QCoro::Task<APIResult<T>> ControllerSession::callWithRenewal(std::shared_ptr<Ren
         co_return result;
     // A session that ended meanwhile sends nothing more, renewed or not.
     if (ending->isSet() || !client || client->isClosed())
-        co_return UnifiAPIError::closed();
+        co_return m_endedBecause;
     if (!renewed)
         co_return result;
     co_return co_await call(*client);
@@ -142,13 +148,18 @@ QCoro::Task<bool> ControllerSession::performRenewal(std::shared_ptr<Renewal> ren
     qCDebug(lcState) << "session of" << m_config.host << "expired: logging in again";
     KeychainService &keychain = m_keychain;
     const auto password = co_await keychain.readPassword(KeychainService::account(m_config.host, m_config.username));
-    if (gone->isSet() || !client || client->isClosed() || !password)
+    if (gone->isSet() || !client || client->isClosed())
         co_return finish(false);
+    if (!password) {
+        Q_EMIT renewalImpossible();
+        co_return finish(false);
+    }
     const auto login = co_await client->login(*password);
     if (gone->isSet() || !client || client->isClosed())
         co_return finish(false);
     if (!login.ok()) {
-        if (!mayRenewAfter(login.error()))
+        // Repeated logins with a refused password lock the account on a console: stop at once.
+        if (refusesThePassword(login.error()))
             m_renewalRefused = true;
         Q_EMIT renewalFailed(login.error());
         co_return finish(false);
@@ -182,7 +193,7 @@ QCoro::Task<APIResult<Done>> ControllerSession::restart(RestartTarget target, st
 QCoro::Task<APIResult<Done>> ControllerSession::sendRestart(RestartTarget target)
 {
     if (isEnding() || !m_client)
-        co_return UnifiAPIError::closed();
+        co_return m_endedBecause;
     const std::shared_ptr<Latch> gone = m_gone;
     const QPointer<UnifiAPIClient> client = m_client;
     // Counted from the moment the command leaves until its answer: retirement waits for exactly
@@ -219,11 +230,17 @@ QCoro::Task<void> ControllerSession::retire(bool logOut)
     const std::shared_ptr<Latch> gone = m_gone;
     m_ending->set();
     qCDebug(lcState) << "session of" << m_config.host << "ending;" << m_commandsInFlight << "command(s) in flight";
-    while (!gone->isSet() && m_commandsInFlight > 0) {
+    // Each command ends by its request's deadline at the latest; the grace covers the answer's
+    // way back, and a command that outlives both is abandoned when the client closes.
+    QTimer patience;
+    patience.setSingleShot(true);
+    patience.start(m_client ? m_client->requestDeadline() + retireGrace : retireGrace);
+    while (!gone->isSet() && m_commandsInFlight > 0 && patience.isActive()) {
         const std::shared_ptr<Latch> settled = m_settled;
         Wakeup wakeup;
         wakeup.watch(*settled);
         wakeup.watch(*gone);
+        wakeup.watch(&patience, &QTimer::timeout);
         co_await wakeup.wait();
     }
     if (gone->isSet())

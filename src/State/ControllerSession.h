@@ -49,6 +49,16 @@ public:
     [[nodiscard]] const ControllerConfig &config() const { return m_config; }
     /// How long the controller may keep one request waiting (tests shorten it).
     void setTransferTimeout(std::chrono::milliseconds timeout);
+    /// How long one request may take from its start (tests shorten it).
+    void setRequestDeadline(std::chrono::milliseconds deadline);
+    /// A session nobody watches never asks about a first-seen key: its login fails at once.
+    void setMayAskAboutKeys(bool mayAsk);
+    /// How long retire() waits for commands in flight beyond a request's deadline.
+    static constexpr std::chrono::milliseconds retireGrace{5'000};
+
+    /// Whether a login that failed with error says the saved password is no good any more: a
+    /// refused password, or an account that now wants a second factor.
+    static bool refusesThePassword(const UnifiAPIError &error);
 
     /// The first login, with the password the person typed or the keyring gave.
     QCoro::Task<APIResult<Done>> login(QString password);
@@ -68,6 +78,10 @@ public:
     /// Set once the session is ending (retired or closed): batches stop at their next pause.
     [[nodiscard]] const std::shared_ptr<Latch> &ending() const { return m_ending; }
     [[nodiscard]] bool isEnding() const;
+    /// What operations that the session's end cut short fail with: a closed connection, unless the
+    /// session ended because it could not be renewed (markUnrenewable), which is "Not logged in.".
+    [[nodiscard]] const UnifiAPIError &endedBecause() const { return m_endedBecause; }
+    void markUnrenewable() { m_endedBecause = UnifiAPIError::notLoggedIn(); }
     [[nodiscard]] bool isClosed() const;
 
     /// Refreshes of this session's devices: how many started, and a latch set when those under
@@ -79,8 +93,11 @@ public:
     [[nodiscard]] std::shared_ptr<Latch> refreshesUnderWay() const { return m_refreshed; }
 
 Q_SIGNALS:
-    /// The login that was to renew an expired session failed with error.
+    /// The login that was to renew an expired session failed with error. When the error refuses
+    /// the password, the session will not try again.
     void renewalFailed(const lanternfold::UnifiAPIError &error);
+    /// An expired session could not log in again because the keyring has no password for it.
+    void renewalImpossible();
     /// The controller presented a key other than the pinned one; nothing was sent over it.
     void certificateMismatch(const QString &host, const QString &expected, const QString &presented);
 
@@ -94,8 +111,6 @@ private:
     QCoro::Task<bool> renew(std::shared_ptr<RenewalBudget> budget);
     QCoro::Task<bool> performRenewal(std::shared_ptr<Renewal> renewal);
     QCoro::Task<APIResult<Done>> sendRestart(RestartTarget target);
-    /// Whether a failed renewal may be tried again by a later operation.
-    static bool mayRenewAfter(const UnifiAPIError &error);
 
     ControllerConfig m_config;
     KeychainService &m_keychain;
@@ -113,9 +128,11 @@ private:
     int m_generation = 0;
     /// The renewal under way, which concurrent failures share.
     std::shared_ptr<Renewal> m_renewal;
-    /// The controller refused a renewal for good (wrong credentials, a second factor, too many
-    /// logins): no automatic login on this session again.
+    /// The controller refused the password of a renewal (wrong credentials, a second factor): no
+    /// automatic login on this session again. A rate limit or a network failure only ends the
+    /// operation that met it; the next one may try once more.
     bool m_renewalRefused = false;
+    UnifiAPIError m_endedBecause = UnifiAPIError::closed();
 
     int m_refreshesStarted = 0;
     int m_refreshesUnderWay = 0;

@@ -10,10 +10,16 @@ namespace lanternfold {
 
 using namespace Qt::StringLiterals;
 
-RunNotifier::RunNotifier(SchedulerEngine &engine, NotificationService &notifications)
+const QString RunNotifier::passwordRefusedText =
+    u"Lanternfold needs the controller password again: the saved one was refused."_s;
+
+RunNotifier::RunNotifier(AppState &state, SchedulerEngine &engine, NotificationService &notifications)
     : QObject(&engine), m_notifications(notifications)
 {
-    connect(&engine, &SchedulerEngine::jobSkipped, this, &RunNotifier::jobSkipped);
+    connect(&engine, &SchedulerEngine::jobSkipped, this,
+            [this](const ScheduledJob &job, SchedulerEngine::SkipReason reason) { jobSkipped(job, int(reason)); });
+    connect(&state, &AppState::savedPasswordRefused, this,
+            [this] { m_notifications.post(u"Lanternfold"_s, passwordRefusedText); });
     connect(&engine, &SchedulerEngine::jobRan, this, &RunNotifier::jobRan);
     // From the event loop: the first use of the session bus waits for the connection to it, and
     // the window need not wait for that. Nothing depends on the answer.
@@ -31,8 +37,13 @@ QString RunNotifier::outcomeText(const AppState::BatchOutcome &outcome)
            u" failed: "_s + names.join(u", "_s);
 }
 
-void RunNotifier::jobSkipped(const ScheduledJob &job)
+void RunNotifier::jobSkipped(const ScheduledJob &job, int reason)
 {
+    if (SchedulerEngine::SkipReason(reason) == SchedulerEngine::SkipReason::certificateUnconfirmed) {
+        m_notifications.post(u"Lanternfold"_s, u"Scheduled job '"_s + job.name +
+                                                   u"' skipped \u2014 confirm the controller's certificate in Lanternfold first."_s);
+        return;
+    }
     m_notifications.post(u"Lanternfold"_s, u"Couldn't run '"_s + job.name + u"': not connected to the controller."_s);
 }
 

@@ -64,9 +64,12 @@ QCoro::Task<void> SchedulerEngine::run(QPointer<SchedulerEngine> self, Scheduled
         if (!self || !appState)
             co_return;
         if (!loggedIn) {
-            appState->log(u"Scheduled job '"_s + job.name +
-                          u"' skipped \u2014 not logged in and auto-reconnect failed."_s);
-            Q_EMIT self->jobSkipped(job);
+            const bool certificate = appState->reconnectNeedsCertificate();
+            appState->log(certificate ? u"Scheduled job '"_s + job.name +
+                                            u"' skipped \u2014 confirm the controller's certificate in Lanternfold first."_s
+                                      : u"Scheduled job '"_s + job.name +
+                                            u"' skipped \u2014 not logged in and auto-reconnect failed."_s);
+            Q_EMIT self->jobSkipped(job, certificate ? SkipReason::certificateUnconfirmed : SkipReason::notConnected);
             self->markRan(job, false);
             co_return;
         }

@@ -10,6 +10,7 @@
 #include <QCoroTask>
 
 #include <chrono>
+#include <cstdint>
 
 class QTimer;
 
@@ -28,6 +29,15 @@ class SchedulerEngine final : public QObject
 public:
     static constexpr std::chrono::seconds interval{20};
 
+    /// Why a due job could not run.
+    enum class SkipReason : std::uint8_t {
+        /// Not logged in, and reconnecting failed.
+        notConnected,
+        /// Reconnecting met a key that nobody has confirmed: a run nobody watches does not ask.
+        certificateUnconfirmed,
+    };
+    Q_ENUM(SkipReason)
+
     /// Runs the jobs of appState, and dies with it.
     explicit SchedulerEngine(AppState &appState);
     ~SchedulerEngine() override;
@@ -42,8 +52,8 @@ public:
     [[nodiscard]] bool isStarted() const;
 
 Q_SIGNALS:
-    /// job was due but could not run: not logged in, and reconnecting failed.
-    void jobSkipped(const lanternfold::ScheduledJob &job);
+    /// job was due but could not run, for reason.
+    void jobSkipped(const lanternfold::ScheduledJob &job, lanternfold::SchedulerEngine::SkipReason reason);
     /// job ran: its devices were restarted, or failed to be, as outcome says.
     void jobRan(const lanternfold::ScheduledJob &job, const lanternfold::AppState::BatchOutcome &outcome);
     /// A picked job's run has ended, on every path.

@@ -75,7 +75,7 @@ public:
         state = std::make_unique<AppState>(*store, *firstUse, *keychainInUse, settingsPath(),
                                            withClock ? *withClock : clock());
         engine = new SchedulerEngine(*state);
-        new RunNotifier(*engine, *notificationsInUse);
+        new RunNotifier(*state, *engine, *notificationsInUse);
         engine->start();
         return *state;
     }
