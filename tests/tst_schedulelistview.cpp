@@ -468,6 +468,22 @@ void TestScheduleListView::controlsAreNamed()
     for (int index = 0; index < list->childCount(); ++index)
         found = found || list->child(index)->text(QAccessible::Name) == u"Evenings"_s;
     QVERIFY(found);
+    // Every text a row shows reaches assistive technology: the name, then the rule, the devices
+    // and the runs as the description.
+    QAccessibleInterface *evenings = nullptr;
+    for (int index = 0; index < list->childCount(); ++index) {
+        if (list->child(index)->text(QAccessible::Name) == u"Evenings"_s)
+            evenings = list->child(index);
+    }
+    QVERIFY(evenings);
+    const JobRow *row = view.row(1);
+    const QString description = evenings->text(QAccessible::Description);
+    for (const QLabel *label : {row->summaryLabel(), row->targetsLabel(), row->nextRunLabel()}) {
+        QVERIFY(!label->text().isEmpty());
+        QVERIFY2(description.contains(label->text()), qPrintable(description));
+    }
+    QCOMPARE(accessibleName(view.row(1)), u"Evenings"_s);
+    QCOMPARE(QAccessible::queryAccessibleInterface(view.row(1))->text(QAccessible::Description), description);
     // A rename reaches the name at once.
     ScheduledJob renamed = state->jobs().at(1);
     renamed.name = u"Nights"_s;

@@ -76,6 +76,7 @@ QVariant DeviceListModel::data(const QModelIndex &index, int role) const
         return {};
     switch (role) {
     case Qt::DisplayRole:
+    case Qt::AccessibleTextRole:
         return device->name;
     case subtitleRole:
     case Qt::AccessibleDescriptionRole:

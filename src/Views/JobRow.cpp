@@ -84,7 +84,19 @@ void JobRow::setJob(ScheduledJob job)
     m_nextRun->setText(m_job.nextRunAt ? dateLine(u"Next: "_s, *m_job.nextRunAt, calendar) : QString());
     m_lastRun->setVisible(m_job.lastRunAt.has_value());
     m_lastRun->setText(m_job.lastRunAt ? dateLine(u"Last: "_s, *m_job.lastRunAt, calendar) : QString());
+    setAccessibleName(m_job.name);
+    setAccessibleDescription(description());
     applyColours();
+}
+
+QString JobRow::description() const
+{
+    QStringList lines{m_summary->text(), m_targets->text()};
+    for (const JobRowLabel *label : {m_nextRun, m_lastRun}) {
+        if (!label->text().isEmpty())
+            lines.append(label->text());
+    }
+    return lines.join(u"; "_s);
 }
 
 void JobRow::setSelected(bool selected)

@@ -27,6 +27,9 @@ public:
     void setJob(ScheduledJob job);
     /// Selected rows sit on the accent colour: their text follows.
     void setSelected(bool selected);
+    /// Every text the row shows but the name, in reading order: the rule, the devices, the next
+    /// and the last run. What assistive technology reads after the name.
+    [[nodiscard]] QString description() const;
 
     [[nodiscard]] QCheckBox *enabledSwitch() const { return m_switch; }
     [[nodiscard]] JobRowLabel *nameLabel() const { return m_name; }

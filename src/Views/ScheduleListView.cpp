@@ -127,6 +127,7 @@ void ScheduleListView::jobsChanged()
     for (int position = 0; position < m_list->count(); ++position) {
         row(position)->setJob(jobs.at(position));
         m_list->item(position)->setData(Qt::AccessibleTextRole, jobs.at(position).name);
+        m_list->item(position)->setData(Qt::AccessibleDescriptionRole, row(position)->description());
     }
 }
 
@@ -145,6 +146,7 @@ void ScheduleListView::rebuildRows()
         auto *jobRow = new JobRow(m_appState, job, m_list->viewport());
         item->setSizeHint(jobRow->sizeHint());
         m_list->setItemWidget(item, jobRow);
+        item->setData(Qt::AccessibleDescriptionRole, jobRow->description());
         if (job.id == current)
             m_list->setCurrentItem(item, QItemSelectionModel::NoUpdate);
         item->setSelected(selected.contains(job.id));
