@@ -1,6 +1,7 @@
 #include "StateFixture.h"
 
 #include "Schedules/RecurrenceRuleNextRun.h"
+#include "State/JobList.h"
 #include "Views/DeviceListModel.h"
 #include "Views/ScheduleEditView.h"
 #include "Views/WeekdayCell.h"
@@ -40,6 +41,7 @@ private Q_SLOTS:
     void devicesAreTogglesInAccessPointThenCameraOrder();
     void editingAJobWhoseDevicesAreNotLoadedDropsThem();
     void editingKeepsIdEnabledFlagAndLastRun();
+    void runThatEndedWhileTheEditorWasOpenKeepsItsRunTimes();
     void confirmNeedsANameADeviceAndAWeekdayWhenWeekly();
     void intervalStepperStopsAtOneAndOneHundredSixtyEight();
     void staggerStepperMovesInFivesBetweenZeroAndThreeHundred();
@@ -289,6 +291,30 @@ void TestScheduleEditView::editingAJobWhoseDevicesAreNotLoadedDropsThem()
     QCOMPARE(state->jobs().first().id, existing.id);
     QCOMPARE(state->jobs().first().targets, QList<RestartTarget>{loaded});
     QCOMPARE(savedJobs(), state->jobs());
+}
+
+void TestScheduleEditView::runThatEndedWhileTheEditorWasOpenKeepsItsRunTimes()
+{
+    ScheduledJob existing = job(u"Weekend"_s, {{RestartTargetKind::accessPoint, u"aa:bb"_s, u"Lobby"_s}},
+                                RecurrenceRule::weeklyAt({1, 7}, 6, 0), 10);
+    existing.isEnabled = false;
+    existing.lastRunAt = utc(2025, 3, 9, 6);
+    existing.nextRunAt = utc(2025, 3, 15, 6);
+    store->save({existing});
+    makeState();
+    ScheduleEditView &editor = openEditor(existing);
+    // A run ends while the person types: it records its own times.
+    now = utc(2025, 3, 15, 6, 1);
+    state->jobList().recordRun(state->jobs().first());
+    const ScheduledJob ran = state->jobs().first();
+    QCOMPARE(ran.lastRunAt, std::optional<QDateTime>(now));
+    editor.nameField()->selectAll();
+    QTest::keyClicks(editor.nameField(), u"Weekend mornings"_s);
+    QTest::mouseClick(editor.confirmButton(), Qt::LeftButton);
+    const ScheduledJob saved = state->jobs().first();
+    QCOMPARE(saved.name, u"Weekend mornings"_s);
+    QCOMPARE(saved.lastRunAt, ran.lastRunAt);
+    QCOMPARE(saved.nextRunAt, ran.nextRunAt);
 }
 
 void TestScheduleEditView::editingKeepsIdEnabledFlagAndLastRun()

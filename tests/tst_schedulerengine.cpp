@@ -30,7 +30,9 @@ private Q_SLOTS:
     void onceJobIsDisabledAfterItsRun();
     void jobDeletedWhileRunningStaysDeleted();
     void intervalCountsFromTheEndOfTheRun();
-    void editDuringARunKeepsTheEditButNotItsNextRun();
+    void editDuringARunKeepsTheEditAndItsNextRun();
+    void ruleKindChangedDuringARun_data();
+    void ruleKindChangedDuringARun();
     void outcomeNotificationNamesTheFailures();
     void dueJobRestartsEverythingByItself();
     void expiredSessionIsRenewedOnceForARun();
@@ -222,7 +224,7 @@ void TestSchedulerEngine::intervalCountsFromTheEndOfTheRun()
     QCOMPARE(state.jobs().first().nextRunAt, std::optional<QDateTime>(due.addSecs(40 + 6 * 3600)));
 }
 
-void TestSchedulerEngine::editDuringARunKeepsTheEditButNotItsNextRun()
+void TestSchedulerEngine::editDuringARunKeepsTheEditAndItsNextRun()
 {
     AppState &state = connectedWithHeldPauses();
     const QList<RestartTarget> targets = firstAccessPoints(2);
@@ -240,8 +242,44 @@ void TestSchedulerEngine::editDuringARunKeepsTheEditButNotItsNextRun()
     waitForRuns(finished, 1);
     QCOMPARE(state.jobs().first().name, u"After"_s);
     QCOMPARE(state.jobs().first().rule, RecurrenceRule::dailyAt(18, 0));
-    // The rule of the copy that ran decides the next run.
-    QCOMPARE(state.jobs().first().nextRunAt, std::optional<QDateTime>(utc(2025, 3, 15, 9)));
+    // The edit's next run stands; the run only records that it ran.
+    QCOMPARE(state.jobs().first().nextRunAt, std::optional<QDateTime>(utc(2025, 3, 14, 18)));
+    QCOMPARE(state.jobs().first().lastRunAt, std::optional<QDateTime>(now));
+}
+
+void TestSchedulerEngine::ruleKindChangedDuringARun_data()
+{
+    QTest::addColumn<bool>("becomesOnce");
+    QTest::newRow("daily becomes once") << true;
+    QTest::newRow("once becomes daily") << false;
+}
+
+void TestSchedulerEngine::ruleKindChangedDuringARun()
+{
+    QFETCH(bool, becomesOnce);
+    const RecurrenceRule before =
+        becomesOnce ? RecurrenceRule::dailyAt(9, 0) : RecurrenceRule::once(utc(2025, 3, 14, 9));
+    const RecurrenceRule after = becomesOnce ? RecurrenceRule::once(utc(2025, 3, 20, 7)) : RecurrenceRule::dailyAt(7, 0);
+    const QDateTime nextRun = becomesOnce ? utc(2025, 3, 20, 7) : utc(2025, 3, 15, 7);
+    AppState &state = connectedWithHeldPauses();
+    now = utc(2025, 3, 13, 12);
+    state.addJob(job(u"Changed"_s, firstAccessPoints(2), before, 10));
+    now = utc(2025, 3, 14, 9);
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
+    scheduler().tick();
+    QTRY_COMPARE(pauses.size(), 1);
+    ScheduledJob edited = state.jobs().first();
+    edited.rule = after;
+    state.updateJob(edited);
+    pauseRelease->set();
+    waitForRuns(finished, 1);
+    // Neither fired at the old time nor disabled by a rule that no longer holds.
+    const ScheduledJob &stored = state.jobs().first();
+    QVERIFY(stored.isEnabled);
+    QCOMPARE(stored.rule, after);
+    QCOMPARE(stored.nextRunAt, std::optional<QDateTime>(nextRun));
+    QCOMPARE(stored.lastRunAt, std::optional<QDateTime>(now));
+    QCOMPARE(savedJobs(), state.jobs());
 }
 
 void TestSchedulerEngine::outcomeNotificationNamesTheFailures()

@@ -88,7 +88,10 @@ void JobList::recordRun(const ScheduledJob &ran)
     QList<ScheduledJob> jobs = m_jobs;
     ScheduledJob &job = jobs[index];
     job.lastRunAt = now;
-    if (ran.rule.kind() == RecurrenceRule::Kind::once) {
+    if (job.rule != ran.rule) {
+        // Edited while it ran: the edit computed the next run from the new rule, and the old
+        // rule (a "once" that ran, a daily time given up) has nothing more to say about it.
+    } else if (ran.rule.kind() == RecurrenceRule::Kind::once) {
         job.isEnabled = false;
         job.nextRunAt = std::nullopt;
     } else {

@@ -27,6 +27,8 @@
 #include <QUuid>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace lanternfold {
 
 using namespace Qt::StringLiterals;
@@ -472,7 +474,12 @@ void ScheduleEditView::save()
     }
 
     if (m_existingJob) {
-        ScheduledJob job = *m_existingJob;
+        // Only what the editor edits is written back, over the job as it is now: a run that ended
+        // while the editor was open keeps its lastRunAt and nextRunAt.
+        const QList<ScheduledJob> &stored = m_appState.jobs();
+        const auto current = std::find_if(stored.cbegin(), stored.cend(),
+                                          [this](const ScheduledJob &job) { return job.id == m_existingJob->id; });
+        ScheduledJob job = current != stored.cend() ? *current : *m_existingJob;
         job.name = m_name;
         job.targets = std::move(targets);
         job.rule = std::move(rule);
