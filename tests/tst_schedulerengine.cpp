@@ -31,6 +31,9 @@ private Q_SLOTS:
     void jobDeletedWhileRunningStaysDeleted();
     void intervalCountsFromTheEndOfTheRun();
     void editDuringARunKeepsTheEditAndItsNextRun();
+    void clockSetForwardAndBackRunsNothingAtTheWrongHour();
+    void suspendAndResumeIsNotAClockChange();
+    void nextRunComputedUnderAWrongClockIsRecomputed();
     void ruleKindChangedDuringARun_data();
     void ruleKindChangedDuringARun();
     void outcomeNotificationNamesTheFailures();
@@ -398,6 +401,87 @@ void TestSchedulerEngine::sessionThatOutlivedItsLifetimeIsRenewedOnce()
     if (QTest::currentTestFailed())
         return;
     QCOMPARE(restartedMacs(sim).size(), 3);
+}
+
+void TestSchedulerEngine::clockSetForwardAndBackRunsNothingAtTheWrongHour()
+{
+    Sim &sim = startSim();
+    AppState &state = makeState();
+    connectTo(sim);
+    now = utc(2025, 3, 14, 12);
+    state.addJob(job(u"Nightly"_s, firstAccessPoints(1), RecurrenceRule::dailyAt(3, 0)));
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
+    scheduler().tick();
+    const QString changed = u"System clock changed; next runs recomputed."_s;
+    // A wrong clock (a year ahead) for one tick: the job is not due at that hour, it moves on.
+    now = now.addYears(1);
+    wallClockSet += std::chrono::milliseconds(utc(2025, 3, 14, 12).msecsTo(now));
+    scheduler().tick();
+    QCOMPARE(logMessages().first(), changed);
+    QCOMPARE(state.jobs().first().nextRunAt, std::optional<QDateTime>(utc(2026, 3, 15, 3)));
+    // Set right again: the next run is tomorrow's, not next year's.
+    wallClockSet -= std::chrono::milliseconds(utc(2025, 3, 14, 12).msecsTo(now));
+    now = utc(2025, 3, 14, 12, 0, 20);
+    scheduler().tick();
+    QCOMPARE(logMessages().first(), changed);
+    QCOMPARE(logMessages().filter(changed).size(), 2);
+    QCOMPARE(state.jobs().first().nextRunAt, std::optional<QDateTime>(utc(2025, 3, 15, 3)));
+    QCOMPARE(finished.size(), 0);
+    QVERIFY(restartedMacs(sim).isEmpty());
+    // And the next day it runs on time, once.
+    now = utc(2025, 3, 15, 3, 0, 10);
+    scheduler().tick();
+    waitForRuns(finished, 1);
+    QCOMPARE(restartedMacs(sim).size(), 1);
+    QCOMPARE(state.jobs().first().nextRunAt, std::optional<QDateTime>(utc(2025, 3, 16, 3)));
+    QCOMPARE(logMessages().filter(changed).size(), 2);
+}
+
+void TestSchedulerEngine::suspendAndResumeIsNotAClockChange()
+{
+    Sim &sim = startSim();
+    AppState &state = makeState();
+    connectTo(sim);
+    now = utc(2025, 3, 14, 12);
+    state.addJob(job(u"Nightly"_s, firstAccessPoints(1), RecurrenceRule::dailyAt(3, 0)));
+    state.addJob(job(u"Evenings"_s, firstAccessPoints(1), RecurrenceRule::dailyAt(20, 0)));
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
+    scheduler().tick();
+    // Asleep for two days: both clocks moved alike, and each overdue job runs once.
+    now = utc(2025, 3, 16, 9);
+    scheduler().tick();
+    waitForRuns(finished, 1);
+    scheduler().tick();
+    waitForRuns(finished, 2);
+    scheduler().tick();
+    QTest::qWait(50);
+    QCOMPARE(finished.size(), 2);
+    QCOMPARE(restartedMacs(sim).size(), 2);
+    QVERIFY(logMessages().filter(u"System clock changed"_s).isEmpty());
+    QCOMPARE(state.jobs().at(0).nextRunAt, std::optional<QDateTime>(utc(2025, 3, 17, 3)));
+    QCOMPARE(state.jobs().at(1).nextRunAt, std::optional<QDateTime>(utc(2025, 3, 16, 20)));
+}
+
+void TestSchedulerEngine::nextRunComputedUnderAWrongClockIsRecomputed()
+{
+    // Saved while the clock read a year ahead (a bad real-time clock before the network set it).
+    ScheduledJob daily = job(u"Nightly"_s, {}, RecurrenceRule::dailyAt(3, 0));
+    daily.nextRunAt = utc(2026, 3, 15, 3);
+    ScheduledJob weekly = job(u"Sundays"_s, {}, RecurrenceRule::weeklyAt({1}, 4, 0));
+    weekly.nextRunAt = utc(2025, 3, 30, 4); // three weeks ahead
+    ScheduledJob hourly = job(u"Six hours"_s, {}, RecurrenceRule::everyInterval(6));
+    hourly.nextRunAt = utc(2025, 3, 14, 15); // within six hours and one: plausible
+    ScheduledJob once = job(u"Far away"_s, {}, RecurrenceRule::once(utc(2030, 1, 1, 0)));
+    once.nextRunAt = utc(2030, 1, 1, 0);
+    store->save({daily, weekly, hourly, once});
+    now = utc(2025, 3, 14, 12);
+    AppState &state = makeState();
+    scheduler().tick();
+    QCOMPARE(state.jobs().at(0).nextRunAt, std::optional<QDateTime>(utc(2025, 3, 15, 3)));
+    QCOMPARE(state.jobs().at(1).nextRunAt, std::optional<QDateTime>(utc(2025, 3, 16, 4)));
+    QCOMPARE(state.jobs().at(2).nextRunAt, std::optional<QDateTime>(utc(2025, 3, 14, 15)));
+    QCOMPARE(state.jobs().at(3).nextRunAt, std::optional<QDateTime>(utc(2030, 1, 1, 0)));
+    QCOMPARE(savedJobs(), state.jobs());
 }
 
 QTEST_GUILESS_MAIN(TestSchedulerEngine)

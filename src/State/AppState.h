@@ -81,6 +81,7 @@ public:
     [[nodiscard]] const QStringList &activityLog() const { return m_activityLog; }
     [[nodiscard]] QDateTime now() const { return m_clock.now(); }
     [[nodiscard]] Calendar calendar() const { return m_clock.calendar(); }
+    [[nodiscard]] std::chrono::milliseconds sinceBoot() const { return m_clock.sinceBoot(); }
     /// The controller refused the saved password of the configured controller and user: no
     /// automatic login is tried until the person connects by hand. Kept across restarts.
     [[nodiscard]] bool isSavedPasswordRefused() const;

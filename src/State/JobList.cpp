@@ -101,4 +101,58 @@ void JobList::recordRun(const ScheduledJob &ran)
     replace(std::move(jobs));
 }
 
+std::optional<std::chrono::seconds> JobList::furthestNextRun(const RecurrenceRule &rule)
+{
+    using namespace std::chrono_literals;
+    switch (rule.kind()) {
+    case RecurrenceRule::Kind::once:
+        return std::nullopt;
+    case RecurrenceRule::Kind::dailyAt:
+        return 25h; // a day, and the hour a change of daylight saving time may add
+    case RecurrenceRule::Kind::weeklyAt:
+        return 8 * 24h;
+    case RecurrenceRule::Kind::everyInterval: {
+        const qint64 hours = std::get<RecurrenceRule::EveryInterval>(rule.value()).hours;
+        // A hand-written interval of a million hours or more is its own bound: none.
+        if (hours <= 0 || hours >= 1'000'000)
+            return std::nullopt;
+        return std::chrono::hours(hours) + 1h;
+    }
+    }
+    return std::nullopt;
+}
+
+bool JobList::recomputeNextRuns(const std::function<bool(const ScheduledJob &, const QDateTime &now)> &needsIt)
+{
+    const QDateTime now = m_clock.now();
+    QList<ScheduledJob> jobs = m_jobs;
+    bool changed = false;
+    for (ScheduledJob &job : jobs) {
+        if (!job.isEnabled || !needsIt(job, now))
+            continue;
+        const std::optional<QDateTime> next = nextRun(job.rule, now, m_clock.calendar());
+        if (next == job.nextRunAt)
+            continue;
+        qCDebug(lcState) << "next run of" << job.id.toString(QUuid::WithoutBraces) << "recomputed:" << next.value_or(QDateTime());
+        job.nextRunAt = next;
+        changed = true;
+    }
+    if (changed)
+        replace(std::move(jobs));
+    return changed;
+}
+
+void JobList::recomputeNextRuns()
+{
+    (void)recomputeNextRuns([](const ScheduledJob &, const QDateTime &) { return true; });
+}
+
+bool JobList::recomputeImplausibleNextRuns()
+{
+    return recomputeNextRuns([](const ScheduledJob &job, const QDateTime &now) {
+        const auto furthest = furthestNextRun(job.rule);
+        return furthest && job.nextRunAt && now.secsTo(*job.nextRunAt) > furthest->count();
+    });
+}
+
 } // namespace lanternfold

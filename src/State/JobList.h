@@ -6,6 +6,8 @@
 #include <QList>
 #include <QObject>
 
+#include <chrono>
+#include <functional>
 #include <optional>
 
 namespace lanternfold {
@@ -36,6 +38,14 @@ public:
     /// Records a finished (or skipped) scheduled run of ran, a copy taken when it started: the job of
     /// that id, if it is still there, gets lastRunAt now and its next run from the rule that ran.
     void recordRun(const ScheduledJob &ran);
+    /// After the wall clock was set: every enabled job's next run afresh from now. Saves only when
+    /// something changed.
+    void recomputeNextRuns();
+    /// Recomputes the next run of every enabled job whose next run lies further ahead than its rule
+    /// can produce from now (a clock that was wrong when it was computed); true when one was.
+    bool recomputeImplausibleNextRuns();
+    /// How far ahead of now a rule's next run can lie; none for a one-off date, which may be anywhere.
+    static std::optional<std::chrono::seconds> furthestNextRun(const RecurrenceRule &rule);
 
 Q_SIGNALS:
     void jobsChanged();
@@ -44,6 +54,8 @@ private:
     [[nodiscard]] std::optional<QDateTime> nextRunAfterNow(const RecurrenceRule &rule) const;
     [[nodiscard]] qsizetype indexOf(const QUuid &id) const;
     void replace(QList<ScheduledJob> jobs);
+    /// Recomputes the next runs of the enabled jobs that needsIt picks; saves if any changed.
+    bool recomputeNextRuns(const std::function<bool(const ScheduledJob &, const QDateTime &now)> &needsIt);
 
     ScheduleStore &m_store;
     StateClock m_clock;

@@ -5,6 +5,8 @@
 
 #include <QTimer>
 
+#include <cstdlib>
+
 namespace lanternfold {
 
 using namespace Qt::StringLiterals;
@@ -31,9 +33,12 @@ void SchedulerEngine::start()
 
 void SchedulerEngine::tick()
 {
-    if (!m_appState || m_isRunningJob)
-        return; // one job at a time: this look is lost, the next tick looks again
+    if (!m_appState)
+        return;
     const QDateTime now = m_appState->now();
+    noticeClockChanges(now);
+    if (m_isRunningJob)
+        return; // one job at a time: this look is lost, the next tick looks again
     for (const ScheduledJob &job : m_appState->jobs()) {
         // A job without a next run is due at the most distant future, which is never.
         if (job.isEnabled && job.nextRunAt && *job.nextRunAt <= now) {
@@ -43,6 +48,27 @@ void SchedulerEngine::tick()
             return;
         }
     }
+}
+
+void SchedulerEngine::noticeClockChanges(const QDateTime &now)
+{
+    const std::chrono::milliseconds sinceBoot = m_appState->sinceBoot();
+    const auto last = std::exchange(m_lastLook, std::make_pair(now, sinceBoot));
+    // A suspend moves both clocks alike: overdue jobs then run once each, as after any pause.
+    if (last) {
+        const qint64 wallMoved = last->first.msecsTo(now);
+        const qint64 bootMoved = (sinceBoot - last->second).count();
+        if (std::abs(wallMoved - bootMoved) > std::chrono::milliseconds(clockChangeThreshold).count()) {
+            qCInfo(lcScheduler) << "wall clock moved" << wallMoved << "ms while" << bootMoved << "ms passed";
+            m_appState->log(u"System clock changed; next runs recomputed."_s);
+            m_appState->jobList().recomputeNextRuns();
+            return;
+        }
+    }
+    // Computed while the clock was wrong (ahead, before the network set it), a next run may lie
+    // further ahead than its rule can produce: it would not come for weeks.
+    if (m_appState->jobList().recomputeImplausibleNextRuns())
+        qCInfo(lcScheduler) << "next runs further ahead than their rules allow were recomputed";
 }
 
 QCoro::Task<void> SchedulerEngine::runAndRelease(QPointer<SchedulerEngine> self, ScheduledJob job)

@@ -10,6 +10,8 @@
 #include <QCoroTask>
 
 #include <chrono>
+#include <optional>
+#include <utility>
 #include <cstdint>
 
 class QTimer;
@@ -28,6 +30,9 @@ class SchedulerEngine final : public QObject
 
 public:
     static constexpr std::chrono::seconds interval{20};
+    /// Between two looks, the wall clock and the time since boot may drift apart by this much
+    /// before it counts as somebody setting the clock.
+    static constexpr std::chrono::minutes clockChangeThreshold{2};
 
     /// Why a due job could not run.
     enum class SkipReason : std::uint8_t {
@@ -65,8 +70,14 @@ private:
     /// A failed or skipped run moves the schedule on exactly like a successful one.
     void markRan(const ScheduledJob &job, bool success);
 
+    /// Recomputes the next runs when the wall clock was set since the last look, or when a next run
+    /// lies further ahead than its rule allows; before any job is taken.
+    void noticeClockChanges(const QDateTime &now);
+
     QPointer<AppState> m_appState;
     QTimer *m_timer = nullptr;
+    /// The wall clock and the time since boot at the last look.
+    std::optional<std::pair<QDateTime, std::chrono::milliseconds>> m_lastLook;
     bool m_isRunningJob = false;
 };
 

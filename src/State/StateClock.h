@@ -23,8 +23,13 @@ struct StateClock
     using Pause = std::function<QCoro::Task<bool>(std::chrono::seconds, std::shared_ptr<Latch>)>;
 
     std::function<QDateTime()> now = [] { return QDateTime::currentDateTimeUtc(); };
+    /// Time since boot, counting time spent suspended (CLOCK_BOOTTIME): it moves with the wall
+    /// clock except when somebody sets the wall clock.
+    std::function<std::chrono::milliseconds()> sinceBoot = bootTime;
     std::function<Calendar()> calendar = [] { return Calendar::current(); };
     Pause pause = sleepFor;
+
+    static std::chrono::milliseconds bootTime();
 };
 
 } // namespace lanternfold

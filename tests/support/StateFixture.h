@@ -30,6 +30,7 @@ public:
         ClientFixture::init();
         store = std::make_unique<ScheduleStore>(dir->path());
         now = QDateTime(QDate(2025, 3, 14), QTime(8, 30), QTimeZone::utc());
+        wallClockSet = std::chrono::milliseconds(0);
         pauses.clear();
         realPauses = false;
         holdPauses = false;
@@ -60,6 +61,11 @@ public:
     {
         AppState::Clock clock;
         clock.now = [this] { return now; };
+        // Time since boot follows now, as when the machine runs or sleeps, except for what a test
+        // sets the wall clock by (wallClockSet).
+        clock.sinceBoot = [this] {
+            return std::chrono::milliseconds(now.toMSecsSinceEpoch()) - wallClockSet;
+        };
         clock.calendar = [] { return calendar(); };
         clock.pause = [this](std::chrono::seconds duration, std::shared_ptr<Latch> cancel) {
             return pause(duration, std::move(cancel));
@@ -201,6 +207,8 @@ public:
     /// The state's scheduler; it dies with the state.
     SchedulerEngine *engine = nullptr;
     QDateTime now;
+    /// How far the wall clock has been set, in all, without time passing.
+    std::chrono::milliseconds wallClockSet{0};
     QList<std::chrono::seconds> pauses;
     /// Real timers instead of recorded pauses.
     bool realPauses = false;
