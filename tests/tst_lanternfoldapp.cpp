@@ -35,6 +35,7 @@ private Q_SLOTS:
     void closingTheWindowKeepsTheProgramAndOpenBringsItBack();
     void openRaisesAWindowThatIsAlreadyShown();
     void aSecondLaunchOpensTheWindow();
+    void onlyOneProcessRunsTheSchedules();
     void loggingInSwapsTheFormForTheTabsInTheSameWindow();
 
 private:
@@ -144,6 +145,23 @@ void TestLanternfoldApp::loggingInSwapsTheFormForTheTabsInTheSameWindow()
     QVERIFY(window.loginView()->isVisible());
     QTRY_VERIFY(!tabs); // the tabs of that session are gone
     QVERIFY(window.isVisible());
+}
+
+void TestLanternfoldApp::onlyOneProcessRunsTheSchedules()
+{
+    // The first program holds the scheduler lock; a second one over the same files (the socket
+    // guard failed, or a background service runs) shows its window but leaves the schedules alone.
+    QVERIFY(m_app->scheduler().isStarted());
+    QTest::ignoreMessage(QtWarningMsg, "Another Lanternfold process of this user runs the schedules; this one leaves them to it.");
+    LanternfoldApp second(*m_store, *trust, dir->filePath(u"Lanternfold.conf"_s),
+                          PlatformServices{m_keychain, m_notifications, m_loginItem});
+    QVERIFY(!second.scheduler().isStarted());
+    QVERIFY(QFileInfo::exists(LanternfoldApp::schedulerLockPath(*m_store)));
+    // Once the first has ended, the lock is free for the next.
+    m_app.reset();
+    LanternfoldApp third(*m_store, *trust, dir->filePath(u"Lanternfold.conf"_s),
+                         PlatformServices{m_keychain, m_notifications, m_loginItem});
+    QVERIFY(third.scheduler().isStarted());
 }
 
 QTEST_MAIN(TestLanternfoldApp)

@@ -2,9 +2,14 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QLocalServer>
+#include <QLocalSocket>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -26,6 +31,8 @@ private Q_SLOTS:
     void lockFileLeftBehindDoesNotHoldTheNextLaunch();
     void launchWaitsWhileAnotherHoldsTheLock();
     void defaultSocketIsInTheRuntimeFolder();
+    void busyInstanceKeepsItsSocketAndGetsTheRequest();
+    void withoutARuntimeFolderTheSocketIsInAPrivateFolder();
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -104,6 +111,44 @@ void TestSingleInstance::defaultSocketIsInTheRuntimeFolder()
     const QByteArray runtime = qgetenv("XDG_RUNTIME_DIR");
     QVERIFY(!runtime.isEmpty());
     QCOMPARE(SingleInstance::defaultSocketPath(), QString::fromLocal8Bit(runtime) + u"/lanternfold.socket"_s);
+}
+
+void TestSingleInstance::busyInstanceKeepsItsSocketAndGetsTheRequest()
+{
+    // A running instance busy for longer than a launch waits: it accepts the connection (the
+    // kernel does that for it) but does not answer in time.
+    QLocalServer busy;
+    QVERIFY(busy.listen(socketPath()));
+    SingleInstance second(socketPath());
+    QCOMPARE(second.claim(), SingleInstance::Claim::leftForBusyInstance);
+    // Its socket is still there and still its own: the launch did not run beside it.
+    QVERIFY(QFileInfo::exists(socketPath()));
+    QVERIFY(busy.isListening());
+    // Once it gets to its event loop, the request is waiting.
+    QVERIFY(busy.waitForNewConnection(1000));
+    QLocalSocket *request = busy.nextPendingConnection();
+    QVERIFY(request);
+    QTRY_VERIFY(request->bytesAvailable() > 0 || request->waitForReadyRead(100));
+    QCOMPARE(request->readAll(), QByteArray("open\n"));
+}
+
+void TestSingleInstance::withoutARuntimeFolderTheSocketIsInAPrivateFolder()
+{
+    const QByteArray runtime = qgetenv("XDG_RUNTIME_DIR");
+    const QByteArray cache = qgetenv("XDG_CACHE_HOME");
+    qunsetenv("XDG_RUNTIME_DIR");
+    qputenv("XDG_CACHE_HOME", QFile::encodeName(m_dir->filePath(u"cache"_s)));
+    const QString path = SingleInstance::defaultSocketPath();
+    qputenv("XDG_RUNTIME_DIR", runtime);
+    qputenv("XDG_CACHE_HOME", cache);
+    QCOMPARE(path, m_dir->filePath(u"cache/lanternfold/lanternfold.socket"_s));
+    QVERIFY(!path.startsWith(QDir::tempPath() + u"/lanternfold"_s));
+    struct stat status = {};
+    QCOMPARE(::stat(QFile::encodeName(m_dir->filePath(u"cache/lanternfold"_s)).constData(), &status), 0);
+    QCOMPARE(status.st_mode & 0777, 0700u);
+    // And it works there.
+    SingleInstance instance(path);
+    QCOMPARE(instance.claim(), SingleInstance::Claim::primary);
 }
 
 QTEST_GUILESS_MAIN(TestSingleInstance)

@@ -2,6 +2,8 @@
 
 #include "App/AppDelegate.h"
 #include "Controller/Trust/FirstUseTrust.h"
+#include "Platform/FileLock.h"
+#include "Schedules/ScheduleStore.h"
 #include "State/AppState.h"
 #include "State/RunNotifier.h"
 #include "State/SchedulerEngine.h"
@@ -10,10 +12,13 @@
 #include "Views/ContentView.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QEvent>
 #include <QTimer>
 
 namespace lanternfold {
+
+using namespace Qt::StringLiterals;
 
 LanternfoldApp::LanternfoldApp(ScheduleStore &store, CertTrustService &pins, const QString &settingsPath,
                                PlatformServices platform, QObject *parent)
@@ -27,7 +32,11 @@ LanternfoldApp::LanternfoldApp(ScheduleStore &store, CertTrustService &pins, con
     // The one question about a controller's key, for every connection the program makes.
     m_firstUse->setApprover(m_question.get());
     new RunNotifier(*m_appState, *m_scheduler, platform.notifications);
-    m_scheduler->start();
+    m_schedulerLock = std::make_unique<FileLock>(schedulerLockPath(store));
+    if (m_schedulerLock->tryLock())
+        m_scheduler->start();
+    else
+        qWarning("Another Lanternfold process of this user runs the schedules; this one leaves them to it.");
     AppDelegate::Actions actions;
     actions.openMainWindow = [this] { openMainWindow(); };
     actions.quit = [] { QCoreApplication::quit(); };
@@ -42,6 +51,11 @@ LanternfoldApp::~LanternfoldApp()
     m_window.reset();
     m_appState.reset();
     m_firstUse.reset();
+}
+
+QString LanternfoldApp::schedulerLockPath(const ScheduleStore &store)
+{
+    return QDir(store.folder()).filePath(u"scheduler.lock"_s);
 }
 
 void LanternfoldApp::start()

@@ -13,6 +13,7 @@ class AppState;
 class CertTrustService;
 class CertificateQuestion;
 class ContentView;
+class FileLock;
 class FirstUseTrust;
 class KeychainService;
 class LoginItemService;
@@ -49,6 +50,8 @@ public:
 
     [[nodiscard]] AppState &appState() const { return *m_appState; }
     [[nodiscard]] SchedulerEngine &scheduler() const { return *m_scheduler; }
+    /// The file whose lock the process that runs the schedules holds, beside the jobs file.
+    static QString schedulerLockPath(const ScheduleStore &store);
     [[nodiscard]] ContentView &window() const { return *m_window; }
     [[nodiscard]] AppDelegate &delegate() const { return *m_delegate; }
 
@@ -67,6 +70,9 @@ private:
     std::unique_ptr<ContentView> m_window;
     std::unique_ptr<CertificateQuestion> m_question;
     std::unique_ptr<AppDelegate> m_delegate;
+    /// At most one process of the user runs the schedules, whatever became of the single-instance
+    /// socket; the background service takes the same lock.
+    std::unique_ptr<FileLock> m_schedulerLock;
     bool m_iconsSet = false;
 };
 

@@ -1,17 +1,17 @@
 #include "App/SingleInstance.h"
 
-#include <QDeadlineTimer>
+#include "Platform/FileLock.h"
+
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QStandardPaths>
-#include <QThread>
 
-#include <cerrno>
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
+#include <chrono>
+
+#include <sys/stat.h>
 
 namespace lanternfold {
 
@@ -19,44 +19,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 constexpr QByteArrayView openRequest("open\n");
-constexpr int handOverTimeoutMs = 2000;
-
-/// Held while one launch looks for a running instance and, finding none, becomes it. An flock on
-/// a file beside the socket: the kernel lets go of it when its holder ends, however it ends, so
-/// no lock is ever stale, and taking it writes and syncs nothing (which a QLockFile does, costing
-/// the start a millisecond or two on a disk).
-class LaunchLock final
-{
-    Q_DISABLE_COPY_MOVE(LaunchLock)
-
-public:
-    explicit LaunchLock(const QString &path)
-        : m_fd(::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600))
-    {
-    }
-    ~LaunchLock()
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
-
-    bool tryLock(int timeoutMs) const
-    {
-        if (m_fd < 0)
-            return false;
-        const QDeadlineTimer deadline(timeoutMs);
-        while (::flock(m_fd, LOCK_EX | LOCK_NB) != 0) {
-            if ((errno != EWOULDBLOCK && errno != EINTR) || deadline.hasExpired())
-                return false;
-            QThread::msleep(10);
-        }
-        return true;
-    }
-
-private:
-    int m_fd;
-};
-
+constexpr std::chrono::milliseconds handOverTimeout{2000};
 } // namespace
 
 SingleInstance::SingleInstance(QString socketPath, QObject *parent)
@@ -68,21 +31,36 @@ SingleInstance::~SingleInstance() = default;
 
 QString SingleInstance::defaultSocketPath()
 {
-    const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
-    if (!runtime.isEmpty())
+    // Read directly: without the variable, Qt would make a folder of its own in the shared /tmp.
+    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    if (!runtime.isEmpty() && QFileInfo(runtime).isDir())
         return QDir(runtime).filePath(u"lanternfold.socket"_s);
-    return QDir::temp().filePath(u"lanternfold-"_s + QString::number(::getuid()) + u".socket"_s);
+    // Nothing in the shared /tmp, where another user could take the name first: a folder of the
+    // user's own, readable by nobody else.
+    const QString folder =
+        QDir(QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation)).filePath(u"lanternfold"_s);
+    QDir().mkpath(folder);
+    ::chmod(QFile::encodeName(folder).constData(), 0700);
+    return QDir(folder).filePath(u"lanternfold.socket"_s);
 }
 
 SingleInstance::Claim SingleInstance::claim()
 {
     // Two launches at the same moment must not both remove and re-create the socket.
-    const LaunchLock lock(m_socketPath + u".lock"_s);
-    if (!lock.tryLock(handOverTimeoutMs))
+    FileLock lock(m_socketPath + u".lock"_s);
+    if (!lock.tryLock(handOverTimeout))
         return Claim::failed;
-    if (handOver())
+    switch (handOver()) {
+    case HandOver::answered:
         return Claim::handedOver;
-    // Nobody answered: whatever socket file is there was left by a process that ended.
+    case HandOver::unanswered:
+        // A socket that accepts a connection belongs to a running instance, busy for now: it finds
+        // the request when it gets to it. Its socket is never removed.
+        return Claim::leftForBusyInstance;
+    case HandOver::nobody:
+        break;
+    }
+    // Nobody listens: whatever socket file is there was left by a process that ended.
     QLocalServer::removeServer(m_socketPath);
     m_server = new QLocalServer(this);
     m_server->setSocketOptions(QLocalServer::UserAccessOption);
@@ -95,17 +73,19 @@ SingleInstance::Claim SingleInstance::claim()
     return Claim::primary;
 }
 
-bool SingleInstance::handOver()
+SingleInstance::HandOver SingleInstance::handOver()
 {
     QLocalSocket socket;
     socket.connectToServer(m_socketPath);
-    if (!socket.waitForConnected(handOverTimeoutMs))
-        return false;
+    if (!socket.waitForConnected(int(handOverTimeout.count())))
+        return HandOver::nobody;
     socket.write(openRequest.data(), openRequest.size());
-    if (!socket.waitForBytesWritten(handOverTimeoutMs))
-        return false;
+    if (!socket.waitForBytesWritten(int(handOverTimeout.count())))
+        return HandOver::unanswered;
     // The running instance answers once it has taken the request.
-    return socket.waitForReadyRead(handOverTimeoutMs) && socket.readAll().startsWith("ok");
+    if (socket.waitForReadyRead(int(handOverTimeout.count())) && socket.readAll().startsWith("ok"))
+        return HandOver::answered;
+    return HandOver::unanswered;
 }
 
 void SingleInstance::acceptRequest()

@@ -3,6 +3,8 @@
 #include <QObject>
 #include <QString>
 
+#include <cstdint>
+
 class QLocalServer;
 
 namespace lanternfold {
@@ -18,14 +20,17 @@ public:
     enum class Claim : std::uint8_t {
         primary,    ///< this process is the one; later launches reach it
         handedOver, ///< another process runs and was asked to open its window: end this one
-        failed,     ///< neither: run anyway, without the guard
+        /// another process runs but did not answer in time (busy): the request waits for it, and
+        /// this one ends
+        leftForBusyInstance,
+        failed, ///< neither: run anyway, without the guard (the scheduler lock still holds)
     };
 
     explicit SingleInstance(QString socketPath, QObject *parent = nullptr);
     ~SingleInstance() override;
 
-    /// $XDG_RUNTIME_DIR/lanternfold.socket; without a runtime folder, a per-user name in the
-    /// temporary folder.
+    /// $XDG_RUNTIME_DIR/lanternfold.socket; without a runtime folder, lanternfold/lanternfold.socket
+    /// in the user's cache folder, made readable by the user alone.
     static QString defaultSocketPath();
 
     /// Asks a running instance to open its window, or becomes the running instance. Runs before
@@ -37,7 +42,8 @@ Q_SIGNALS:
     void openRequested();
 
 private:
-    bool handOver();
+    enum class HandOver : std::uint8_t { answered, unanswered, nobody };
+    HandOver handOver();
     void acceptRequest();
 
     QString m_socketPath;

@@ -100,8 +100,16 @@ int main(int argc, char *argv[])
     QApplication::setQuitOnLastWindowClosed(false);
 
     SingleInstance instance(SingleInstance::defaultSocketPath());
-    if (instance.claim() == SingleInstance::Claim::handedOver)
+    switch (instance.claim()) {
+    case SingleInstance::Claim::handedOver:
         return 0;
+    case SingleInstance::Claim::leftForBusyInstance:
+        std::fputs("Lanternfold is already running and busy; it will open its window when it can.\n", stderr);
+        return 0;
+    case SingleInstance::Claim::primary:
+    case SingleInstance::Claim::failed:
+        break;
+    }
 
     quitOnTerminationSignals(app);
     fonts.wait();

@@ -31,6 +31,11 @@ ScheduleStore::ScheduleStore(const QString &dataFolder)
     m_filePath = QDir(folder).filePath(u"schedules.json"_s);
 }
 
+QString ScheduleStore::folder() const
+{
+    return QFileInfo(m_filePath).path();
+}
+
 ScheduleStore &ScheduleStore::shared()
 {
     static ScheduleStore store([] {

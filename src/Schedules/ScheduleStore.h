@@ -30,6 +30,9 @@ public:
     /// The program's one store, over $XDG_DATA_HOME (~/.local/share), created on first use.
     static ScheduleStore &shared();
 
+    /// The folder of the jobs file, where the program keeps its other files of the same kind.
+    [[nodiscard]] QString folder() const;
+
     QList<ScheduledJob> load();
     void save(const QList<ScheduledJob> &jobs);
 
