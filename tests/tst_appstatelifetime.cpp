@@ -44,6 +44,11 @@ private Q_SLOTS:
     void endDuringAScheduledReconnect_data() { endings(); }
     void endDuringAScheduledReconnect();
     void newConnectRetiresTheOldClientAfterItsCommand();
+    // Disconnect and connect are one thing at a time.
+    void loggedOutBeforeTheLogoutIsAnswered();
+    void disconnectCallsOffAReconnectReadingTheKeyring();
+    void connectByHandCallsOffAScheduledReconnect();
+    void noConnectedLineAfterADisconnect();
 
 private:
     static void endings();
@@ -282,6 +287,80 @@ void TestAppStateLifetime::newConnectRetiresTheOldClientAfterItsCommand()
     await(state.refreshDevices());
     QCOMPARE(state.lastError(), std::nullopt);
     QVERIFY(requestsTo(sim, logoutPath).isEmpty());
+}
+
+void TestAppStateLifetime::loggedOutBeforeTheLogoutIsAnswered()
+{
+    Sim &sim = startSim();
+    AppState &state = makeState();
+    connectTo(sim);
+    const RestartTarget target = firstAccessPoints(1).first();
+    sim.setFault({Sim::FaultKind::Latency, logoutPath, 400ms});
+    auto disconnect = start(state.disconnect());
+    // Nothing may start on the session while its logout is under way.
+    QVERIFY(!state.isLoggedIn());
+    QVERIFY(state.accessPoints().isEmpty());
+    QVERIFY(!await(state.restart(target)).ok());
+    QTRY_VERIFY(disconnect->has_value());
+    QVERIFY(state.activityLog().first().endsWith(u"] Disconnected"_s));
+}
+
+void TestAppStateLifetime::disconnectCallsOffAReconnectReadingTheKeyring()
+{
+    Sim &sim = startSim();
+    AppState &state = makeState();
+    connectTo(sim);
+    await(state.disconnect());
+    const auto logins = requestsTo(sim, loginPath).size();
+    keychain->readsHeld = std::make_shared<Latch>();
+    auto reconnect = start(state.reconnectIfPossible());
+    QTRY_COMPARE(keychain->reads, 1);
+    await(state.disconnect());
+    keychain->readsHeld->set();
+    QTRY_VERIFY(reconnect->has_value());
+    QVERIFY(!**reconnect);
+    QVERIFY(!state.isLoggedIn());
+    QCOMPARE(requestsTo(sim, loginPath).size(), logins);
+    QVERIFY(logMessages().filter(u"Connected to"_s).size() == 1); // the first connect's only
+}
+
+void TestAppStateLifetime::connectByHandCallsOffAScheduledReconnect()
+{
+    // The saved controller is the old one; the person connects to another while the scheduler is
+    // reconnecting to the old one.
+    Sim &old = startSim();
+    Sim &chosen = startSim(old.kind(), old.identity()); // the same key: one pin for the host
+    AppState &state = makeState();
+    connectTo(old);
+    await(state.disconnect());
+    old.setFault({Sim::FaultKind::Latency, loginPath, 400ms});
+    auto reconnect = start(state.reconnectIfPossible());
+    QTRY_COMPARE(requestsTo(old, loginPath).size(), 2); // the reconnect's login is out
+    connectTo(chosen);
+    QTRY_VERIFY(reconnect->has_value());
+    QTest::qWait(500); // the old controller's answer would have come by now
+    QVERIFY(state.isLoggedIn());
+    QCOMPARE(state.config()->port, chosen.port());
+    QCOMPARE(savedConfig()->port, chosen.port());
+    const QStringList connected = logMessages().filter(u"Connected to"_s);
+    QCOMPARE(connected.size(), 2); // the first connect to the old one, and the person's
+    await(state.refreshDevices());
+    QCOMPARE(state.lastError(), std::nullopt);
+}
+
+void TestAppStateLifetime::noConnectedLineAfterADisconnect()
+{
+    Sim &sim = startSim();
+    AppState &state = makeState();
+    sim.setFault({Sim::FaultKind::Latency, u"/proxy/"_s, 400ms});
+    auto connect = start(state.connect(configFor(sim), sim.password(), true));
+    QTRY_VERIFY(state.isLoggedIn()); // the login is done, the device lists are on their way
+    await(state.disconnect());
+    QTRY_VERIFY(connect->has_value());
+    QVERIFY(logMessages().filter(u"Connected to"_s).isEmpty());
+    QCOMPARE(logMessages().first(), u"Disconnected"_s);
+    QVERIFY(!state.isLoggedIn());
+    QVERIFY(!state.isConnecting());
 }
 
 QTEST_GUILESS_MAIN(TestAppStateLifetime)

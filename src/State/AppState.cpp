@@ -31,6 +31,19 @@ const QString passwordRefusedLine = u"Lanternfold needs the controller password 
 struct AppState::ConnectAttempt
 {
     Latch finished;
+    /// An automatic reconnect, which a connect by hand or a disconnect calls off.
+    bool unattended = false;
+    /// Called off: it ends quietly at its next step and changes nothing.
+    bool cancelled = false;
+    /// Its session, once it has one.
+    QPointer<ControllerSession> session;
+
+    void cancel()
+    {
+        cancelled = true;
+        if (session)
+            session->close();
+    }
 };
 
 namespace {
@@ -253,6 +266,9 @@ QCoro::Task<void> AppState::retire(QPointer<ControllerSession> session, bool log
 
 QCoro::Task<Done> AppState::connect(ControllerConfig config, QString password, bool rememberPassword)
 {
+    // The person's choice wins over a reconnect the scheduler started: that one is called off.
+    if (const std::shared_ptr<ConnectAttempt> running = m_connectAttempt; running && running->unattended)
+        running->cancel();
     auto attempt = std::make_shared<ConnectAttempt>();
     m_connectAttempt = attempt;
     co_return co_await performConnect(std::move(config), std::move(password), rememberPassword, attempt,
@@ -267,6 +283,7 @@ QCoro::Task<Done> AppState::performConnect(ControllerConfig config, QString pass
     setLastError(std::nullopt);
     const QPointer<ControllerSession> session = openSession(config);
     session->setMayAskAboutKeys(!unattended);
+    attempt->session = session;
     m_pending.append(session);
     qCDebug(lcState) << "connecting to" << config.host << "port" << config.port;
     const auto login = co_await session->login(password);
@@ -281,9 +298,9 @@ QCoro::Task<Done> AppState::performConnect(ControllerConfig config, QString pass
         setConnecting(!m_pending.isEmpty());
     };
 
-    if (!login.ok()) {
+    if (!login.ok() || attempt->cancelled) {
         // A connect that a disconnect called off ends quietly: there is nothing to report.
-        if (session && !session->isClosed()) {
+        if (!login.ok() && !attempt->cancelled && session && !session->isClosed()) {
             setLastError(login.error().description());
             log(u"Connect failed: "_s + login.error().description());
             if (unattended) {
@@ -325,7 +342,9 @@ QCoro::Task<Done> AppState::performConnect(ControllerConfig config, QString pass
     }
     if (gone->isSet())
         co_return Done{};
-    log(u"Connected to "_s + config.host);
+    // A disconnect (or another connect) that came meanwhile ended this session: nothing to announce.
+    if (!attempt->cancelled && session && m_session == session && !session->isEnding())
+        log(u"Connected to "_s + config.host);
     finish();
     co_return Done{};
 }
@@ -349,11 +368,12 @@ QCoro::Task<bool> AppState::reconnectIfPossible()
     const ControllerConfig config = *m_config;
     // Claimed before the keyring is read, so that a second reconnect waits for this one.
     auto attempt = std::make_shared<ConnectAttempt>();
+    attempt->unattended = true;
     m_connectAttempt = attempt;
     const auto password = co_await m_keychain.readPassword(keyringAccount(config));
     if (gone->isSet())
         co_return false;
-    if (!password) {
+    if (!password || attempt->cancelled) {
         if (m_connectAttempt == attempt)
             m_connectAttempt.reset();
         attempt->finished.set();
@@ -366,18 +386,23 @@ QCoro::Task<bool> AppState::reconnectIfPossible()
 QCoro::Task<Done> AppState::disconnect()
 {
     const std::shared_ptr<Latch> gone = m_gone;
-    // Connects under way are called off too: nothing more goes to the controller.
+    // Connects under way are called off too, a reconnect still reading the keyring included:
+    // nothing more goes to the controller.
+    if (const std::shared_ptr<ConnectAttempt> running = m_connectAttempt)
+        running->cancel();
     for (const QPointer<ControllerSession> &pending : std::as_const(m_pending)) {
         if (pending)
             pending->close();
     }
-    if (const QPointer<ControllerSession> session = std::exchange(m_session, nullptr))
-        co_await retire(session, /*logOut=*/true);
-    if (gone->isSet())
-        co_return Done{};
+    // Logged out from this moment: nothing may start on the session while its logout is awaited.
+    const QPointer<ControllerSession> session = std::exchange(m_session, nullptr);
     setLoggedIn(false);
     setAccessPoints({});
     setCameras({});
+    if (session)
+        co_await retire(session, /*logOut=*/true);
+    if (gone->isSet())
+        co_return Done{};
     log(u"Disconnected"_s);
     co_return Done{};
 }

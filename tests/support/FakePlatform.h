@@ -3,6 +3,7 @@
 // In-memory stand-ins for the desktop services, for the tests of what uses them: the state, the
 // scheduler and the views. The real adapters keep their own tests against the real services.
 
+#include "Async/Latch.h"
 #include "Platform/KeychainService.h"
 #include "Platform/LoginItemService.h"
 #include "Platform/NotificationService.h"
@@ -11,6 +12,7 @@
 #include <QList>
 #include <QString>
 
+#include <memory>
 #include <optional>
 
 namespace lanternfold::test {
@@ -31,6 +33,12 @@ public:
     QCoro::Task<std::optional<QString>> readPassword(QString account) override
     {
         ++reads;
+        if (const std::shared_ptr<Latch> release = readsHeld) {
+            // A keyring that takes its time (unlocking, a slow bus): the read ends when released.
+            Wakeup wakeup;
+            wakeup.watch(*release);
+            co_await wakeup.wait();
+        }
         if (!available || !passwords.contains(account))
             co_return std::nullopt;
         co_return passwords.value(account);
@@ -38,6 +46,8 @@ public:
 
     QHash<QString, QString> passwords;
     bool available = true;
+    /// Reads wait until this is set, while it is there.
+    std::shared_ptr<Latch> readsHeld;
     int saves = 0;
     int reads = 0;
 };
