@@ -80,6 +80,8 @@ private Q_SLOTS:
     void newKeyFailsTheRunsOfALoggedInState();
     void newKeyFailsTheScheduledReconnect();
     void unpinnedKeyIsNotAskedAboutByAScheduledRun();
+    // The controller answers a byte at a time.
+    void drippingControllerCannotHoldTheScheduler();
 
 private:
     /// A new state logged in to sim for the first time: its key pinned, the password remembered.
@@ -463,6 +465,31 @@ void TestFaultsController::unpinnedKeyIsNotAskedAboutByAScheduledRun()
     connectTo(sim);
     QVERIFY(state.isLoggedIn());
     QCOMPARE(approver->asked.size(), asked + 1);
+}
+
+void TestFaultsController::drippingControllerCannotHoldTheScheduler()
+{
+    Sim &sim = startSim();
+    AppState &state = connected(sim);
+    // A byte every 100 ms: no inactivity timeout ever fires; only the request's deadline does.
+    state.setRequestDeadline(1500ms);
+    connectTo(sim); // a session with the short deadline
+    const QList<RestartTarget> targets = firstAccessPoints(2);
+    state.addJob(job(u"Nightly"_s, targets, RecurrenceRule::dailyAt(9, 0)));
+    sim.setFault({Sim::FaultKind::Drip, restartPath, 100ms});
+    now = utc(14, 9);
+    runDueJob(0);
+    QCOMPARE(logMessages().mid(0, 2),
+             (QStringList{u"Restart failed for "_s + targets.at(1).displayName + u": "_s + timedOut,
+                          u"Restart failed for "_s + targets.at(0).displayName + u": "_s + timedOut}));
+    // The next day runs, and a disconnect in the middle of a dripping command ends too.
+    now = utc(15, 9);
+    runDueJob(1);
+    auto restart = start(state.restart(targets.first()));
+    QTRY_COMPARE(requestsTo(sim, restartPath).size(), 5);
+    await(state.disconnect());
+    QVERIFY(restart->has_value());
+    QVERIFY(!state.isLoggedIn());
 }
 
 QTEST_GUILESS_MAIN(TestFaultsController)
