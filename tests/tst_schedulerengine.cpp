@@ -34,6 +34,8 @@ private Q_SLOTS:
     void clockSetForwardAndBackRunsNothingAtTheWrongHour();
     void suspendAndResumeIsNotAClockChange();
     void nextRunComputedUnderAWrongClockIsRecomputed();
+    void interruptedRunResumesWithTheDevicesNotReached();
+    void interruptedRunOvertakenByTheNextOccurrenceIsMissed();
     void ruleKindChangedDuringARun_data();
     void ruleKindChangedDuringARun();
     void outcomeNotificationNamesTheFailures();
@@ -482,6 +484,80 @@ void TestSchedulerEngine::nextRunComputedUnderAWrongClockIsRecomputed()
     QCOMPARE(state.jobs().at(2).nextRunAt, std::optional<QDateTime>(utc(2025, 3, 14, 15)));
     QCOMPARE(state.jobs().at(3).nextRunAt, std::optional<QDateTime>(utc(2030, 1, 1, 0)));
     QCOMPARE(savedJobs(), state.jobs());
+}
+
+void TestSchedulerEngine::interruptedRunResumesWithTheDevicesNotReached()
+{
+    Sim &sim = startSim();
+    AppState &first = makeState();
+    connectTo(sim);
+    holdPauses = true;
+    now = utc(2025, 3, 13, 12);
+    const QList<RestartTarget> targets = firstAccessPoints(3);
+    first.addJob(job(u"Nightly"_s, targets, RecurrenceRule::dailyAt(3, 0), 30));
+    const QByteArray before = [this] {
+        QFile file(jobsFilePath());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }();
+    now = utc(2025, 3, 14, 3);
+    scheduler().tick();
+    QTRY_COMPARE(pauses.size(), 1); // the first device restarted, waiting before the second
+    QCOMPARE(restartedMacs(sim), QStringList{targets.at(0).identifier});
+    QVERIFY(savedJobs().first().runInProgress.has_value());
+    QCOMPARE(savedJobs().first().runInProgress->restarted, QStringList{targets.at(0).id()});
+
+    // The program quits in the pause and starts again a little later.
+    state.reset();
+    holdPauses = false;
+    now = utc(2025, 3, 14, 3, 5);
+    AppState &again = makeState();
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
+    scheduler().tick();
+    waitForRuns(finished, 1);
+    QVERIFY(logMessages().contains(
+        u"Resumed 'Nightly' after an interruption: 1 of 3 device(s) were already restarted."_s));
+    // Every device restarted exactly once for the night.
+    QStringList macs = restartedMacs(sim);
+    macs.sort();
+    QStringList expected{targets.at(0).identifier, targets.at(1).identifier, targets.at(2).identifier};
+    expected.sort();
+    QCOMPARE(macs, expected);
+    // Finished: the file holds no trace of the run but its times.
+    QVERIFY(!again.jobs().first().runInProgress);
+    QFile file(jobsFilePath());
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArray after = file.readAll();
+    QVERIFY(!after.contains("runInProgress"));
+    QVERIFY(!before.contains("runInProgress"));
+    QCOMPARE(again.jobs().first().nextRunAt, std::optional<QDateTime>(utc(2025, 3, 15, 3)));
+}
+
+void TestSchedulerEngine::interruptedRunOvertakenByTheNextOccurrenceIsMissed()
+{
+    Sim &sim = startSim();
+    AppState &first = makeState();
+    connectTo(sim);
+    holdPauses = true;
+    now = utc(2025, 3, 13, 12);
+    const QList<RestartTarget> targets = firstAccessPoints(2);
+    first.addJob(job(u"Nightly"_s, targets, RecurrenceRule::dailyAt(3, 0), 30));
+    now = utc(2025, 3, 14, 3);
+    scheduler().tick();
+    QTRY_COMPARE(pauses.size(), 1);
+    state.reset();
+    holdPauses = false;
+    // Started again only the next morning: the night of the 15th has come since.
+    now = utc(2025, 3, 15, 9);
+    AppState &again = makeState();
+    QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
+    scheduler().tick();
+    waitForRuns(finished, 1);
+    QVERIFY(logMessages().contains(u"Interrupted run of 'Nightly' closed as missed."_s));
+    QVERIFY(logMessages().contains(u"Running scheduled job 'Nightly' (2 device(s))"_s));
+    // The missed night's one device, then the caught-up night's two.
+    QCOMPARE(restartedMacs(sim).size(), 3);
+    QVERIFY(!again.jobs().first().runInProgress);
+    QCOMPARE(again.jobs().first().nextRunAt, std::optional<QDateTime>(utc(2025, 3, 16, 3)));
 }
 
 QTEST_GUILESS_MAIN(TestSchedulerEngine)

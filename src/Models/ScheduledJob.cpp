@@ -50,6 +50,14 @@ std::optional<QJsonObject> ScheduledJob::toJson() const
             return std::nullopt;
         object.insert(key, *text);
     }
+    if (runInProgress) {
+        const auto occurrence = json::formatDate(runInProgress->occurrence);
+        if (!occurrence)
+            return std::nullopt;
+        object.insert(u"runInProgress"_s,
+                      QJsonObject{{u"occurrence"_s, *occurrence},
+                                  {u"restarted"_s, QJsonArray::fromStringList(runInProgress->restarted)}});
+    }
     return object;
 }
 
@@ -77,8 +85,27 @@ Decoded<ScheduledJob> ScheduledJob::fromJson(const QJsonValue &json, const QStri
     LF_TRY_DECODE(lastRunAt, json::readOptionalDate(reader, u"lastRunAt"_s));
     LF_TRY_DECODE(nextRunAt, json::readOptionalDate(reader, u"nextRunAt"_s));
     LF_TRY_DECODE(staggerSeconds, reader.integer(u"staggerSeconds"_s));
-    return ScheduledJob{*id,       name,      std::move(targets), std::move(rule),
-                        isEnabled, lastRunAt, nextRunAt,          staggerSeconds};
+    ScheduledJob job{*id,       name,      std::move(targets), std::move(rule),
+                     isEnabled, lastRunAt, nextRunAt,          staggerSeconds};
+    const QJsonValue progress = object.value(u"runInProgress"_s);
+    if (!progress.isUndefined() && !progress.isNull()) {
+        const QString progressPath = json::childPath(path, u"runInProgress"_s);
+        LF_TRY_DECODE(progressReader, json::readObject(progress, progressPath));
+        LF_TRY_DECODE(occurrence, json::readOptionalDate(progressReader, u"occurrence"_s));
+        if (!occurrence)
+            return DecodeError{u"Missing \"occurrence\" at "_s + json::describePath(progressPath) + u'.'};
+        LF_TRY_DECODE(restartedJson, progressReader.array(u"restarted"_s));
+        RunInProgress run{*occurrence, {}};
+        for (qsizetype i = 0; i < restartedJson.size(); ++i) {
+            if (!restartedJson.at(i).isString())
+                return DecodeError{u"Expected a string at "_s +
+                                   json::describePath(json::elementPath(json::childPath(progressPath, u"restarted"_s), i)) +
+                                   u'.'};
+            run.restarted.append(restartedJson.at(i).toString());
+        }
+        job.runInProgress = std::move(run);
+    }
+    return job;
 }
 
 } // namespace lanternfold

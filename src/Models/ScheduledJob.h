@@ -8,6 +8,7 @@
 #include <QJsonObject>
 #include <QList>
 #include <QString>
+#include <QStringList>
 #include <QUuid>
 
 #include <optional>
@@ -25,6 +26,18 @@ struct ScheduledJob
     std::optional<QDateTime> lastRunAt;
     std::optional<QDateTime> nextRunAt;
     qint64 staggerSeconds = 0;
+
+    /// A scheduled run under way: the occurrence it runs and the targets (RestartTarget::id) whose
+    /// restart has been sent. In the file only while a run is in progress, so that a run cut short
+    /// (the program quit, the machine went down) resumes with the rest and never restarts a device
+    /// twice; a finished run leaves the file as it would be without it.
+    struct RunInProgress
+    {
+        QDateTime occurrence;
+        QStringList restarted;
+        bool operator==(const RunInProgress &) const = default;
+    };
+    std::optional<RunInProgress> runInProgress = std::nullopt;
 
     /// The pause between two targets that the editor offers, and that a loaded file is held to.
     static constexpr qint64 staggerSecondsMaximum = 300;

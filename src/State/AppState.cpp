@@ -502,6 +502,8 @@ QCoro::Task<AppState::BatchOutcome> AppState::restartBatch(QList<RestartTarget> 
             co_return outcome;
         }
         const RestartTarget &target = targets.at(index);
+        if (options.sending)
+            options.sending(target);
         // Not a conditional expression around the awaits: GCC 12 miscompiles co_await inside one.
         Result<Done, UnifiAPIError> result = UnifiAPIError::closed();
         if (options.followsTheLogin)

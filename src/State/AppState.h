@@ -18,6 +18,7 @@
 #include <QCoroTask>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -130,6 +131,9 @@ public:
         /// single restart would, through whatever session is logged in at that moment, and runs
         /// to its end.
         bool followsTheLogin = false;
+        /// Told of each target just before its restart is sent, so that a run cut short knows
+        /// which devices it reached.
+        std::function<void(const RestartTarget &)> sending;
     };
     /// One target after the other, staggerSeconds apart, as a scheduled run restarts its devices.
     QCoro::Task<BatchOutcome> restartBatch(QList<RestartTarget> targets, qint64 staggerSeconds);

@@ -48,6 +48,8 @@ void JobList::update(ScheduledJob job)
         return;
     if (job.isEnabled)
         job.nextRunAt = nextRunAfterNow(job.rule);
+    // A run under way is the scheduler's to record, whatever copy the caller edited.
+    job.runInProgress = m_jobs.at(index).runInProgress;
     QList<ScheduledJob> jobs = m_jobs;
     jobs[index] = std::move(job);
     replace(std::move(jobs));
@@ -88,6 +90,7 @@ void JobList::recordRun(const ScheduledJob &ran)
     QList<ScheduledJob> jobs = m_jobs;
     ScheduledJob &job = jobs[index];
     job.lastRunAt = now;
+    job.runInProgress.reset();
     if (job.rule != ran.rule) {
         // Edited while it ran: the edit computed the next run from the new rule, and the old
         // rule (a "once" that ran, a daily time given up) has nothing more to say about it.
@@ -98,6 +101,39 @@ void JobList::recordRun(const ScheduledJob &ran)
         // From the end of the run, with the rule of the copy that ran.
         job.nextRunAt = nextRun(ran.rule, now, m_clock.calendar());
     }
+    replace(std::move(jobs));
+}
+
+void JobList::beginRun(const QUuid &id, const QDateTime &occurrence)
+{
+    const qsizetype index = indexOf(id);
+    if (index < 0)
+        return;
+    QList<ScheduledJob> jobs = m_jobs;
+    ScheduledJob &job = jobs[index];
+    if (job.runInProgress && job.runInProgress->occurrence == occurrence)
+        return; // resumed: what was sent stays recorded
+    job.runInProgress = ScheduledJob::RunInProgress{occurrence, {}};
+    replace(std::move(jobs));
+}
+
+void JobList::recordRestartSent(const QUuid &id, const QString &targetId)
+{
+    const qsizetype index = indexOf(id);
+    if (index < 0 || !m_jobs.at(index).runInProgress)
+        return;
+    QList<ScheduledJob> jobs = m_jobs;
+    jobs[index].runInProgress->restarted.append(targetId);
+    replace(std::move(jobs));
+}
+
+void JobList::closeInterruptedRun(const QUuid &id)
+{
+    const qsizetype index = indexOf(id);
+    if (index < 0 || !m_jobs.at(index).runInProgress)
+        return;
+    QList<ScheduledJob> jobs = m_jobs;
+    jobs[index].runInProgress.reset();
     replace(std::move(jobs));
 }
 

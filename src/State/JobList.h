@@ -38,6 +38,13 @@ public:
     /// Records a finished (or skipped) scheduled run of ran, a copy taken when it started: the job of
     /// that id, if it is still there, gets lastRunAt now and its next run from the rule that ran.
     void recordRun(const ScheduledJob &ran);
+    /// A scheduled run of id starts (or resumes) for occurrence: recorded in the file, with the
+    /// targets already sent when it resumes.
+    void beginRun(const QUuid &id, const QDateTime &occurrence);
+    /// The restart of targetId has been sent in id's run under way.
+    void recordRestartSent(const QUuid &id, const QString &targetId);
+    /// An interrupted run of id that its job's next occurrence has overtaken: forgotten.
+    void closeInterruptedRun(const QUuid &id);
     /// After the wall clock was set: every enabled job's next run afresh from now. Saves only when
     /// something changed.
     void recomputeNextRuns();

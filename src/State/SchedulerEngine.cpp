@@ -1,10 +1,12 @@
 #include "State/SchedulerEngine.h"
 
+#include "Schedules/RecurrenceRuleNextRun.h"
 #include "State/JobList.h"
 #include "State/StateLog.h"
 
 #include <QTimer>
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace lanternfold {
@@ -100,9 +102,37 @@ QCoro::Task<void> SchedulerEngine::run(QPointer<SchedulerEngine> self, Scheduled
             co_return;
         }
     }
-    appState->log(u"Running scheduled job '"_s + job.name + u"' ("_s + QString::number(job.targets.size()) +
+    // A run cut short (the program quit, the machine went down) resumes with the devices it had not
+    // reached, unless the job's next occurrence has come since: then it was missed.
+    QList<RestartTarget> targets = job.targets;
+    std::optional<QDateTime> occurrence = job.nextRunAt;
+    if (const auto &interrupted = job.runInProgress) {
+        const std::optional<QDateTime> following =
+            nextRun(job.rule, interrupted->occurrence, appState->calendar());
+        if (following && *following <= appState->now()) {
+            appState->log(u"Interrupted run of '"_s + job.name + u"' closed as missed."_s);
+            appState->jobList().closeInterruptedRun(job.id);
+        } else {
+            occurrence = interrupted->occurrence;
+            targets.removeIf([&interrupted](const RestartTarget &target) {
+                return interrupted->restarted.contains(target.id());
+            });
+            appState->log(u"Resumed '"_s + job.name + u"' after an interruption: "_s +
+                          QString::number(job.targets.size() - targets.size()) + u" of "_s +
+                          QString::number(job.targets.size()) + u" device(s) were already restarted."_s);
+        }
+    }
+    if (occurrence)
+        appState->jobList().beginRun(job.id, *occurrence);
+    appState->log(u"Running scheduled job '"_s + job.name + u"' ("_s + QString::number(targets.size()) +
                   u" device(s))"_s);
-    const AppState::BatchOutcome outcome = co_await appState->restartBatch(job.targets, job.staggerSeconds);
+    AppState::BatchOptions options;
+    options.pause = std::chrono::seconds(std::clamp<qint64>(job.staggerSeconds, 0, ScheduledJob::staggerSecondsMaximum));
+    options.sending = [appState, id = job.id](const RestartTarget &target) {
+        if (appState)
+            appState->jobList().recordRestartSent(id, target.id());
+    };
+    const AppState::BatchOutcome outcome = co_await appState->restartBatch(std::move(targets), std::move(options));
     if (!self || !appState)
         co_return;
     qCDebug(lcScheduler) << "job" << job.id.toString(QUuid::WithoutBraces) << "ran:" << outcome.succeeded.size()
