@@ -160,8 +160,11 @@ public:
     {
         QStringList macs;
         for (const QJsonObject &request : requests(simulator)) {
+            // A dripping or flooding answer starts with 200, but the command never reached the site.
+            const QString fault = request.value(QStringLiteral("fault")).toString();
             if (!request.value(QStringLiteral("path")).toString().endsWith(QStringLiteral("/cmd/devmgr")) ||
-                request.value(QStringLiteral("status")).toInt() != 200)
+                request.value(QStringLiteral("status")).toInt() != 200 || fault == QStringLiteral("drip") ||
+                fault == QStringLiteral("flood"))
                 continue;
             const QJsonObject body =
                 QJsonDocument::fromJson(request.value(QStringLiteral("body")).toString().toUtf8()).object();
