@@ -67,6 +67,7 @@ private Q_SLOTS:
     void endlessAnswerIsRefused_data();
     void endlessAnswerIsRefused();
     void largeInventoryIsStillRead();
+    void endlessHeadersEndAtTheDeadline();
     void errorBodyIsShownInPart();
     void tokenWithControlCharactersIsRefused();
     void rotatedTokenWithNonAsciiIsRefused();
@@ -141,6 +142,19 @@ void TestClientBounds::endlessAnswerIsRefused()
     QVERIFY(!result.ok());
     QCOMPARE(result.error().kind(), UnifiAPIError::Case::network);
     QCOMPARE(result.error().description(), u"The controller's answer is too large."_s);
+}
+
+void TestClientBounds::endlessHeadersEndAtTheDeadline()
+{
+    // Qt reads a head without limit (about 50 MB a second over loopback): the deadline is what
+    // ends it, so it is kept short here.
+    Sim &sim = startSim();
+    auto client = loggedIn(sim);
+    client->setRequestDeadline(1500ms);
+    sim.setFault({Sim::FaultKind::HeaderFlood, devicesPath, 0ms});
+    const auto devices = await(client->fetchAccessPoints());
+    QVERIFY(!devices.ok());
+    QCOMPARE(devices.error().description(), u"The request timed out."_s);
 }
 
 void TestClientBounds::largeInventoryIsStillRead()

@@ -91,6 +91,7 @@ QString help()
   fault drip MS [PREFIX]      send the head, then one byte of body every MS milliseconds, for ever
   fault flood [PREFIX]        answer 200 with a chunked body that never ends
   fault hugeerror [PREFIX]    answer HTTP 500 with a readable body of two megabytes
+  fault headerflood [PREFIX]  answer 200 with header lines that never end
   fault clear KIND            switch one fault off
   fault none                  switch all faults off
       PREFIX limits a fault to paths beginning with it; without it, every path but the login path.

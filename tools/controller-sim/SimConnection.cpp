@@ -135,6 +135,10 @@ void SimConnection::execute(const SimOutcome &outcome, bool keepAlive)
         flood(outcome.response, keepAlive);
         m_hung = true;
         break;
+    case SimOutcome::Action::HeaderFlood:
+        headerFlood();
+        m_hung = true;
+        break;
     }
 }
 
@@ -151,6 +155,20 @@ void SimConnection::drip(HttpResponse response, bool keepAlive, std::chrono::mil
             m_socket->write(" ");
     });
     timer->start(interval);
+}
+
+void SimConnection::headerFlood()
+{
+    m_socket->write("HTTP/1.1 200 OK\r\n");
+    static const QByteArray line = "X-Flood: " + QByteArray(1000, 'f') + "\r\n";
+    static const QByteArray lines = line.repeated(64);
+    const auto more = [this] {
+        if (!m_gone && m_socket->encryptedBytesToWrite() + m_socket->bytesToWrite() < (256 << 10))
+            m_socket->write(lines);
+    };
+    connect(m_socket, &QSslSocket::encryptedBytesWritten, this, more);
+    more();
+    more();
 }
 
 void SimConnection::flood(HttpResponse response, bool keepAlive)

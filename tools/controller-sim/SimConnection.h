@@ -42,6 +42,7 @@ private:
     void resetOnceSent(int attemptsLeft);
     void drip(HttpResponse response, bool keepAlive, std::chrono::milliseconds interval);
     void flood(HttpResponse response, bool keepAlive);
+    void headerFlood();
     void failRequest();
 
     QSslSocket *m_socket;

@@ -43,6 +43,11 @@ SimOutcome SimFaults::decide(const QString &path, const QString &loginPath, bool
         note(FaultKind::Drip);
         return outcome;
     }
+    if (applies(FaultKind::HeaderFlood)) {
+        outcome.action = SimOutcome::Action::HeaderFlood;
+        note(FaultKind::HeaderFlood);
+        return outcome;
+    }
     if (applies(FaultKind::Flood)) {
         outcome.action = SimOutcome::Action::Flood;
         outcome.response.status = 200;
@@ -121,6 +126,8 @@ QString SimFaults::name(FaultKind kind)
         return u"flood"_s;
     case FaultKind::HugeError:
         return u"hugeerror"_s;
+    case FaultKind::HeaderFlood:
+        return u"headerflood"_s;
     }
     return {};
 }
@@ -129,7 +136,7 @@ QList<FaultKind> SimFaults::allKinds()
 {
     return {FaultKind::Latency, FaultKind::ServerError, FaultKind::MalformedJson, FaultKind::WrongType,
             FaultKind::Drop,    FaultKind::Hang,        FaultKind::Stall,         FaultKind::Reset,
-            FaultKind::Drip,    FaultKind::Flood,       FaultKind::HugeError};
+            FaultKind::Drip,    FaultKind::Flood,       FaultKind::HugeError,     FaultKind::HeaderFlood};
 }
 
 std::optional<FaultKind> SimFaults::fromName(const QString &name)

@@ -27,6 +27,7 @@ enum class FaultKind : std::uint8_t {
     Drip,          ///< send the head, then one byte of body every Fault::latency, for ever
     Flood,         ///< answer 200 with a chunked body that never ends
     HugeError,     ///< answer HTTP 500 with a readable body of two megabytes
+    HeaderFlood,   ///< answer 200 with header lines that never end
 };
 
 struct Fault
@@ -48,6 +49,7 @@ struct SimOutcome
         Reset,   ///< write the head and half the body, then reset the connection
         Drip,    ///< write the head, then one byte every dripInterval, ignore what follows
         Flood,   ///< write a chunked head, then chunks for as long as the client reads
+        HeaderFlood, ///< write a status line, then header lines for as long as the client reads
     };
     Action action = Action::Respond;
     HttpResponse response;
