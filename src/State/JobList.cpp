@@ -120,10 +120,13 @@ void JobList::beginRun(const QUuid &id, const QDateTime &occurrence)
 void JobList::recordRestartSent(const QUuid &id, const QString &targetId)
 {
     const qsizetype index = indexOf(id);
-    if (index < 0 || !m_jobs.at(index).runInProgress)
+    if (index < 0)
         return;
     QList<ScheduledJob> jobs = m_jobs;
-    jobs[index].runInProgress->restarted.append(targetId);
+    std::optional<ScheduledJob::RunInProgress> &progress = jobs[index].runInProgress;
+    if (!progress)
+        return;
+    progress->restarted.append(targetId);
     replace(std::move(jobs));
 }
 
