@@ -231,8 +231,7 @@ void TestAppStateLifetime::endDuringAScheduledRun()
         // The run never finished: the file still says it is due, and which device it reached, so
         // the next start resumes with the other two.
         QList<ScheduledJob> interrupted = before;
-        interrupted.first().runInProgress =
-            ScheduledJob::RunInProgress{now, {nightly.targets.first().id()}};
+        interrupted.first().runInProgress = ScheduledJob::RunInProgress{now, {nightly.targets.first().id()}};
         QCOMPARE(savedJobs(), interrupted);
         QVERIFY(notified().isEmpty());
         return;

@@ -164,7 +164,8 @@ void TestClientBounds::largeInventoryIsStillRead()
     QJsonArray devices;
     QJsonObject device{{u"type"_s, u"uap"_s}, {u"state"_s, 1}, {u"name"_s, QString(400, u'n')}};
     for (int i = 0; i < 4000; ++i) {
-        device.insert(u"mac"_s, u"aa:bb:cc:00:%1:%2"_s.arg(i / 256, 2, 16, QChar(u'0')).arg(i % 256, 2, 16, QChar(u'0')));
+        device.insert(u"mac"_s,
+                      u"aa:bb:cc:00:%1:%2"_s.arg(i / 256, 2, 16, QChar(u'0')).arg(i % 256, 2, 16, QChar(u'0')));
         devices.append(device);
     }
     const QByteArray json =

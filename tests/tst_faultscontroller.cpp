@@ -415,8 +415,9 @@ void TestFaultsController::newKeyFailsTheScheduledReconnect()
 
     const QString refused = UnifiAPIError::certificateMismatch(pinned, reset.fingerprint()).description();
     QCOMPARE(logMessages(),
-             (QStringList{u"Scheduled job 'Nightly' skipped \u2014 confirm the controller's certificate in Lanternfold first."_s,
-                          u"Connect failed: "_s + refused}));
+             (QStringList{
+                 u"Scheduled job 'Nightly' skipped \u2014 confirm the controller's certificate in Lanternfold first."_s,
+                 u"Connect failed: "_s + refused}));
     // The pin check's report shows first, then the failed login's: the same words.
     QCOMPARE(shown, (QList<std::optional<QString>>{std::nullopt, refused, refused}));
     QTRY_COMPARE(notified().size(), 1);

@@ -152,7 +152,8 @@ void TestLanternfoldApp::onlyOneProcessRunsTheSchedules()
     // The first program holds the scheduler lock; a second one over the same files (the socket
     // guard failed, or a background service runs) shows its window but leaves the schedules alone.
     QVERIFY(m_app->scheduler().isStarted());
-    QTest::ignoreMessage(QtWarningMsg, "Another Lanternfold process of this user runs the schedules; this one leaves them to it.");
+    QTest::ignoreMessage(QtWarningMsg,
+                         "Another Lanternfold process of this user runs the schedules; this one leaves them to it.");
     LanternfoldApp second(*m_store, *trust, dir->filePath(u"Lanternfold.conf"_s),
                           PlatformServices{m_keychain, m_notifications, m_loginItem});
     QVERIFY(!second.scheduler().isStarted());

@@ -264,7 +264,8 @@ void TestSchedulerEngine::ruleKindChangedDuringARun()
     QFETCH(bool, becomesOnce);
     const RecurrenceRule before =
         becomesOnce ? RecurrenceRule::dailyAt(9, 0) : RecurrenceRule::once(utc(2025, 3, 14, 9));
-    const RecurrenceRule after = becomesOnce ? RecurrenceRule::once(utc(2025, 3, 20, 7)) : RecurrenceRule::dailyAt(7, 0);
+    const RecurrenceRule after =
+        becomesOnce ? RecurrenceRule::once(utc(2025, 3, 20, 7)) : RecurrenceRule::dailyAt(7, 0);
     const QDateTime nextRun = becomesOnce ? utc(2025, 3, 20, 7) : utc(2025, 3, 15, 7);
     AppState &state = connectedWithHeldPauses();
     now = utc(2025, 3, 13, 12);
@@ -514,8 +515,8 @@ void TestSchedulerEngine::interruptedRunResumesWithTheDevicesNotReached()
     QSignalSpy finished(&scheduler(), &SchedulerEngine::runFinished);
     scheduler().tick();
     waitForRuns(finished, 1);
-    QVERIFY(logMessages().contains(
-        u"Resumed 'Nightly' after an interruption: 1 of 3 device(s) were already restarted."_s));
+    QVERIFY(
+        logMessages().contains(u"Resumed 'Nightly' after an interruption: 1 of 3 device(s) were already restarted."_s));
     // Every device restarted exactly once for the night.
     QStringList macs = restartedMacs(sim);
     macs.sort();

@@ -5,9 +5,9 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
-#include <sys/stat.h>
 #include <QTest>
 #include <QTimeZone>
+#include <sys/stat.h>
 
 using namespace lanternfold;
 using namespace Qt::StringLiterals;

@@ -181,8 +181,8 @@ void TestSimulatedWeek::aWeekOfNightsNobodyWatches()
     QTRY_COMPARE_WITH_TIMEOUT(m_finished->size(), 1, 30000);
     QCOMPARE(restartsSinceLastNight(sim, targets), once);
     QCOMPARE(loginsSinceLastNight(sim), 1); // the new start's reconnect
-    QVERIFY(logMessages().contains(
-        u"Resumed 'Nightly' after an interruption: 1 of 2 device(s) were already restarted."_s));
+    QVERIFY(
+        logMessages().contains(u"Resumed 'Nightly' after an interruption: 1 of 2 device(s) were already restarted."_s));
     QCOMPARE(program->jobs().first().nextRunAt, std::optional<QDateTime>(at(25, 3)));
 }
 

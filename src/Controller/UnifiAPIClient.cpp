@@ -463,9 +463,9 @@ QCoro::Task<APIResult<Done>> UnifiAPIClient::performLogin(QString password)
     const std::shared_ptr<Latch> closed = m_closed;
     // The key is approved before any credential leaves the machine.
     const QUrl address = m_config.baseURL();
-    const auto pinned = co_await m_trust.ensurePinned(
-        m_config.host, address.host(), static_cast<quint16>(address.port(443)), m_transferTimeout, closed,
-        m_mayAskAboutKeys);
+    const auto pinned =
+        co_await m_trust.ensurePinned(m_config.host, address.host(), static_cast<quint16>(address.port(443)),
+                                      m_transferTimeout, closed, m_mayAskAboutKeys);
     if (closed->isSet())
         co_return UnifiAPIError::closed();
     if (!pinned.ok()) {
@@ -593,7 +593,8 @@ APIResult<QString> UnifiAPIClient::headerSafeToken(const QByteArray &value)
 {
     for (const char c : value) {
         if (c < 0x20 || c > 0x7e)
-            return UnifiAPIError::decoding(u"The controller's CSRF token holds characters a request header cannot carry."_s);
+            return UnifiAPIError::decoding(
+                u"The controller's CSRF token holds characters a request header cannot carry."_s);
     }
     return QString::fromLatin1(value);
 }

@@ -85,8 +85,7 @@ Decoded<ScheduledJob> ScheduledJob::fromJson(const QJsonValue &json, const QStri
     LF_TRY_DECODE(lastRunAt, json::readOptionalDate(reader, u"lastRunAt"_s));
     LF_TRY_DECODE(nextRunAt, json::readOptionalDate(reader, u"nextRunAt"_s));
     LF_TRY_DECODE(staggerSeconds, reader.integer(u"staggerSeconds"_s));
-    ScheduledJob job{*id,       name,      std::move(targets), std::move(rule),
-                     isEnabled, lastRunAt, nextRunAt,          staggerSeconds};
+    ScheduledJob job{*id, name, std::move(targets), std::move(rule), isEnabled, lastRunAt, nextRunAt, staggerSeconds};
     const QJsonValue progress = object.value(u"runInProgress"_s);
     if (!progress.isUndefined() && !progress.isNull()) {
         const QString progressPath = json::childPath(path, u"runInProgress"_s);
@@ -98,9 +97,9 @@ Decoded<ScheduledJob> ScheduledJob::fromJson(const QJsonValue &json, const QStri
         RunInProgress run{*occurrence, {}};
         for (qsizetype i = 0; i < restartedJson.size(); ++i) {
             if (!restartedJson.at(i).isString())
-                return DecodeError{u"Expected a string at "_s +
-                                   json::describePath(json::elementPath(json::childPath(progressPath, u"restarted"_s), i)) +
-                                   u'.'};
+                return DecodeError{
+                    u"Expected a string at "_s +
+                    json::describePath(json::elementPath(json::childPath(progressPath, u"restarted"_s), i)) + u'.'};
             run.restarted.append(restartedJson.at(i).toString());
         }
         job.runInProgress = std::move(run);

@@ -172,7 +172,8 @@ bool ScheduleStore::keepUnreadableCopy() const
         const QFileInfo existing(copyPath);
         if (!existing.exists() && !existing.isSymLink()) {
             if (moveAside)
-                return std::rename(QFile::encodeName(m_filePath).constData(), QFile::encodeName(copyPath).constData()) == 0;
+                return std::rename(QFile::encodeName(m_filePath).constData(),
+                                   QFile::encodeName(copyPath).constData()) == 0;
             // QFile::copy refuses to replace anything at the destination and writes through a
             // temporary file that it renames into place, so a copy that fails halfway (a full
             // disk) leaves nothing under the copy's name for the next save to mistake for a

@@ -172,7 +172,8 @@ bool JobList::recomputeNextRuns(const std::function<bool(const ScheduledJob &, c
         const std::optional<QDateTime> next = nextRun(job.rule, now, m_clock.calendar());
         if (next == job.nextRunAt)
             continue;
-        qCDebug(lcState) << "next run of" << job.id.toString(QUuid::WithoutBraces) << "recomputed:" << next.value_or(QDateTime());
+        qCDebug(lcState) << "next run of" << job.id.toString(QUuid::WithoutBraces)
+                         << "recomputed:" << next.value_or(QDateTime());
         job.nextRunAt = next;
         changed = true;
     }

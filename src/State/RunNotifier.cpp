@@ -40,8 +40,9 @@ QString RunNotifier::outcomeText(const AppState::BatchOutcome &outcome)
 void RunNotifier::jobSkipped(const ScheduledJob &job, int reason)
 {
     if (SchedulerEngine::SkipReason(reason) == SchedulerEngine::SkipReason::certificateUnconfirmed) {
-        m_notifications.post(u"Lanternfold"_s, u"Scheduled job '"_s + job.name +
-                                                   u"' skipped \u2014 confirm the controller's certificate in Lanternfold first."_s);
+        m_notifications.post(u"Lanternfold"_s,
+                             u"Scheduled job '"_s + job.name +
+                                 u"' skipped \u2014 confirm the controller's certificate in Lanternfold first."_s);
         return;
     }
     m_notifications.post(u"Lanternfold"_s, u"Couldn't run '"_s + job.name + u"': not connected to the controller."_s);

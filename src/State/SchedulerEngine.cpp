@@ -93,10 +93,11 @@ QCoro::Task<void> SchedulerEngine::run(QPointer<SchedulerEngine> self, Scheduled
             co_return;
         if (!loggedIn) {
             const bool certificate = appState->reconnectNeedsCertificate();
-            appState->log(certificate ? u"Scheduled job '"_s + job.name +
-                                            u"' skipped \u2014 confirm the controller's certificate in Lanternfold first."_s
-                                      : u"Scheduled job '"_s + job.name +
-                                            u"' skipped \u2014 not logged in and auto-reconnect failed."_s);
+            appState->log(certificate
+                              ? u"Scheduled job '"_s + job.name +
+                                    u"' skipped \u2014 confirm the controller's certificate in Lanternfold first."_s
+                              : u"Scheduled job '"_s + job.name +
+                                    u"' skipped \u2014 not logged in and auto-reconnect failed."_s);
             Q_EMIT self->jobSkipped(job, certificate ? SkipReason::certificateUnconfirmed : SkipReason::notConnected);
             self->markRan(job, false);
             co_return;
@@ -107,16 +108,14 @@ QCoro::Task<void> SchedulerEngine::run(QPointer<SchedulerEngine> self, Scheduled
     QList<RestartTarget> targets = job.targets;
     std::optional<QDateTime> occurrence = job.nextRunAt;
     if (const auto &interrupted = job.runInProgress) {
-        const std::optional<QDateTime> following =
-            nextRun(job.rule, interrupted->occurrence, appState->calendar());
+        const std::optional<QDateTime> following = nextRun(job.rule, interrupted->occurrence, appState->calendar());
         if (following && *following <= appState->now()) {
             appState->log(u"Interrupted run of '"_s + job.name + u"' closed as missed."_s);
             appState->jobList().closeInterruptedRun(job.id);
         } else {
             occurrence = interrupted->occurrence;
-            targets.removeIf([&interrupted](const RestartTarget &target) {
-                return interrupted->restarted.contains(target.id());
-            });
+            targets.removeIf(
+                [&interrupted](const RestartTarget &target) { return interrupted->restarted.contains(target.id()); });
             appState->log(u"Resumed '"_s + job.name + u"' after an interruption: "_s +
                           QString::number(job.targets.size() - targets.size()) + u" of "_s +
                           QString::number(job.targets.size()) + u" device(s) were already restarted."_s);
@@ -127,7 +126,8 @@ QCoro::Task<void> SchedulerEngine::run(QPointer<SchedulerEngine> self, Scheduled
     appState->log(u"Running scheduled job '"_s + job.name + u"' ("_s + QString::number(targets.size()) +
                   u" device(s))"_s);
     AppState::BatchOptions options;
-    options.pause = std::chrono::seconds(std::clamp<qint64>(job.staggerSeconds, 0, ScheduledJob::staggerSecondsMaximum));
+    options.pause =
+        std::chrono::seconds(std::clamp<qint64>(job.staggerSeconds, 0, ScheduledJob::staggerSecondsMaximum));
     options.sending = [appState, id = job.id](const RestartTarget &target) {
         if (appState)
             appState->jobList().recordRestartSent(id, target.id());

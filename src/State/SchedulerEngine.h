@@ -10,9 +10,9 @@
 #include <QCoroTask>
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 #include <utility>
-#include <cstdint>
 
 class QTimer;
 

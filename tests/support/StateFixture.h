@@ -63,9 +63,7 @@ public:
         clock.now = [this] { return now; };
         // Time since boot follows now, as when the machine runs or sleeps, except for what a test
         // sets the wall clock by (wallClockSet).
-        clock.sinceBoot = [this] {
-            return std::chrono::milliseconds(now.toMSecsSinceEpoch()) - wallClockSet;
-        };
+        clock.sinceBoot = [this] { return std::chrono::milliseconds(now.toMSecsSinceEpoch()) - wallClockSet; };
         clock.calendar = [] { return calendar(); };
         clock.pause = [this](std::chrono::seconds duration, std::shared_ptr<Latch> cancel) {
             return pause(duration, std::move(cancel));

@@ -42,13 +42,13 @@ struct Fault
 struct SimOutcome
 {
     enum class Action : std::uint8_t {
-        Respond, ///< write the whole answer
-        Drop,    ///< close without answering
-        Hang,    ///< never answer, ignore what follows
-        Stall,   ///< write the head and half the body, then nothing more, ignore what follows
-        Reset,   ///< write the head and half the body, then reset the connection
-        Drip,    ///< write the head, then one byte every dripInterval, ignore what follows
-        Flood,   ///< write a chunked head, then chunks for as long as the client reads
+        Respond,     ///< write the whole answer
+        Drop,        ///< close without answering
+        Hang,        ///< never answer, ignore what follows
+        Stall,       ///< write the head and half the body, then nothing more, ignore what follows
+        Reset,       ///< write the head and half the body, then reset the connection
+        Drip,        ///< write the head, then one byte every dripInterval, ignore what follows
+        Flood,       ///< write a chunked head, then chunks for as long as the client reads
         HeaderFlood, ///< write a status line, then header lines for as long as the client reads
     };
     Action action = Action::Respond;
@@ -57,10 +57,7 @@ struct SimOutcome
     std::chrono::milliseconds dripInterval{0};
 
     /// Whether the client receives at least the start of response.
-    [[nodiscard]] bool startsAnswer() const
-    {
-        return action != Action::Drop && action != Action::Hang;
-    }
+    [[nodiscard]] bool startsAnswer() const { return action != Action::Drop && action != Action::Hang; }
 };
 
 /// The switched-on faults, one per kind, and how they bend an answer.

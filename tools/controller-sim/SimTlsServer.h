@@ -4,8 +4,8 @@
 
 #include <QByteArray>
 #include <QHash>
-#include <QList>
 #include <QHostAddress>
+#include <QList>
 #include <QObject>
 #include <QString>
 

@@ -6,8 +6,8 @@
 #include "Controller/Trust/PinningSessionDelegate.h"
 #include "Controller/Trust/TrustLog.h"
 
-#include <QSslConfiguration>
 #include <QNetworkProxy>
+#include <QSslConfiguration>
 #include <QSslSocket>
 #include <QTimer>
 
