@@ -64,6 +64,25 @@ bool isJwtCookie(const QNetworkCookie &cookie)
     return cookie.name() == "TOKEN" || cookie.name() == "UOS_TOKEN";
 }
 
+/// Whether the token the answer gives (X-CSRF-Token, or a console's session cookie's claim when
+/// no header names a token) holds what a request header cannot carry.
+bool holdsUnsafeToken(const Answer &answer)
+{
+    const auto header = answer.headers.constFind("x-csrf-token");
+    if (header != answer.headers.constEnd())
+        return !UnifiAPIClient::headerSafeToken(header.value()).ok();
+    if (answer.headers.contains("x-updated-csrf-token") || answer.kind != ControllerKind::unifiOS)
+        return false;
+    for (const QNetworkCookie &cookie : answer.cookies) {
+        if (!isJwtCookie(cookie))
+            continue;
+        if (const auto claim = UnifiAPIClient::csrfTokenFromJwt(cookie.value());
+            claim && !UnifiAPIClient::headerSafeToken(claim->toUtf8()).ok())
+            return true;
+    }
+    return false;
+}
+
 void check(const Answer &answer, const APIResult<UnifiAPIClient::LoginToken> &result)
 {
     using Source = UnifiAPIClient::LoginToken::Source;
@@ -73,12 +92,21 @@ void check(const Answer &answer, const APIResult<UnifiAPIClient::LoginToken> &re
         case UnifiAPIError::Case::invalidCredentials:
         case UnifiAPIError::Case::twoFactorRequired:
             return;
-        case UnifiAPIError::Case::server:
+        case UnifiAPIError::Case::server: {
             if (error.status() != answer.status)
                 fuzz::invariantBroken("a server error with another status than the answer's");
-            // The body as text, or nothing when it is not UTF-8.
-            if (!error.detail().isEmpty() && error.detail().toUtf8() != answer.body)
+            // The body as text, or its first characters and "…", or nothing when it is not UTF-8.
+            const QString shown = error.detail();
+            const bool whole = shown.toUtf8() == answer.body;
+            const bool start = shown.endsWith(u'\u2026') && shown.size() - 1 <= UnifiAPIError::bodyShownLimit &&
+                               answer.body.startsWith(shown.chopped(1).toUtf8());
+            if (!shown.isEmpty() && !whole && !start)
                 fuzz::invariantBroken("a server error whose text is not the body");
+            return;
+        }
+        case UnifiAPIError::Case::decoding:
+            if (!holdsUnsafeToken(answer))
+                fuzz::invariantBroken("a token refused that a request header can carry");
             return;
         default:
             fuzz::invariantBroken("a login refusal of a kind no answer gives");

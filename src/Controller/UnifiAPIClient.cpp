@@ -52,7 +52,10 @@ namespace {
 QString utf8OrEmpty(const QByteArray &bytes)
 {
     constexpr qsizetype decoded = 4 * (UnifiAPIError::bodyShownLimit + 1);
-    QStringDecoder decoder(QStringDecoder::Utf8);
+    // A body read whole must be UTF-8 to its end; a cut one may end inside a character.
+    const bool whole = bytes.size() <= decoded;
+    QStringDecoder decoder(QStringDecoder::Utf8,
+                           whole ? QStringDecoder::Flag::Stateless : QStringDecoder::Flag::Default);
     QString text = decoder.decode(QByteArrayView(bytes).first(std::min(bytes.size(), decoded)));
     return decoder.hasError() ? QString() : text;
 }
