@@ -96,7 +96,7 @@ void check(const Answer &answer, const APIResult<UnifiAPIClient::LoginToken> &re
             if (error.status() != answer.status)
                 fuzz::invariantBroken("a server error with another status than the answer's");
             // The body as text, or its first characters and "…", or nothing when it is not UTF-8.
-            const QString shown = error.detail();
+            const QString &shown = error.detail();
             const bool whole = shown.toUtf8() == answer.body;
             const bool start = shown.endsWith(u'\u2026') && shown.size() - 1 <= UnifiAPIError::bodyShownLimit &&
                                answer.body.startsWith(shown.chopped(1).toUtf8());
