@@ -83,6 +83,14 @@ private:
             qFatal("login failed: %s", qPrintable(login.error().description()));
         return client;
     }
+    /// A restart of mac, or a fetch of the device list, as its outcome alone.
+    static APIResult<Done> restartOrFetch(UnifiAPIClient &client, bool restart, const QString &mac)
+    {
+        if (restart)
+            return await(client.restartAccessPoint(mac));
+        const auto devices = await(client.fetchAccessPoints());
+        return devices.ok() ? APIResult<Done>(Done{}) : APIResult<Done>(devices.error());
+    }
 };
 
 void TestClientBounds::drippingAnswerEndsAtTheDeadline_data()
@@ -103,13 +111,7 @@ void TestClientBounds::drippingAnswerEndsAtTheDeadline()
     client->setRequestDeadline(1500ms);
     QCOMPARE(client->transferTimeout(), UnifiAPIClient::defaultTransferTimeout);
     sim.setFault({Sim::FaultKind::Drip, restart ? restartPath : devicesPath, 100ms});
-    APIResult<Done> result = Done{};
-    if (restart) {
-        result = await(client->restartAccessPoint(devices.value().first().mac));
-    } else {
-        const auto again = await(client->fetchAccessPoints());
-        result = again.ok() ? APIResult<Done>(Done{}) : APIResult<Done>(again.error());
-    }
+    const APIResult<Done> result = restartOrFetch(*client, restart, devices.value().first().mac);
     QVERIFY(!result.ok());
     QCOMPARE(result.error().description(), u"The request timed out."_s);
     // The client is still usable afterwards.
@@ -132,13 +134,7 @@ void TestClientBounds::endlessAnswerIsRefused()
     const auto devices = await(client->fetchAccessPoints());
     QVERIFY(devices.ok());
     sim.setFault({Sim::FaultKind::Flood, restart ? restartPath : devicesPath, 0ms});
-    APIResult<Done> result = Done{};
-    if (restart) {
-        result = await(client->restartAccessPoint(devices.value().first().mac));
-    } else {
-        const auto again = await(client->fetchAccessPoints());
-        result = again.ok() ? APIResult<Done>(Done{}) : APIResult<Done>(again.error());
-    }
+    const APIResult<Done> result = restartOrFetch(*client, restart, devices.value().first().mac);
     QVERIFY(!result.ok());
     QCOMPARE(result.error().kind(), UnifiAPIError::Case::network);
     QCOMPARE(result.error().description(), u"The controller's answer is too large."_s);
