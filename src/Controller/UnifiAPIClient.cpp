@@ -2,6 +2,7 @@
 
 #include "Async/Latch.h"
 #include "Controller/ControllerLog.h"
+#include "Controller/HttpTransport.h"
 #include "Controller/Inventory.h"
 #include "Controller/Trust/CertTrustService.h"
 #include "Controller/Trust/FirstUseTrust.h"
@@ -10,15 +11,9 @@
 
 #include <QElapsedTimer>
 #include <QJsonDocument>
-#include <QNetworkAccessManager>
 #include <QNetworkCookie>
 #include <QNetworkCookieJar>
-#include <QNetworkProxy>
-#include <QNetworkReply>
-#include <QNetworkRequest>
-#include <QPointer>
 #include <QStringDecoder>
-#include <QTimer>
 #include <QtConcurrentRun>
 
 #include <QCoroFuture>
@@ -36,6 +31,22 @@ public:
     using QNetworkCookieJar::allCookies;
     using QNetworkCookieJar::QNetworkCookieJar;
 };
+
+namespace {
+
+/// The session cookies for url, as a Cookie header value; empty when there are none.
+QByteArray cookieHeader(const QList<QNetworkCookie> &cookies)
+{
+    QByteArray header;
+    for (const QNetworkCookie &cookie : cookies) {
+        if (!header.isEmpty())
+            header += "; ";
+        header += cookie.toRawForm(QNetworkCookie::NameAndValueOnly);
+    }
+    return header;
+}
+
+} // namespace
 
 /// A login in progress; logins that overlap it wait for its outcome.
 struct UnifiAPIClient::LoginAttempt
@@ -75,19 +86,6 @@ bool isSuccess(int status)
     return status >= 200 && status <= 299;
 }
 
-/// Whether the request failed below HTTP: no answer, or an answer cut short. Qt also reports HTTP
-/// error statuses as errors: the content family (4xx), the server family (5xx) and 400 as an
-/// invalid operation; those answers arrived whole and are judged by their status instead.
-bool isTransportFailure(QNetworkReply::NetworkError error)
-{
-    const int code = int(error);
-    const bool answeredWithStatus =
-        (code >= QNetworkReply::ContentAccessDenied && code <= QNetworkReply::UnknownContentError) ||
-        (code >= QNetworkReply::InternalServerError && code <= QNetworkReply::UnknownServerError) ||
-        error == QNetworkReply::ProtocolInvalidOperationError;
-    return error != QNetworkReply::NoError && !answeredWithStatus;
-}
-
 /// Why a login answer refuses the login, if it does. The error envelope counts whatever the status:
 /// controllers send it with 200 too, and a 200 that carries it made no session. The status comes
 /// second: a console asks for a second factor with 499, and a refused password is 400 or 401.
@@ -120,9 +118,6 @@ std::optional<UnifiAPIError> loginRefusal(int status, const QByteArray &body)
 /// person notices. Smaller ones take a few milliseconds, which the hop to another thread and back
 /// would only lengthen.
 constexpr qsizetype decodeAsideFrom = qsizetype(1) << 20;
-
-/// What a reply keeps of its body before the program has taken it.
-constexpr qint64 readBufferSize = qint64(256) << 10;
 
 /// The pieces of a body as one block; the one piece itself when there is only one.
 QByteArray join(const QList<QByteArray> &pieces)
@@ -170,16 +165,11 @@ UnifiAPIClient::UnifiAPIClient(ControllerConfig config, FirstUseTrust &trust, QO
     : QObject(parent),
       m_config(std::move(config)),
       m_trust(trust),
-      m_manager(new QNetworkAccessManager(this)),
-      m_cookieJar(new ClientCookieJar),
-      m_delegate(nullptr),
+      m_cookieJar(std::make_unique<ClientCookieJar>()),
+      m_delegate(new PinningSessionDelegate(m_config.host, m_trust.pins(), this)),
+      m_transport(new HttpTransport(*m_delegate, idleConnectionKeep, this)),
       m_closed(std::make_shared<Latch>())
 {
-    m_manager->setCookieJar(m_cookieJar); // the manager owns it
-    // The controller is on the local network. A proxy from the environment would see the first-use
-    // question asked about its own key, and then the password.
-    m_manager->setProxy(QNetworkProxy::NoProxy);
-    m_delegate = new PinningSessionDelegate(m_config.host, m_trust.pins(), m_manager);
     connect(&m_trust.pins(), &CertTrustService::pinChanged, this, &UnifiAPIClient::onPinChanged);
 }
 
@@ -194,10 +184,7 @@ void UnifiAPIClient::close()
         return;
     // Waiters resume from the event loop, after this returns, and find the latch set.
     m_closed->set();
-    const auto inFlight = m_inFlight;
-    m_inFlight.clear();
-    for (QNetworkReply *reply : inFlight)
-        reply->abort();
+    m_transport->close();
     forgetSession();
 }
 
@@ -223,19 +210,8 @@ void UnifiAPIClient::onPinChanged(const QString &host)
 {
     if (host != m_config.host || m_closed->isSet())
         return;
-    // Qt would let the cached connections reconnect without asking the check again.
-    m_connectionsStale = true;
-    dropStaleConnectionsIfIdle();
-}
-
-void UnifiAPIClient::dropStaleConnectionsIfIdle()
-{
-    // Only while idle: with a request in flight, Qt's network thread may be waiting on the main
-    // thread, and clearing the cache waits for that thread.
-    if (!m_connectionsStale || !m_inFlight.isEmpty())
-        return;
-    m_connectionsStale = false;
-    m_manager->clearConnectionCache();
+    // A connection approved under the old pin carries no further request.
+    m_transport->dropConnections();
 }
 
 QString UnifiAPIClient::networkPath(const QString &suffix) const
@@ -244,183 +220,115 @@ QString UnifiAPIClient::networkPath(const QString &suffix) const
     return prefix + u"/api/s/"_s + m_config.site + suffix;
 }
 
-APIResult<QNetworkRequest> UnifiAPIClient::makeRequest(const QString &path, bool sendsCsrfToken) const
+APIResult<HttpRequest> UnifiAPIClient::makeRequest(const QString &path, bool sendsCsrfToken,
+                                                   std::optional<QByteArray> body) const
 {
     QUrl url = m_config.baseURL();
     url.setPath(path, QUrl::DecodedMode);
-    QNetworkRequest request(url);
-    request.setTransferTimeout(static_cast<int>(m_transferTimeout.count()));
-    request.setSslConfiguration(PinningSessionDelegate::tlsConfiguration());
-    // A redirect could carry the credentials to another server; a controller never needs one.
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-    // The API is a handful of small requests: HTTP/2 would bring nothing but another code path.
-    request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
-    // Requests come in bursts (a login and its fetches, a refresh) with long quiet between. Qt keeps
-    // an idle connection for two minutes and then wakes to close it, which the idle program would
-    // pay for long after the burst; a short keep lets it go while the burst's work is still settling.
-    request.setAttribute(QNetworkRequest::ConnectionCacheExpiryTimeoutSecondsAttribute,
-                         int(idleConnectionKeep.count()));
+    HttpRequest request{body ? QByteArray("POST") : QByteArray("GET"), url, {}, std::move(body)};
+    if (request.body)
+        request.headers.append({QByteArrayLiteral("Content-Type"), QByteArrayLiteral("application/json")});
+    if (const QByteArray cookies = cookieHeader(m_cookieJar->cookiesForUrl(url)); !cookies.isEmpty())
+        request.headers.append({QByteArrayLiteral("Cookie"), cookies});
     if (sendsCsrfToken) {
         if (const auto token = csrfTokenFor(url)) {
             // A header's or a claim's token was checked when it came; a cookie changes at any time.
             const auto safe = headerSafeToken(token->toUtf8());
             if (!safe.ok())
                 return safe.error();
-            request.setRawHeader("X-CSRF-Token", token->toUtf8());
+            request.headers.append({QByteArrayLiteral("X-CSRF-Token"), token->toUtf8()});
         }
     }
     return request;
 }
 
-QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::send(QNetworkRequest request,
-                                                                      std::optional<QByteArray> body, qint64 limit)
+QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::send(HttpRequest request, qint64 limit)
 {
     const std::shared_ptr<Latch> closed = m_closed;
-    // After a pin change nothing may start on a connection approved under the old pin: wait until
-    // the requests in flight have ended and the cached connections are gone.
-    while (!closed->isSet() && m_connectionsStale && !m_inFlight.isEmpty()) {
-        Wakeup idle;
-        idle.watch(*closed);
-        idle.watch(this, &UnifiAPIClient::becameIdle);
-        co_await idle.wait();
-    }
     if (closed->isSet())
         co_return UnifiAPIError::closed();
-    dropStaleConnectionsIfIdle();
-
-    const QByteArray verb = body ? "POST" : "GET";
+    const QByteArray verb = request.method;
+    const QUrl url = request.url;
     QElapsedTimer clock;
     clock.start();
-    const QPointer<QNetworkReply> reply =
-        body ? m_manager->sendCustomRequest(request, verb, *body) : m_manager->get(request);
-    m_inFlight.insert(reply);
-    // The body is taken as it arrives, piece by piece and mostly without a copy (a single piece
-    // waiting is handed over as it is): read whole at the end, a large site's tens of megabytes
-    // would be copied into new memory in one go and hold the window still meanwhile.
-    struct Arrival
-    {
-        QList<QByteArray> pieces;
-        qint64 size = 0;
-        Cut cut = Cut::none;
-    };
-    const auto arrived = std::make_shared<Arrival>();
-    // Held to a small buffer, the reply waits for each piece to be taken before it reads more from
-    // the network, so a piece never grows to megabytes while the window is busy with something else.
-    reply->setReadBufferSize(readBufferSize);
-    connect(reply, &QNetworkReply::readyRead, reply, [reply = reply.get(), arrived, limit] {
-        if (arrived->cut != Cut::none)
-            return;
-        QByteArray piece = reply->read(reply->bytesAvailable());
-        arrived->size += piece.size();
-        if (arrived->size > limit) {
-            // An answer without end would take all memory: it is refused, and what came goes.
-            arrived->cut = Cut::tooLarge;
-            arrived->pieces.clear();
-            reply->abort();
-            return;
-        }
-        arrived->pieces.append(std::move(piece));
-    });
-    // The transfer timeout only notices silence; a controller that sends a byte now and then would
-    // keep the request, and everything waiting behind it, alive for ever.
-    auto *deadline = new QTimer(reply);
-    deadline->setSingleShot(true);
-    connect(deadline, &QTimer::timeout, reply, [reply = reply.get(), arrived] {
-        if (arrived->cut == Cut::none)
-            arrived->cut = Cut::deadline;
-        reply->abort();
-    });
-    deadline->start(m_requestDeadline);
-    Wakeup done;
-    done.watch(*closed);
-    done.watch(reply.get(), &QNetworkReply::finished);
-    co_await done.wait();
-    if (closed->isSet()) {
-        // close() aborted the reply; if the client died, its manager took the reply along.
-        if (reply)
-            reply->deleteLater();
+    // The transfer timeout notices silence; the deadline a controller that sends a byte now and
+    // then, which would keep the request, and everything waiting behind it, alive for ever.
+    const HttpLimits limits{limit, m_transferTimeout, m_requestDeadline};
+    auto exchanged = co_await m_transport->exchange(std::move(request), limits);
+    if (closed->isSet())
         co_return UnifiAPIError::closed();
+    std::optional<PinRefusal> mismatch;
+    if (!exchanged.ok()) {
+        const std::optional<PinRefusal> &refusal = exchanged.error().refusal;
+        if (refusal && refusal->reason == PinRefusal::Reason::mismatch)
+            mismatch = refusal;
     }
-
-    m_inFlight.remove(reply);
-    const auto refusal = PinningSessionDelegate::refusalOf(*reply);
-    APIResult<Response> result = interpret(*reply, std::move(arrived->pieces), arrived->cut);
+    APIResult<Response> result = exchanged.ok() ? interpret(url, std::move(exchanged).value())
+                                                : APIResult<Response>(failureError(exchanged.error()));
     // The method, the path and the outcome only: headers and bodies carry the password, the
     // session cookie and the CSRF token.
-    qCDebug(lcController).noquote() << verb.constData() << request.url().path() << "->"
+    qCDebug(lcController).noquote() << verb.constData() << url.path() << "->"
                                     << (result.ok() ? QString::number(result.value().status)
                                                     : outcomeWithoutBody(result.error()))
                                     << "in" << clock.elapsed() << "ms";
-    reply->deleteLater();
-    if (m_inFlight.isEmpty()) {
-        dropStaleConnectionsIfIdle();
-        Q_EMIT becameIdle();
-    }
     // Last, because the handler may close the client: a changed key, seen by the check itself.
-    // Requests that only shared the refused connection report the same error without a second call.
-    if (refusal && refusal->reason == PinRefusal::Reason::mismatch)
-        Q_EMIT certificateMismatch(m_config.host, refusal->expected, refusal->presented);
+    if (mismatch)
+        Q_EMIT certificateMismatch(m_config.host, mismatch->expected, mismatch->presented);
     co_return result;
 }
 
-APIResult<UnifiAPIClient::Response> UnifiAPIClient::interpret(QNetworkReply &reply, QList<QByteArray> body, Cut cut)
+UnifiAPIError UnifiAPIClient::failureError(const HttpFailure &failure)
 {
-    if (cut == Cut::tooLarge)
-        return UnifiAPIError::network(u"The controller's answer is too large."_s);
-    if (cut == Cut::deadline)
-        return UnifiAPIError::network(u"The request timed out."_s);
-    const QNetworkReply::NetworkError error = reply.error();
-    if (isTransportFailure(error)) {
-        auto refusal = PinningSessionDelegate::refusalOf(reply);
-        // Requests queued on a connection whose handshake was refused fail with it, although only
-        // the first of them went through the check: judge the key that connection presented.
-        if (!refusal && error == QNetworkReply::SslHandshakeFailedError &&
-            !reply.sslConfiguration().peerCertificate().isNull())
-            refusal = m_delegate->check(reply);
-        if (refusal && refusal->reason == PinRefusal::Reason::mismatch)
-            return UnifiAPIError::certificateMismatch(refusal->expected, refusal->presented);
-        if (refusal)
-            return UnifiAPIError::certificateRejected();
-        // Nothing but the transfer timeout (or the client's own cuts, above) aborts a request of an
-        // open client.
-        if (error == QNetworkReply::OperationCanceledError)
-            return UnifiAPIError::network(u"The request timed out."_s);
-        return UnifiAPIError::network(reply.errorString());
+    switch (failure.kind) {
+    case HttpFailure::Kind::refused:
+        if (failure.refusal && failure.refusal->reason == PinRefusal::Reason::mismatch)
+            return UnifiAPIError::certificateMismatch(failure.refusal->expected, failure.refusal->presented);
+        return UnifiAPIError::certificateRejected();
+    case HttpFailure::Kind::closed:
+        return UnifiAPIError::closed();
+    case HttpFailure::Kind::network:
+    case HttpFailure::Kind::timedOut:
+    case HttpFailure::Kind::tooLarge:
+        break;
     }
-    const QVariant status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    if (!status.isValid())
-        return UnifiAPIError::network(u"The controller's answer was not an HTTP response."_s);
-    if (reply.hasRawHeader("x-updated-csrf-token")) {
-        auto token = headerSafeToken(reply.rawHeader("x-updated-csrf-token"));
+    return UnifiAPIError::network(failure.text);
+}
+
+APIResult<UnifiAPIClient::Response> UnifiAPIClient::interpret(const QUrl &url, HttpAnswer answer)
+{
+    Response response{answer.status, std::move(answer.body), {}};
+    for (const auto &[name, value] : std::as_const(answer.headers)) {
+        if (name == "set-cookie")
+            m_cookieJar->setCookiesFromUrl(QNetworkCookie::parseCookies(value), url);
+        // Repeated fields are one list; a controller repeats none that is read here.
+        if (!response.headers.contains(name))
+            response.headers.insert(name, value);
+    }
+    if (const auto rotated = response.headers.constFind("x-updated-csrf-token");
+        rotated != response.headers.constEnd()) {
+        auto token = headerSafeToken(rotated.value());
         if (!token.ok())
             return token.error();
         m_csrfToken = std::move(token).value();
     }
-    if (reply.bytesAvailable() > 0)
-        body.append(reply.readAll());
-    Response response{status.toInt(), std::move(body), {}};
-    for (const auto &[name, value] : reply.rawHeaderPairs())
-        response.headers.insert(name.toLower(), value);
     return response;
 }
 
 QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::get(QString path, qint64 limit)
 {
-    auto request = makeRequest(path, /*sendsCsrfToken=*/true);
+    auto request = makeRequest(path, /*sendsCsrfToken=*/true, std::nullopt);
     if (!request.ok())
         co_return request.error();
-    co_return co_await send(std::move(request).value(), std::nullopt, limit);
+    co_return co_await send(std::move(request).value(), limit);
 }
 
 QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::post(QString path, std::optional<QJsonObject> body)
 {
-    auto request = makeRequest(path, /*sendsCsrfToken=*/true);
+    const QByteArray bytes = body ? QJsonDocument(*body).toJson(QJsonDocument::Compact) : QByteArray();
+    auto request = makeRequest(path, /*sendsCsrfToken=*/true, bytes);
     if (!request.ok())
         co_return request.error();
-    QNetworkRequest made = std::move(request).value();
-    made.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
-    const QByteArray bytes = body ? QJsonDocument(*body).toJson(QJsonDocument::Compact) : QByteArray();
-    co_return co_await send(made, bytes, answerLimit);
+    co_return co_await send(std::move(request).value(), answerLimit);
 }
 
 APIResult<Done> UnifiAPIClient::assertOK(const Response &response)
@@ -485,16 +393,14 @@ QCoro::Task<APIResult<Done>> UnifiAPIClient::performLogin(QString password)
     }
 
     const QString path = m_config.kind == ControllerKind::unifiOS ? u"/api/auth/login"_s : u"/api/login"_s;
-    auto made = makeRequest(path, /*sendsCsrfToken=*/false);
-    if (!made.ok())
-        co_return made.error();
-    QNetworkRequest request = std::move(made).value();
-    request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
     QJsonObject body;
     body.insert(u"username"_s, m_config.username);
     body.insert(u"password"_s, password);
     body.insert(u"rememberMe"_s, false);
-    const auto response = co_await send(request, QJsonDocument(body).toJson(QJsonDocument::Compact), answerLimit);
+    auto made = makeRequest(path, /*sendsCsrfToken=*/false, QJsonDocument(body).toJson(QJsonDocument::Compact));
+    if (!made.ok())
+        co_return made.error();
+    const auto response = co_await send(std::move(made).value(), answerLimit);
     if (closed->isSet())
         co_return UnifiAPIError::closed();
     if (!response.ok())

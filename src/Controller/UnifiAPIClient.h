@@ -13,35 +13,34 @@
 #include <QList>
 #include <QNetworkCookie>
 #include <QObject>
-#include <QSet>
 
 #include <QCoroTask>
 
 #include <chrono>
-#include <cstdint>
 #include <memory>
 #include <optional>
 
-class QNetworkAccessManager;
-class QNetworkReply;
-class QNetworkRequest;
 class QUrl;
 
 namespace lanternfold {
 
 class ClientCookieJar;
 class FirstUseTrust;
+class HttpTransport;
 class Latch;
 class PinningSessionDelegate;
+struct HttpAnswer;
+struct HttpFailure;
+struct HttpRequest;
 
 template <typename T>
 using APIResult = Result<T, UnifiAPIError>;
 
 /// Talks HTTPS to one controller: logs in and out, keeps the session cookie and the CSRF token,
 /// and turns every failure into a UnifiAPIError. Every request goes out through send(), which sets
-/// the headers, the timeout and the TLS policy. A new TLS connection is checked against the pinned
-/// key before a byte of a request is sent on it, and a change of the host's pin drops the
-/// connections approved under the old one.
+/// the headers and the limits, over its own HttpTransport: a new TLS connection is checked against
+/// the pinned key before a byte of a request is sent on it, and a change of the host's pin retires
+/// the connections approved under the old one.
 ///
 /// The CSRF token comes from the login answer's "X-CSRF-Token" header, and any later
 /// "X-Updated-CSRF-Token" replaces it. A login answered without either keeps a token a header gave
@@ -50,8 +49,8 @@ using APIResult = Result<T, UnifiAPIError>;
 /// no token is held, so a controller that sets the cookie anew is followed at once. A token with
 /// anything but printable ASCII in it is refused as a decoding error.
 ///
-/// No request lives for ever: each has a deadline from its start, whatever trickles in, and a body
-/// larger than its limit fails the request. No proxy is used: the controller is on the local network.
+/// No request lives for ever: each has a deadline from its start, whatever trickles in, and a head
+/// or a body larger than its limit fails the request. No proxy is used: the controller is on the local network.
 ///
 /// A client may be closed, or destroyed, while its operations are suspended: each of them then
 /// resumes at once with a network error, and nothing more is sent.
@@ -149,8 +148,6 @@ public:
     static constexpr std::chrono::seconds idleConnectionKeep{10};
 
 Q_SIGNALS:
-    /// No request is in flight any more.
-    void becameIdle();
     /// The controller presented a key other than host's pin; the request that met it failed
     /// without sending anything. Emitted once that request has ended (a slot may close the client).
     void certificateMismatch(const QString &host, const QString &expected, const QString &presented);
@@ -168,20 +165,18 @@ private:
     };
     struct LoginAttempt;
 
-    /// Why a reply was aborted by the client itself.
-    enum class Cut : std::uint8_t { none, deadline, tooLarge };
-
     QCoro::Task<APIResult<Response>> get(QString path, qint64 limit = answerLimit);
     /// A list the controller answers at path, read by decode.
     template <typename T>
     QCoro::Task<APIResult<QList<T>>> fetchInventory(QString path, Decoded<QList<T>> (*decode)(const QByteArray &));
     QCoro::Task<APIResult<Response>> post(QString path, std::optional<QJsonObject> body);
     /// limit: the largest body read; a larger one fails the request.
-    QCoro::Task<APIResult<Response>> send(QNetworkRequest request, std::optional<QByteArray> body, qint64 limit);
+    QCoro::Task<APIResult<Response>> send(HttpRequest request, qint64 limit);
     /// Fails when the CSRF token to send is not one a header may carry.
-    [[nodiscard]] APIResult<QNetworkRequest> makeRequest(const QString &path, bool sendsCsrfToken) const;
-    /// body: what arrived of the reply's body (the rest is read here); cut: why the client aborted it.
-    [[nodiscard]] APIResult<Response> interpret(QNetworkReply &reply, QList<QByteArray> body, Cut cut);
+    [[nodiscard]] APIResult<HttpRequest> makeRequest(const QString &path, bool sendsCsrfToken,
+                                                     std::optional<QByteArray> body) const;
+    [[nodiscard]] APIResult<Response> interpret(const QUrl &url, HttpAnswer answer);
+    [[nodiscard]] static UnifiAPIError failureError(const HttpFailure &failure);
     static APIResult<Done> assertOK(const Response &response);
 
     QCoro::Task<APIResult<Done>> performLogin(QString password);
@@ -189,7 +184,6 @@ private:
                                                    std::shared_ptr<Latch> closed);
 
     void onPinChanged(const QString &host);
-    void dropStaleConnectionsIfIdle();
     void forgetSession();
     void adoptLoginToken(const LoginToken &token);
     [[nodiscard]] std::optional<QString> tokenCookieValue(const QUrl &url) const;
@@ -198,9 +192,9 @@ private:
 
     ControllerConfig m_config;
     FirstUseTrust &m_trust;
-    QNetworkAccessManager *m_manager;
-    ClientCookieJar *m_cookieJar;
+    std::unique_ptr<ClientCookieJar> m_cookieJar;
     PinningSessionDelegate *m_delegate;
+    HttpTransport *m_transport;
     std::optional<QString> m_csrfToken;
     std::chrono::milliseconds m_transferTimeout = defaultTransferTimeout;
     std::chrono::milliseconds m_requestDeadline = defaultRequestDeadline;
@@ -211,10 +205,6 @@ private:
     /// Set by close() and by the destructor; shared with every suspended operation.
     std::shared_ptr<Latch> m_closed;
     std::shared_ptr<LoginAttempt> m_login;
-    QSet<QNetworkReply *> m_inFlight;
-    /// The host's pin changed while requests were in flight: the cached connections go when the
-    /// last of them ends, and no new request starts before that.
-    bool m_connectionsStale = false;
 };
 
 } // namespace lanternfold

@@ -144,9 +144,9 @@ void SimConnection::execute(const SimOutcome &outcome, bool keepAlive)
 
 void SimConnection::drip(HttpResponse response, bool keepAlive, std::chrono::milliseconds interval)
 {
-    // The head promises a large body; one byte of it follows per interval, which keeps any
-    // inactivity timeout of the client content for ever.
-    response.body = QByteArray(100'000'000, ' ');
+    // The head promises a body well within any size limit; one byte of it follows per interval,
+    // which keeps any inactivity timeout of the client content for ever.
+    response.body = QByteArray(500'000, ' ');
     const QByteArray whole = response.serialise(keepAlive);
     m_socket->write(whole.left(whole.size() - response.body.size()));
     auto *timer = new QTimer(this);

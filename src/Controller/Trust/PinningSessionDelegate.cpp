@@ -2,24 +2,14 @@
 
 #include "Controller/Trust/CertTrustService.h"
 
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QSslConfiguration>
 #include <QSslSocket>
 
 namespace lanternfold {
 
-namespace {
-
-constexpr const char *refusalProperty = "lanternfoldPinRefusal";
-
-} // namespace
-
-PinningSessionDelegate::PinningSessionDelegate(QString host, const CertTrustService &trust,
-                                               QNetworkAccessManager *manager)
-    : QObject(manager), m_host(std::move(host)), m_trust(trust)
+PinningSessionDelegate::PinningSessionDelegate(QString host, const CertTrustService &trust, QObject *parent)
+    : QObject(parent), m_host(std::move(host)), m_trust(trust)
 {
-    connect(manager, &QNetworkAccessManager::sslErrors, this, &PinningSessionDelegate::handleSslErrors);
 }
 
 std::optional<PinRefusal> PinningSessionDelegate::check(const std::optional<QString> &presented) const
@@ -34,23 +24,11 @@ std::optional<PinRefusal> PinningSessionDelegate::check(const std::optional<QStr
     return std::nullopt;
 }
 
-std::optional<PinRefusal> PinningSessionDelegate::check(const QNetworkReply &reply) const
+std::optional<PinRefusal> PinningSessionDelegate::check(const QSslSocket &socket) const
 {
-    const QSslConfiguration configuration = reply.sslConfiguration();
-    const QList<QSslCertificate> chain = configuration.peerCertificateChain();
-    const QSslCertificate leaf = chain.isEmpty() ? configuration.peerCertificate() : chain.first();
+    const QList<QSslCertificate> chain = socket.peerCertificateChain();
+    const QSslCertificate leaf = chain.isEmpty() ? socket.peerCertificate() : chain.first();
     return check(CertTrustService::fingerprint(leaf));
-}
-
-void PinningSessionDelegate::handleSslErrors(QNetworkReply *reply, const QList<QSslError> &errors) const
-{
-    const auto refusal = check(*reply);
-    if (!refusal) {
-        reply->ignoreSslErrors(errors);
-        return;
-    }
-    // Not ignoring the errors is the refusal: the handshake fails and nothing is sent.
-    reply->setProperty(refusalProperty, QVariant::fromValue(*refusal));
 }
 
 QSslConfiguration PinningSessionDelegate::tlsConfiguration()
@@ -64,14 +42,6 @@ QSslConfiguration PinningSessionDelegate::tlsConfiguration()
     // With HTTP/2 switched off, Qt offers no protocol at all; say plainly that HTTP/1.1 follows.
     configuration.setAllowedNextProtocols({QByteArray(QSslConfiguration::NextProtocolHttp1_1)});
     return configuration;
-}
-
-std::optional<PinRefusal> PinningSessionDelegate::refusalOf(const QNetworkReply &reply)
-{
-    const QVariant value = reply.property(refusalProperty);
-    if (!value.canConvert<PinRefusal>())
-        return std::nullopt;
-    return value.value<PinRefusal>();
 }
 
 } // namespace lanternfold
