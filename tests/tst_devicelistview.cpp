@@ -8,6 +8,7 @@
 
 #include <QAccessible>
 #include <QApplication>
+#include <QCheckBox>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLabel>
@@ -74,6 +75,7 @@ private Q_SLOTS:
     void keysMoveOverSectionHeaders();
     void nothingSelectedOffersNoRestart();
     void accessPointsRestartFirstWithAPauseBetween();
+    void waitingForEachDeviceIsRememberedAndSaysWhenAllAreBack();
     void failureInTheMiddleDoesNotStopTheRun();
     void vanishedDeviceIsSkipped();
     void nothingLeftRestartsNothing();
@@ -511,6 +513,31 @@ void TestDeviceListView::accessPointsRestartFirstWithAPauseBetween()
     QCOMPARE(view.selected(), (QSet<QString>{ap, cam}));
     QVERIFY(isSelected(ap) && isSelected(cam));
     QVERIFY(restartButton()->isEnabled());
+}
+
+void TestDeviceListView::waitingForEachDeviceIsRememberedAndSaysWhenAllAreBack()
+{
+    Sim &sim = startSim();
+    sim::ManualClock simClock;
+    sim.setClock(simClock);
+    onPause = [simClock](std::chrono::seconds duration) mutable { simClock.advance(duration); };
+    DeviceListView &view = makeView(sim);
+    QVERIFY(!view.waitToggle()->isChecked());
+    view.waitToggle()->setChecked(true);
+    QVERIFY(state->devicesTabWaits());
+    const UnifiDevice device = state->accessPoints().at(2);
+    QVERIFY(sim.setRebootTiming(device.mac, Sim::RebootTiming{30s, 10s, true}));
+    click(apId(device));
+    pressRestart();
+    QVERIFY(!view.waitToggle()->isEnabled());
+    QTRY_VERIFY(!view.isRestarting());
+    QCOMPARE(view.restartResultMessage(), std::optional<QString>(u"Restarted 1 device(s); all back online in 30 s."_s));
+    QCOMPARE(pauses, (QList<std::chrono::seconds>{5s, 5s, 5s, 5s, 5s, 5s}));
+    QVERIFY(view.waitToggle()->isEnabled());
+    // Remembered: the next view starts with it on.
+    m_view.reset();
+    m_devices.reset();
+    QVERIFY(makeView(sim).waitToggle()->isChecked());
 }
 
 void TestDeviceListView::failureInTheMiddleDoesNotStopTheRun()

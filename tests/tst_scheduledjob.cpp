@@ -46,6 +46,8 @@ private Q_SLOTS:
     void encodesEveryKey();
     void withoutDatesLeavesKeysOut();
     void roundTrips();
+    void waitingForDevicesRoundTrips_data();
+    void waitingForDevicesRoundTrips();
     void equalityIsFieldByField();
     void targetOrderMatters();
     void requiredKeys_data();
@@ -104,6 +106,50 @@ void TestScheduledJob::roundTrips()
     const auto back = ScheduledJob::fromJson(QJsonDocument::fromJson(text).object());
     QVERIFY(back.ok());
     QCOMPARE(back.value(), job);
+}
+
+void TestScheduledJob::waitingForDevicesRoundTrips_data()
+{
+    using When = ScheduledJob::WaitForOnline::WhenNotBack;
+    QTest::addColumn<qint64>("minutes");
+    QTest::addColumn<int>("whenNotBack");
+    QTest::addColumn<QByteArray>("written");
+    QTest::newRow("defaults") << qint64(10) << int(When::stopTheJob)
+                              << QByteArray(R"("waitForOnlineMinutes":10,"whenNotBack":"stop")");
+    QTest::newRow("continue") << qint64(30) << int(When::continueWithNextDevice)
+                              << QByteArray(R"("waitForOnlineMinutes":30,"whenNotBack":"continue")");
+}
+
+void TestScheduledJob::waitingForDevicesRoundTrips()
+{
+    QFETCH(qint64, minutes);
+    QFETCH(int, whenNotBack);
+    QFETCH(QByteArray, written);
+    // Without the option the file is as it always was: neither key.
+    const QJsonObject plain = sampleObject();
+    QVERIFY(!plain.contains(u"waitForOnlineMinutes"_s) && !plain.contains(u"whenNotBack"_s));
+    QVERIFY(!ScheduledJob::fromJson(plain).value().waitForOnline);
+
+    ScheduledJob job = sampleJob();
+    job.waitForOnline = ScheduledJob::WaitForOnline{minutes, ScheduledJob::WaitForOnline::WhenNotBack(whenNotBack)};
+    const QByteArray text = QJsonDocument(job.toJson().value()).toJson(QJsonDocument::Compact);
+    QVERIFY2(text.contains(written), text.constData());
+    const auto back = ScheduledJob::fromJson(QJsonDocument::fromJson(text).object());
+    QVERIFY(back.ok());
+    QCOMPARE(back.value(), job);
+
+    // A hand-edited file is held to what the editor offers; an unknown choice stops the job.
+    QJsonObject edited = plain;
+    edited.insert(u"waitForOnlineMinutes"_s, 600);
+    edited.insert(u"whenNotBack"_s, u"carry on"_s);
+    const auto held = ScheduledJob::fromJson(edited).value().waitForOnline;
+    QVERIFY(held);
+    QCOMPARE(held->minutes, ScheduledJob::waitMinutesMaximum);
+    QCOMPARE(held->whenNotBack, ScheduledJob::WaitForOnline::WhenNotBack::stopTheJob);
+    edited.insert(u"waitForOnlineMinutes"_s, 0);
+    QCOMPARE(ScheduledJob::fromJson(edited).value().waitForOnline->minutes, ScheduledJob::waitMinutesMinimum);
+    edited.insert(u"waitForOnlineMinutes"_s, u"ten"_s);
+    QVERIFY(!ScheduledJob::fromJson(edited).ok());
 }
 
 void TestScheduledJob::equalityIsFieldByField()

@@ -11,6 +11,7 @@
 #include <QAccessible>
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDateTimeEdit>
 #include <QFile>
 #include <QLabel>
@@ -53,6 +54,7 @@ private Q_SLOTS:
     void cancelClosesWithoutSaving();
     void controlsAreNamedByTheirLabels();
     void tabOrderFollowsTheLayout();
+    void waitingForEachDeviceIsSavedAndShown();
 
 private:
     ScheduleEditView &openEditor(std::optional<ScheduledJob> existing = std::nullopt);
@@ -597,6 +599,41 @@ void TestScheduleEditView::cancelClosesWithoutSaving()
     QVERIFY(!jobsFileExists());
 }
 
+void TestScheduleEditView::waitingForEachDeviceIsSavedAndShown()
+{
+    Sim &sim = startSim();
+    makeState();
+    connectTo(sim);
+    const ScheduledJob existing = job(u"Nightly"_s, firstAccessPoints(1), RecurrenceRule::dailyAt(3, 0), 20);
+    state->addJob(existing);
+    {
+        ScheduleEditView &editor = openEditor(existing);
+        QVERIFY(!editor.waitToggle()->isChecked());
+        QVERIFY(!editor.waitMinutesStepper()->isEnabled());
+        QVERIFY(!editor.whenNotBackPicker()->isEnabled());
+        QCOMPARE(editor.waitMinutesStepper()->value(), 10);
+        QCOMPARE(editor.whenNotBackPicker()->currentText(), u"Stop the job"_s);
+        QTest::mouseClick(editor.waitToggle(), Qt::LeftButton, {}, QPoint(4, editor.waitToggle()->height() / 2));
+        QVERIFY(editor.waitMinutesStepper()->isEnabled());
+        QTest::keyClick(editor.waitMinutesStepper(), Qt::Key_Up);
+        editor.whenNotBackPicker()->setCurrentIndex(1);
+        QTest::mouseClick(editor.confirmButton(), Qt::LeftButton);
+    }
+    const auto wait = state->jobs().first().waitForOnline;
+    QVERIFY(wait);
+    QCOMPARE(wait->minutes, 11);
+    QCOMPARE(wait->whenNotBack, ScheduledJob::WaitForOnline::WhenNotBack::continueWithNextDevice);
+    QCOMPARE(savedJobs(), state->jobs());
+    // Opened again, it shows what was saved; switched off, the job is as it was.
+    ScheduleEditView &again = openEditor(state->jobs().first());
+    QVERIFY(again.waitToggle()->isChecked());
+    QCOMPARE(again.waitMinutesStepper()->value(), 11);
+    QCOMPARE(again.whenNotBackPicker()->currentIndex(), 1);
+    again.waitToggle()->setChecked(false);
+    QTest::mouseClick(again.confirmButton(), Qt::LeftButton);
+    QVERIFY(!state->jobs().first().waitForOnline);
+}
+
 void TestScheduleEditView::controlsAreNamedByTheirLabels()
 {
     Sim &sim = startSim();
@@ -616,6 +653,14 @@ void TestScheduleEditView::controlsAreNamedByTheirLabels()
     QTest::keyClick(editor.intervalStepper(), Qt::Key_Down);
     QCOMPARE(accessibleName(editor.intervalStepper()), u"Every 23 hours"_s);
     QCOMPARE(accessibleName(editor.staggerStepper()), u"20 seconds between each device"_s);
+    QCOMPARE(accessibleName(editor.waitToggle()), u"Wait for each device to come back online"_s);
+    QCOMPARE(accessibleName(editor.waitMinutesStepper()), u"up to"_s);
+    // A combo box's name is its current item on Linux; its label comes as the labelled-by relation.
+    QStringList labels;
+    for (const auto &[label, relation] :
+         QAccessible::queryAccessibleInterface(editor.whenNotBackPicker())->relations(QAccessible::Label))
+        labels.append(label->text(QAccessible::Name));
+    QCOMPARE(labels, QStringList{u"If one does not come back:"_s});
     QCOMPARE(accessibleName(editor.cancelButton()), u"Cancel"_s);
     QCOMPARE(accessibleName(editor.confirmButton()), u"Create"_s);
     // A tile shows one letter; its name is the day's short name, which begins with that letter.
@@ -642,6 +687,8 @@ void TestScheduleEditView::tabOrderFollowsTheLayout()
     for (int weekday = 1; weekday <= 7; ++weekday)
         expected.append(editor.weekdayPicker()->cell(weekday));
     expected.append(editor.staggerStepper());
+    // The wait's fields are off until the wait is on.
+    expected.append(editor.waitToggle());
     // Tab walks through the sections of a time picker before it leaves it.
     const auto tabToNextControl = [] {
         QWidget *from = QApplication::focusWidget();

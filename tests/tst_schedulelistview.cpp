@@ -41,6 +41,7 @@ private Q_SLOTS:
     void targetsLineNamesThreeDevicesAtMost_data();
     void targetsLineNamesThreeDevicesAtMost();
     void jobWithoutNextRunShowsNoNextLine();
+    void jobThatWaitsForEachDeviceSaysSo();
     void longNamesEndInAnEllipsis();
     void clickingARowOpensItsEditorButTheSwitchDoesNot();
     void returnOnARowOpensItsEditor();
@@ -244,6 +245,18 @@ void TestScheduleListView::jobWithoutNextRunShowsNoNextLine()
             QVERIFY2(!label->text().startsWith(u"Last: "_s), qPrintable(label->text()));
         }
     }
+}
+
+void TestScheduleListView::jobThatWaitsForEachDeviceSaysSo()
+{
+    ScheduledJob waiting = addJob(u"Nightly"_s, RecurrenceRule::dailyAt(3, 0), named({u"Lobby"_s}));
+    waiting.waitForOnline = ScheduledJob::WaitForOnline{};
+    state->updateJob(waiting);
+    addJob(u"Plain"_s, RecurrenceRule::dailyAt(4, 0), named({u"Hall"_s}));
+    ScheduleListView &view = makeView();
+    QCOMPARE(view.row(0)->summaryLabel()->text(), u"Daily at 03:00 \u00b7 waits for each device"_s);
+    QVERIFY(view.row(0)->description().contains(u"waits for each device"_s));
+    QVERIFY(!view.row(1)->summaryLabel()->text().contains(u"waits"_s));
 }
 
 void TestScheduleListView::longNamesEndInAnEllipsis()

@@ -594,6 +594,44 @@ QCoro::Task<APIResult<Done>> UnifiAPIClient::rebootCamera(QString id)
     co_return assertOK(response.value());
 }
 
+QCoro::Task<APIResult<DeviceReading>> UnifiAPIClient::readAccessPoint(QString mac)
+{
+    // The controller keeps MACs in lower case with colons; nothing else may reach the path.
+    const QString lower = mac.toLower();
+    const bool safe = !lower.isEmpty() && std::all_of(lower.cbegin(), lower.cend(), [](QChar c) {
+        return c == u':' || (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f');
+    });
+    if (!safe)
+        co_return UnifiAPIError::decoding(u"Unexpected MAC address from controller: "_s + mac);
+    const auto response = co_await get(networkPath(u"/stat/device/"_s + lower));
+    if (!response.ok())
+        co_return response.error();
+    if (const auto ok = assertOK(response.value()); !ok.ok())
+        co_return ok.error();
+    auto decoded = decodeAccessPointReading(response.value().joined(), lower);
+    if (!decoded.ok())
+        co_return UnifiAPIError::decoding(decoded.error().message);
+    co_return std::move(decoded).value();
+}
+
+QCoro::Task<APIResult<DeviceReading>> UnifiAPIClient::readCamera(QString id)
+{
+    if (m_config.kind == ControllerKind::classic)
+        co_return UnifiAPIError::decoding(u"A classic controller has no cameras."_s);
+    const auto safe = pathSafeIdentifier(id, u"camera id"_s);
+    if (!safe.ok())
+        co_return safe.error();
+    const auto response = co_await get(u"/proxy/protect/api/cameras/"_s + safe.value());
+    if (!response.ok())
+        co_return response.error();
+    if (const auto ok = assertOK(response.value()); !ok.ok())
+        co_return ok.error();
+    auto decoded = decodeCameraReading(response.value().joined(), id);
+    if (!decoded.ok())
+        co_return UnifiAPIError::decoding(decoded.error().message);
+    co_return std::move(decoded).value();
+}
+
 APIResult<QString> UnifiAPIClient::pathSafeIdentifier(const QString &value, const QString &kind)
 {
     static const QString allowed = u"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_"_s;

@@ -2,6 +2,7 @@
 
 #include "Controller/UnifiAPIError.h"
 #include "Models/ControllerConfig.h"
+#include "Models/DeviceReading.h"
 #include "Models/JsonDecoding.h"
 #include "Models/ProtectCamera.h"
 #include "Models/Result.h"
@@ -96,6 +97,11 @@ public:
     QCoro::Task<APIResult<QList<ProtectCamera>>> fetchCameras();
     QCoro::Task<APIResult<Done>> restartAccessPoint(QString mac);
     QCoro::Task<APIResult<Done>> rebootCamera(QString id);
+    /// One access point's record as the controller has it now (stat/device/<mac>), to watch it
+    /// reboot; an answer with any other number of records, or another device's, is an error.
+    QCoro::Task<APIResult<DeviceReading>> readAccessPoint(QString mac);
+    /// One camera's record as Protect has it now (cameras/<id>).
+    QCoro::Task<APIResult<DeviceReading>> readCamera(QString id);
 
     /// Aborts every request in flight and the first-use handshake, and ends every wait: each
     /// suspended operation resumes with a network error. Nothing is sent afterwards; every later

@@ -4,6 +4,8 @@
 
 #include <QJsonArray>
 
+#include <algorithm>
+
 namespace lanternfold {
 
 using namespace Qt::StringLiterals;
@@ -50,6 +52,11 @@ std::optional<QJsonObject> ScheduledJob::toJson() const
             return std::nullopt;
         object.insert(key, *text);
     }
+    if (waitForOnline) {
+        object.insert(u"waitForOnlineMinutes"_s, waitForOnline->minutes);
+        object.insert(u"whenNotBack"_s,
+                      waitForOnline->whenNotBack == WaitForOnline::WhenNotBack::stopTheJob ? u"stop"_s : u"continue"_s);
+    }
     if (runInProgress) {
         const auto occurrence = json::formatDate(runInProgress->occurrence);
         if (!occurrence)
@@ -86,6 +93,15 @@ Decoded<ScheduledJob> ScheduledJob::fromJson(const QJsonValue &json, const QStri
     LF_TRY_DECODE(nextRunAt, json::readOptionalDate(reader, u"nextRunAt"_s));
     LF_TRY_DECODE(staggerSeconds, reader.integer(u"staggerSeconds"_s));
     ScheduledJob job{*id, name, std::move(targets), std::move(rule), isEnabled, lastRunAt, nextRunAt, staggerSeconds};
+    LF_TRY_DECODE(waitMinutes, reader.optionalInteger(u"waitForOnlineMinutes"_s));
+    if (waitMinutes) {
+        WaitForOnline wait;
+        // Held to what the editor offers; anything but "continue" stops the job, the safe choice.
+        wait.minutes = std::clamp(*waitMinutes, waitMinutesMinimum, waitMinutesMaximum);
+        if (object.value(u"whenNotBack"_s).toString() == u"continue"_s)
+            wait.whenNotBack = WaitForOnline::WhenNotBack::continueWithNextDevice;
+        job.waitForOnline = wait;
+    }
     const QJsonValue progress = object.value(u"runInProgress"_s);
     if (!progress.isUndefined() && !progress.isNull()) {
         const QString progressPath = json::childPath(path, u"runInProgress"_s);

@@ -39,6 +39,20 @@ struct ScheduledJob
     };
     std::optional<RunInProgress> runInProgress = std::nullopt;
 
+    /// Each device is watched until it is back online before the next one goes down. In the file
+    /// only when on, so that the files of jobs without it stay as they were.
+    struct WaitForOnline
+    {
+        enum class WhenNotBack { stopTheJob, continueWithNextDevice };
+        /// How long one device may take to come back.
+        qint64 minutes = 10;
+        WhenNotBack whenNotBack = WhenNotBack::stopTheJob;
+        bool operator==(const WaitForOnline &) const = default;
+    };
+    std::optional<WaitForOnline> waitForOnline = std::nullopt;
+    static constexpr qint64 waitMinutesMinimum = 1;
+    static constexpr qint64 waitMinutesMaximum = 30;
+
     /// The pause between two targets that the editor offers, and that a loaded file is held to.
     static constexpr qint64 staggerSecondsMaximum = 300;
 

@@ -58,6 +58,7 @@ public:
     static const QString configDefaultsKey;
     /// The keyring account ("user@host") whose saved password the controller refused, if any.
     static const QString passwordRefusedKey;
+    static const QString devicesTabWaitsKey;
     static constexpr int activityLogLimit = 200;
 
     using Clock = StateClock;
@@ -86,6 +87,9 @@ public:
     /// The controller refused the saved password of the configured controller and user: no
     /// automatic login is tried until the person connects by hand. Kept across restarts.
     [[nodiscard]] bool isSavedPasswordRefused() const;
+    /// Whether the Devices tab's restarts wait for each device to come back (a preference).
+    [[nodiscard]] bool devicesTabWaits() const;
+    void setDevicesTabWaits(bool waits);
     /// The last automatic reconnect stopped at a key that nobody has confirmed (new or changed).
     [[nodiscard]] bool reconnectNeedsCertificate() const { return m_reconnectNeedsCertificate; }
     /// The jobs themselves, for the scheduler that records their runs.
@@ -114,8 +118,21 @@ public:
     QCoro::Task<Result<Done, UnifiAPIError>> restart(RestartTarget target);
     struct BatchOutcome
     {
+        /// Whose restart command the controller accepted, and whose it did not.
         QList<RestartTarget> succeeded;
         QList<RestartTarget> failed;
+        /// With waiting: of the succeeded, those that came back online and those that did not
+        /// within the limit; the targets never restarted because the batch stopped at one of them.
+        QList<RestartTarget> backOnline;
+        QList<RestartTarget> notBack;
+        QList<RestartTarget> notRestarted;
+        /// The wait's limit per device, when the batch waited.
+        std::optional<qint64> waitMinutes;
+        /// From the first command until the last device was back (waiting batches).
+        std::chrono::seconds duration{0};
+
+        /// What the batch did, in one line for the activity log and a notification.
+        [[nodiscard]] QString summary() const;
     };
     /// How a batch runs.
     struct BatchOptions
@@ -134,7 +151,13 @@ public:
         /// Told of each target just before its restart is sent, so that a run cut short knows
         /// which devices it reached.
         std::function<void(const RestartTarget &)> sending;
+        /// After each restart, watch the device until it is back online before the pause and the
+        /// next target (read every checkInterval); none: the pause alone separates them.
+        std::optional<ScheduledJob::WaitForOnline> waitForOnline;
     };
+    static constexpr std::chrono::seconds checkInterval{5};
+    /// "1 min 48 s", "10 min", "45 s".
+    static QString durationText(std::chrono::seconds duration);
     /// One target after the other, staggerSeconds apart, as a scheduled run restarts its devices.
     QCoro::Task<BatchOutcome> restartBatch(QList<RestartTarget> targets, qint64 staggerSeconds);
     QCoro::Task<BatchOutcome> restartBatch(QList<RestartTarget> targets, BatchOptions options);

@@ -190,6 +190,16 @@ QCoro::Task<APIResult<Done>> ControllerSession::restart(RestartTarget target, st
     return callWithRenewal<Done>(std::move(budget), command);
 }
 
+QCoro::Task<APIResult<DeviceReading>> ControllerSession::read(RestartTarget target,
+                                                              std::shared_ptr<RenewalBudget> budget)
+{
+    const auto call = [target = std::move(target)](UnifiAPIClient &client) {
+        return target.kind == RestartTargetKind::accessPoint ? client.readAccessPoint(target.identifier)
+                                                             : client.readCamera(target.identifier);
+    };
+    return callWithRenewal<DeviceReading>(std::move(budget), call);
+}
+
 QCoro::Task<APIResult<Done>> ControllerSession::sendRestart(RestartTarget target)
 {
     if (isEnding() || !m_client)

@@ -68,6 +68,8 @@ public:
     /// Restarts an access point or reboots a camera. Counted as in flight from the moment the
     /// command leaves until its answer, which retire() waits for.
     QCoro::Task<APIResult<Done>> restart(RestartTarget target, std::shared_ptr<RenewalBudget> budget);
+    /// The target's record as the controller has it now, to watch it reboot.
+    QCoro::Task<APIResult<DeviceReading>> read(RestartTarget target, std::shared_ptr<RenewalBudget> budget);
 
     /// Ends the session: it is ending at once (pauses that watch ending() stop), restart commands
     /// already sent get their answer, then the client logs out (when asked) and closes.

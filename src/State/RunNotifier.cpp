@@ -3,7 +3,6 @@
 #include "Platform/NotificationService.h"
 #include "State/SchedulerEngine.h"
 
-#include <QStringList>
 #include <QTimer>
 
 namespace lanternfold {
@@ -28,13 +27,7 @@ RunNotifier::RunNotifier(AppState &state, SchedulerEngine &engine, NotificationS
 
 QString RunNotifier::outcomeText(const AppState::BatchOutcome &outcome)
 {
-    if (outcome.failed.isEmpty())
-        return u"Restarted "_s + QString::number(outcome.succeeded.size()) + u" device(s) successfully."_s;
-    QStringList names;
-    for (const RestartTarget &target : outcome.failed)
-        names.append(target.displayName);
-    return QString::number(outcome.succeeded.size()) + u" succeeded, "_s + QString::number(outcome.failed.size()) +
-           u" failed: "_s + names.join(u", "_s);
+    return outcome.summary();
 }
 
 void RunNotifier::jobSkipped(const ScheduledJob &job, int reason)

@@ -132,9 +132,13 @@ QCoro::Task<void> SchedulerEngine::run(QPointer<SchedulerEngine> self, Scheduled
         if (appState)
             appState->jobList().recordRestartSent(id, target.id());
     };
+    options.waitForOnline = job.waitForOnline;
     const AppState::BatchOutcome outcome = co_await appState->restartBatch(std::move(targets), std::move(options));
     if (!self || !appState)
         co_return;
+    // A run that waited took minutes: its end is worth a line of its own.
+    if (outcome.waitMinutes)
+        appState->log(u"Scheduled job '"_s + job.name + u"': "_s + outcome.summary());
     qCDebug(lcScheduler) << "job" << job.id.toString(QUuid::WithoutBraces) << "ran:" << outcome.succeeded.size()
                          << "restarted," << outcome.failed.size() << "failed";
     Q_EMIT self->jobRan(job, outcome);

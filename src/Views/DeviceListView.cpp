@@ -9,6 +9,7 @@
 #include "Views/Symbols.h"
 #include "Views/TextStyle.h"
 
+#include <QCheckBox>
 #include <QFrame>
 #include <QHBoxLayout>
 #include <QItemSelection>
@@ -103,6 +104,13 @@ QWidget *DeviceListView::buildFooter()
     m_outcome->hide();
     layout->addWidget(m_outcome);
     layout->addStretch(1);
+    m_waitToggle = new QCheckBox(u"Wait for each device to come back"_s, footer);
+    m_waitToggle->setChecked(m_appState && m_appState->devicesTabWaits());
+    connect(m_waitToggle, &QCheckBox::toggled, this, [this](bool on) {
+        if (m_appState)
+            m_appState->setDevicesTabWaits(on);
+    });
+    layout->addWidget(m_waitToggle);
     m_restart = new BusyButton(u"Restart Selected"_s, symbolIcon(Symbol::power), footer);
     connect(m_restart, &QPushButton::clicked, this, [this] { (void)restartSelected(QPointer<DeviceListView>(this)); });
     layout->addWidget(m_restart);
@@ -211,6 +219,7 @@ void DeviceListView::updateFooter()
     m_outcome->setVisible(m_restartResultMessage.has_value());
     m_restart->setBusy(m_isRestarting);
     m_restart->setEnabled(!m_selected.isEmpty() && !m_isRestarting);
+    m_waitToggle->setEnabled(!m_isRestarting);
     m_refresh->setEnabled(!m_isRefreshing);
 }
 
@@ -272,10 +281,14 @@ QCoro::Task<void> DeviceListView::restartSelected(QPointer<DeviceListView> self)
     options.pause = restartGap;
     options.cancel = self->m_closed;
     options.followsTheLogin = true;
+    // Waiting, each device is watched until it is back before the pause and the next one.
+    if (self->m_waitToggle->isChecked())
+        options.waitForOnline = ScheduledJob::WaitForOnline{};
     const AppState::BatchOutcome outcome = co_await state->restartBatch(std::move(work), std::move(options));
     if (!self || !state)
         co_return;
-    self->setRestartResultMessage(outcomeLine(outcome.succeeded.size(), outcome.failed.size()));
+    self->setRestartResultMessage(outcome.waitMinutes ? outcome.summary()
+                                                      : outcomeLine(outcome.succeeded.size(), outcome.failed.size()));
     self->setRestarting(false);
 }
 

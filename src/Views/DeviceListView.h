@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 
+class QCheckBox;
 class QLabel;
 class QPushButton;
 
@@ -48,6 +49,8 @@ public:
     [[nodiscard]] bool isRefreshing() const { return m_isRefreshing; }
     [[nodiscard]] bool isRestarting() const { return m_isRestarting; }
     [[nodiscard]] const std::optional<QString> &restartResultMessage() const { return m_restartResultMessage; }
+    /// "Wait for each device to come back", beside the restart button.
+    [[nodiscard]] QCheckBox *waitToggle() const { return m_waitToggle; }
 
     /// Every access point, then every camera, in the state's order.
     [[nodiscard]] QList<RestartTarget> allTargets() const;
@@ -93,6 +96,7 @@ private:
     DeviceList *m_list = nullptr;
     QLabel *m_selectedCount = nullptr;
     QLabel *m_outcome = nullptr;
+    QCheckBox *m_waitToggle = nullptr;
     BusyButton *m_restart = nullptr;
 };
 

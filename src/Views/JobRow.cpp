@@ -78,7 +78,8 @@ void JobRow::setJob(ScheduledJob job)
     // The switch has no visible label: the job's name says what it switches.
     m_switch->setAccessibleName(m_job.name);
     m_name->setText(m_job.name);
-    m_summary->setText(summary(m_job.rule, calendar));
+    m_summary->setText(summary(m_job.rule, calendar) +
+                       (m_job.waitForOnline ? u" \u00b7 waits for each device"_s : QString()));
     m_targets->setText(targetsLine(m_job.targets));
     m_nextRun->setVisible(m_job.nextRunAt.has_value());
     m_nextRun->setText(m_job.nextRunAt ? dateLine(u"Next: "_s, *m_job.nextRunAt, calendar) : QString());

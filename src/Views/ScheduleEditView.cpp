@@ -13,6 +13,7 @@
 
 #include <QButtonGroup>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDateTimeEdit>
 #include <QDialogButtonBox>
 #include <QFormLayout>
@@ -135,6 +136,15 @@ void ScheduleEditView::loadFields()
         m_intervalHours = interval->hours;
     }
     m_staggerSeconds = job.staggerSeconds;
+    m_waits = job.waitForOnline.has_value();
+    m_wait = job.waitForOnline.value_or(ScheduledJob::WaitForOnline{});
+}
+
+std::optional<ScheduledJob::WaitForOnline> ScheduleEditView::waitForOnline() const
+{
+    if (!m_waits)
+        return std::nullopt;
+    return m_wait;
 }
 
 QDateTime ScheduleEditView::todayAt(int hour, int minute) const
@@ -328,6 +338,39 @@ QWidget *ScheduleEditView::buildStaggerSection()
     form->addRow(m_staggerLabel, m_staggerStepper);
     form->addRow(caption(u"Spacing out restarts avoids dropping wifi/camera coverage all at once."_s, section));
     layout->addLayout(form);
+
+    m_waitToggle = new QCheckBox(u"Wait for each device to come back online"_s, section);
+    m_waitToggle->setChecked(m_waits);
+    layout->addWidget(m_waitToggle);
+    auto *waitForm = new QFormLayout;
+    waitForm->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
+    waitForm->setLabelAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    waitForm->setContentsMargins(24, 0, 0, 0);
+    m_waitMinutesStepper = new QSpinBox(section);
+    m_waitMinutesStepper->setRange(int(ScheduledJob::waitMinutesMinimum), int(ScheduledJob::waitMinutesMaximum));
+    m_waitMinutesStepper->setValue(int(m_wait.minutes));
+    m_waitMinutesStepper->setSuffix(u" minutes"_s);
+    auto *upTo = new QLabel(u"up to"_s, section);
+    upTo->setBuddy(m_waitMinutesStepper);
+    waitForm->addRow(upTo, m_waitMinutesStepper);
+    m_whenNotBackPicker = new QComboBox(section);
+    m_whenNotBackPicker->addItem(u"Stop the job"_s);
+    m_whenNotBackPicker->addItem(u"Continue with the next device"_s);
+    m_whenNotBackPicker->setCurrentIndex(
+        m_wait.whenNotBack == ScheduledJob::WaitForOnline::WhenNotBack::stopTheJob ? 0 : 1);
+    auto *whenNotBack = new QLabel(u"If one does not come back:"_s, section);
+    whenNotBack->setBuddy(m_whenNotBackPicker);
+    waitForm->addRow(whenNotBack, m_whenNotBackPicker);
+    layout->addLayout(waitForm);
+    connect(m_waitToggle, &QCheckBox::toggled, this, [this](bool on) {
+        m_waits = on;
+        refresh();
+    });
+    connect(m_waitMinutesStepper, &QSpinBox::valueChanged, this, [this](int minutes) { m_wait.minutes = minutes; });
+    connect(m_whenNotBackPicker, &QComboBox::currentIndexChanged, this, [this](int index) {
+        m_wait.whenNotBack = index == 0 ? ScheduledJob::WaitForOnline::WhenNotBack::stopTheJob
+                                        : ScheduledJob::WaitForOnline::WhenNotBack::continueWithNextDevice;
+    });
     return section;
 }
 
@@ -379,7 +422,7 @@ void ScheduleEditView::orderTabs()
     chain << m_runAtPicker << m_timePicker;
     for (int weekday = 1; weekday <= 7; ++weekday)
         chain.append(m_weekdayPicker->cell(weekday));
-    chain << m_intervalStepper << m_staggerStepper;
+    chain << m_intervalStepper << m_staggerStepper << m_waitToggle << m_waitMinutesStepper << m_whenNotBackPicker;
     // The buttons as the desktop lays them out, left to right.
     QList<QPushButton *> buttons{m_cancelButton, m_confirmButton};
     auto *box = qobject_cast<QDialogButtonBox *>(m_confirmButton->parentWidget());
@@ -435,6 +478,8 @@ void ScheduleEditView::refresh()
     m_intervalLabel->setText(u"Every "_s + hoursText(m_intervalHours));
     m_intervalCaption->setText(u"First run will be "_s + hoursText(m_intervalHours) + u" after saving."_s);
     m_staggerLabel->setText(QString::number(m_staggerSeconds) + u" seconds between each device"_s);
+    m_waitMinutesStepper->setEnabled(m_waits);
+    m_whenNotBackPicker->setEnabled(m_waits);
     m_confirmButton->setEnabled(canSave());
 }
 
@@ -484,6 +529,7 @@ void ScheduleEditView::save()
         job.targets = std::move(targets);
         job.rule = std::move(rule);
         job.staggerSeconds = m_staggerSeconds;
+        job.waitForOnline = waitForOnline();
         m_appState.updateJob(std::move(job));
     } else {
         ScheduledJob job;
@@ -493,6 +539,7 @@ void ScheduleEditView::save()
         job.rule = std::move(rule);
         job.isEnabled = true;
         job.staggerSeconds = m_staggerSeconds;
+        job.waitForOnline = waitForOnline();
         m_appState.addJob(std::move(job));
     }
     accept();

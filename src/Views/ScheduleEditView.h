@@ -17,6 +17,7 @@
 class QAbstractButton;
 class QButtonGroup;
 class QCheckBox;
+class QComboBox;
 class QDateTimeEdit;
 class QFormLayout;
 class QLabel;
@@ -61,6 +62,8 @@ public:
     [[nodiscard]] const std::set<qint64> &weekdays() const { return m_weekdays; }
     [[nodiscard]] qint64 intervalHours() const { return m_intervalHours; }
     [[nodiscard]] qint64 staggerSeconds() const { return m_staggerSeconds; }
+    /// The waiting the job will do: none when the option is off.
+    [[nodiscard]] std::optional<ScheduledJob::WaitForOnline> waitForOnline() const;
 
     /// The devices one can choose now: the access points, then the cameras, in the state's order.
     [[nodiscard]] QList<RestartTarget> allTargets() const;
@@ -84,6 +87,9 @@ public:
     [[nodiscard]] QLabel *intervalCaption() const { return m_intervalCaption; }
     [[nodiscard]] QSpinBox *staggerStepper() const { return m_staggerStepper; }
     [[nodiscard]] QLabel *staggerLabel() const { return m_staggerLabel; }
+    [[nodiscard]] QCheckBox *waitToggle() const { return m_waitToggle; }
+    [[nodiscard]] QSpinBox *waitMinutesStepper() const { return m_waitMinutesStepper; }
+    [[nodiscard]] QComboBox *whenNotBackPicker() const { return m_whenNotBackPicker; }
     [[nodiscard]] QPushButton *cancelButton() const { return m_cancelButton; }
     [[nodiscard]] QPushButton *confirmButton() const { return m_confirmButton; }
 
@@ -120,6 +126,8 @@ private:
     std::set<qint64> m_weekdays;
     qint64 m_intervalHours = 24;
     qint64 m_staggerSeconds = 20;
+    bool m_waits = false;
+    ScheduledJob::WaitForOnline m_wait;
 
     QLineEdit *m_nameField = nullptr;
     QVBoxLayout *m_devicesLayout = nullptr;
@@ -138,6 +146,9 @@ private:
     QLabel *m_intervalCaption = nullptr;
     QLabel *m_staggerLabel = nullptr;
     QSpinBox *m_staggerStepper = nullptr;
+    QCheckBox *m_waitToggle = nullptr;
+    QSpinBox *m_waitMinutesStepper = nullptr;
+    QComboBox *m_whenNotBackPicker = nullptr;
     QPushButton *m_cancelButton = nullptr;
     QPushButton *m_confirmButton = nullptr;
 };

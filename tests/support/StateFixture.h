@@ -35,6 +35,7 @@ public:
         realPauses = false;
         holdPauses = false;
         pauseRelease = std::make_shared<Latch>();
+        onPause = nullptr;
         keychain = std::make_unique<FakeKeychain>();
         keychainInUse = keychain.get();
         notifications = std::make_unique<FakeNotifications>();
@@ -89,6 +90,8 @@ public:
     QCoro::Task<bool> pause(std::chrono::seconds duration, std::shared_ptr<Latch> cancel)
     {
         pauses.append(duration);
+        if (onPause)
+            onPause(duration);
         if (realPauses)
             co_return co_await sleepFor(duration, std::move(cancel));
         if (holdPauses) {
@@ -216,6 +219,8 @@ public:
     /// Recorded pauses that last until pauseRelease is set (or the batch is called off).
     bool holdPauses = false;
     std::shared_ptr<Latch> pauseRelease = std::make_shared<Latch>();
+    /// Called with each recorded pause before it returns: a test lets time pass there.
+    std::function<void(std::chrono::seconds)> onPause;
 };
 
 } // namespace lanternfold::test

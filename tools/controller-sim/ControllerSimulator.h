@@ -63,6 +63,17 @@ public:
     bool setDevicesJson(const QByteArray &json, QString *error = nullptr);
     bool setCamerasJson(const QByteArray &json, QString *error = nullptr);
     void setOfflineDuration(std::chrono::milliseconds duration) { m_state.site.setOfflineDuration(duration); }
+    using RebootTiming = SimulatedSite::RebootTiming;
+    using RebootRange = SimulatedSite::Range;
+    /// Reboot times drawn from seeded ranges for every device without times of its own.
+    void setRebootRanges(quint32 seed, RebootRange accessPoints, RebootRange cameras, RebootRange detection)
+    {
+        m_state.site.setRebootRanges(seed, accessPoints, cameras, detection);
+    }
+    /// The reboot times of one device (MAC) or camera (id); false when there is none.
+    bool setRebootTiming(const QString &id, RebootTiming timing) { return m_state.site.setRebootTiming(id, timing); }
+    /// Keeps a device or camera from coming back after its next restarts.
+    bool setNeverComesBack(const QString &id, bool never) { return m_state.site.setNeverComesBack(id, never); }
     /// Sessions end this long after login, however busy they are.
     void setSessionLifetime(std::chrono::milliseconds lifetime) { m_state.sessions.setLifetime(lifetime); }
     /// Every POST answer in a session carries a new token in "X-Updated-CSRF-Token".

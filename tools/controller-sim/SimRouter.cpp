@@ -155,6 +155,10 @@ HttpResponse SimRouter::route(const HttpRequest &request, const QString &path, Q
         const QString id = path.mid(camerasPath.size() + 1).chopped(int(QStringView(u"/reboot").size()));
         if (isPost && !id.isEmpty() && !id.contains(u'/'))
             response = rebootCamera(percentDecoded(id));
+    } else if (unifiOS && path.startsWith(camerasPath + u'/')) {
+        const QString id = path.mid(camerasPath.size() + 1);
+        if (isGet && !id.isEmpty() && !id.contains(u'/'))
+            response = camera(path, percentDecoded(id));
     }
 
     if (isPost && m_state.csrfRotation) {
@@ -314,6 +318,17 @@ HttpResponse SimRouter::cameras(const QString &path)
     if (truncates(path))
         body.truncate(qMax<qsizetype>(1, body.size() / 2));
     return jsonResponse(200, body);
+}
+
+HttpResponse SimRouter::camera(const QString &path, const QString &id)
+{
+    const auto body = m_state.site.cameraBody(id, m_state.now());
+    if (!body)
+        return jsonResponse(404, QByteArrayLiteral(R"({"error":"Camera not found","name":"NOT_FOUND"})"));
+    QByteArray bytes = *body;
+    if (truncates(path))
+        bytes.truncate(qMax<qsizetype>(1, bytes.size() / 2));
+    return jsonResponse(200, bytes);
 }
 
 HttpResponse SimRouter::restartDevice(const HttpRequest &request)

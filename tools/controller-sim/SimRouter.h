@@ -38,6 +38,7 @@ private:
     HttpResponse siteEndpoint(const HttpRequest &request, const QString &path, const QString &rest);
     HttpResponse devices(const QString &path, const QString &mac);
     HttpResponse cameras(const QString &path);
+    HttpResponse camera(const QString &path, const QString &id);
     HttpResponse restartDevice(const HttpRequest &request);
     HttpResponse rebootCamera(const QString &cameraId);
     HttpResponse self(const SimSession &session) const;

@@ -67,7 +67,7 @@ bool SimulatedSite::setDevicesJson(const QByteArray &json, QString *error)
     }
     m_devices.clear();
     for (const auto &value : *array)
-        m_devices.append(Entry{value.toObject(), {}});
+        m_devices.append(Entry{value.toObject(), {}, false, {}, {}});
     return true;
 }
 
@@ -91,7 +91,7 @@ bool SimulatedSite::setCamerasJson(const QByteArray &json, QString *error)
     }
     m_cameras.clear();
     for (const auto &value : *array)
-        m_cameras.append(Entry{value.toObject(), {}});
+        m_cameras.append(Entry{value.toObject(), {}, false, {}, {}});
     return true;
 }
 
@@ -111,9 +111,7 @@ QByteArray SimulatedSite::renderDevices(Clock::time_point now, Shape shape, cons
     for (const Entry &entry : m_devices) {
         if (!mac.isEmpty() && entry.object.value(u"mac"_s).toString().compare(mac, Qt::CaseInsensitive) != 0)
             continue;
-        QJsonObject object = entry.object;
-        if (isOffline(entry, now))
-            object.insert(u"state"_s, 0);
+        QJsonObject object = deviceAt(entry, now);
         if (shape == Shape::WrongType)
             object.insert(u"state"_s, QString::number(object.value(u"state"_s).toInteger(1)));
         data.append(object);
@@ -128,12 +126,7 @@ QByteArray SimulatedSite::camerasBody(Clock::time_point now, Shape shape) const
     QJsonArray cameras;
     int number = 7;
     for (const Entry &entry : m_cameras) {
-        QJsonObject object = entry.object;
-        if (isOffline(entry, now)) {
-            object.insert(u"state"_s, u"DISCONNECTED"_s);
-            object.insert(u"isConnected"_s, false);
-            object.insert(u"isRebooting"_s, true);
-        }
+        QJsonObject object = cameraAt(entry, now);
         if (shape == Shape::WrongType)
             object.insert(u"id"_s, number++);
         cameras.append(object);
@@ -141,12 +134,171 @@ QByteArray SimulatedSite::camerasBody(Clock::time_point now, Shape shape) const
     return QJsonDocument(cameras).toJson(QJsonDocument::Compact);
 }
 
+std::optional<QByteArray> SimulatedSite::cameraBody(const QString &id, Clock::time_point now) const
+{
+    for (const Entry &entry : m_cameras) {
+        if (entry.object.value(u"id"_s).toString() == id)
+            return QJsonDocument(cameraAt(entry, now)).toJson(QJsonDocument::Compact);
+    }
+    return std::nullopt;
+}
+
+SimulatedSite::Phase SimulatedSite::phase(const Entry &entry, Clock::time_point now)
+{
+    if (!entry.reboot || now < entry.reboot->detected) {
+        // A reboot quicker than the detection delay is never seen offline: the device is back
+        // before the controller misses it.
+        if (entry.reboot && entry.reboot->comesBack && now >= entry.reboot->back)
+            return Phase::back;
+        return Phase::asBefore;
+    }
+    const Reboot &reboot = *entry.reboot;
+    if (!reboot.comesBack)
+        return Phase::offline;
+    if (now >= reboot.back)
+        return Phase::back;
+    // Provisioning is the last part of a boot: a third of it, at most ten seconds.
+    const auto provisioning = std::min<Clock::duration>((reboot.back - reboot.command) / 3, std::chrono::seconds(10));
+    if (reboot.provisioning && now >= reboot.back - provisioning)
+        return Phase::provisioning;
+    return Phase::offline;
+}
+
+qint64 SimulatedSite::epochMs(Clock::time_point at) const
+{
+    return m_epochBaseMs + std::chrono::duration_cast<std::chrono::milliseconds>(at - m_steadyBase).count();
+}
+
+QJsonObject SimulatedSite::deviceAt(const Entry &entry, Clock::time_point now) const
+{
+    QJsonObject object = entry.object;
+    const auto uptime = [now](Clock::time_point since) {
+        return qint64(std::chrono::duration_cast<std::chrono::seconds>(now - since).count());
+    };
+    const Phase shown = phase(entry, now);
+    if (shown == Phase::asBefore || !entry.reboot) {
+        // Untouched records stay exactly as read; one that rebooted before counts from that boot.
+        if (entry.bootedAt) {
+            object.insert(u"uptime"_s, uptime(*entry.bootedAt));
+            object.insert(u"last_seen"_s, epochMs(now) / 1000);
+        }
+        return object;
+    }
+    const Reboot &reboot = *entry.reboot;
+    if (shown == Phase::back) {
+        // A device with reboot times of its own comes back connected; with the plain offline time,
+        // in whatever state its record had before.
+        if (reboot.provisioning)
+            object.insert(u"state"_s, 1);
+        object.insert(u"uptime"_s, uptime(reboot.back));
+        object.insert(u"last_seen"_s, epochMs(now) / 1000);
+        return object;
+    }
+    object.insert(u"state"_s, shown == Phase::offline ? 0 : 5);
+    object.insert(u"last_seen"_s, epochMs(reboot.command) / 1000);
+    return object;
+}
+
+QJsonObject SimulatedSite::cameraAt(const Entry &entry, Clock::time_point now) const
+{
+    QJsonObject object = entry.object;
+    const Phase shown = phase(entry, now);
+    if (shown == Phase::offline || shown == Phase::provisioning) {
+        object.insert(u"state"_s, u"DISCONNECTED"_s);
+        object.insert(u"isConnected"_s, false);
+        object.insert(u"isRebooting"_s, true);
+        return object;
+    }
+    std::optional<Clock::time_point> since = entry.bootedAt;
+    if (shown == Phase::back)
+        since = entry.reboot.value().back;
+    if (since) {
+        object.insert(u"state"_s, u"CONNECTED"_s);
+        object.insert(u"isConnected"_s, true);
+        object.insert(u"isRebooting"_s, false);
+        object.insert(u"upSince"_s, epochMs(*since));
+        object.insert(u"connectedSince"_s, epochMs(*since) + 1500);
+        object.insert(u"lastSeen"_s, epochMs(now));
+        object.insert(u"uptime"_s, qint64(std::chrono::duration_cast<std::chrono::seconds>(now - *since).count()));
+    }
+    return object;
+}
+
+bool SimulatedSite::isShownOffline(const QString &id, Clock::time_point now) const
+{
+    const Entry *entry = find(id);
+    if (!entry)
+        return false;
+    const Phase shown = phase(*entry, now);
+    return shown == Phase::offline || shown == Phase::provisioning;
+}
+
+void SimulatedSite::startReboot(Entry &entry, Clock::time_point now, bool camera)
+{
+    // A reboot that completed counts as the device's boot from now on.
+    if (entry.reboot && entry.reboot->comesBack && now >= entry.reboot->back)
+        entry.bootedAt = entry.reboot->back;
+    RebootTiming timing{m_offlineDuration, std::chrono::milliseconds(0), false};
+    if (entry.timing) {
+        timing = *entry.timing;
+    } else if (m_ranges) {
+        const auto draw = [this](Range range) {
+            const qint64 span = std::max<qint64>(0, (range.to - range.from).count());
+            return range.from + std::chrono::milliseconds(qint64(m_random.bounded(quint64(span) + 1)));
+        };
+        timing.boot = draw(camera ? m_ranges->cameras : m_ranges->accessPoints);
+        timing.detection = draw(m_ranges->detection);
+        timing.provisioning = true;
+    }
+    entry.reboot = Reboot{now, now + timing.detection, now + timing.boot, timing.provisioning, !entry.neverComesBack};
+}
+
+void SimulatedSite::setRebootRanges(quint32 seed, Range accessPoints, Range cameras, Range detection)
+{
+    m_ranges = Ranges{accessPoints, cameras, detection};
+    m_random.seed(seed);
+}
+
+SimulatedSite::Entry *SimulatedSite::find(const QString &id)
+{
+    return const_cast<Entry *>(std::as_const(*this).find(id));
+}
+
+const SimulatedSite::Entry *SimulatedSite::find(const QString &id) const
+{
+    for (const Entry &entry : m_devices) {
+        if (entry.object.value(u"mac"_s).toString().compare(id, Qt::CaseInsensitive) == 0)
+            return &entry;
+    }
+    for (const Entry &entry : m_cameras) {
+        if (entry.object.value(u"id"_s).toString() == id)
+            return &entry;
+    }
+    return nullptr;
+}
+
+bool SimulatedSite::setRebootTiming(const QString &id, RebootTiming timing)
+{
+    Entry *entry = find(id);
+    if (entry)
+        entry->timing = timing;
+    return entry != nullptr;
+}
+
+bool SimulatedSite::setNeverComesBack(const QString &id, bool never)
+{
+    Entry *entry = find(id);
+    if (entry)
+        entry->neverComesBack = never;
+    return entry != nullptr;
+}
+
 bool SimulatedSite::restartDevice(const QString &mac, Clock::time_point now)
 {
     bool found = false;
     for (Entry &entry : m_devices) {
         if (entry.object.value(u"mac"_s).toString().compare(mac, Qt::CaseInsensitive) == 0) {
-            entry.offlineUntil = now + m_offlineDuration;
+            startReboot(entry, now, /*camera=*/false);
             found = true;
         }
     }
@@ -158,7 +310,7 @@ bool SimulatedSite::rebootCamera(const QString &id, Clock::time_point now)
     bool found = false;
     for (Entry &entry : m_cameras) {
         if (entry.object.value(u"id"_s).toString() == id) {
-            entry.offlineUntil = now + m_offlineDuration;
+            startReboot(entry, now, /*camera=*/true);
             found = true;
         }
     }
