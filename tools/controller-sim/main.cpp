@@ -132,8 +132,11 @@ int main(int argc, char *argv[])
          u"file"_s},
         {u"cameras"_s, u"Serve the cameras of this Protect camera list (bare array) instead of the demo site."_s,
          u"file"_s},
-        {u"offline-seconds"_s, u"How long a restarted device or camera stays offline (default 30)."_s, u"seconds"_s,
-         u"30"_s},
+        {u"offline-seconds"_s,
+         u"How long every restarted device or camera stays offline. Without it, reboots take as long as on "
+         u"hardware: access points 60-180 s, cameras 30-60 s, noticed by the controller after 0-60 s."_s,
+         u"seconds"_s},
+        {u"reboot-seed"_s, u"Seed of the drawn reboot times (default 1)."_s, u"number"_s, u"1"_s},
         {u"session-seconds"_s, u"Session lifetime after login, not sliding (default 7200)."_s, u"seconds"_s, u"7200"_s},
         {u"rotate-csrf"_s, u"Give every POST answer a new token in X-Updated-CSRF-Token."_s},
         {u"jwt-cookie"_s, u"UniFi OS: carry the CSRF token only inside the JWT session cookie."_s},
@@ -178,7 +181,13 @@ int main(int argc, char *argv[])
         die(error);
     if (parser.isSet(u"cameras"_s) && !simulator.setCamerasJson(readFile(parser.value(u"cameras"_s)), &error))
         die(error);
-    simulator.setOfflineDuration(seconds(parser, u"offline-seconds"_s));
+    if (parser.isSet(u"offline-seconds"_s)) {
+        simulator.setOfflineDuration(seconds(parser, u"offline-seconds"_s));
+    } else {
+        // The demo reboots as real hardware does, so that waiting for each device shows what it is for.
+        using namespace std::chrono_literals;
+        simulator.setRebootRanges(parser.value(u"reboot-seed"_s).toUInt(), {60s, 180s}, {30s, 60s}, {0s, 60s});
+    }
     simulator.setSessionLifetime(seconds(parser, u"session-seconds"_s));
     simulator.setCsrfRotation(parser.isSet(u"rotate-csrf"_s));
     simulator.setJwtCookie(parser.isSet(u"jwt-cookie"_s));
