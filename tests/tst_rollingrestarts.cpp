@@ -32,6 +32,7 @@ private Q_SLOTS:
     void callingOffDuringTheWaitEndsAtTheNextCheck();
     void scheduledJobWaitsAndSaysSo();
     void durationTexts();
+    void tenAccessPointsAreNeverDownTogether();
 
 private:
     /// Connected to a simulator whose clock moves with every pause the state takes.
@@ -225,6 +226,65 @@ void TestRollingRestarts::durationTexts()
     QCOMPARE(AppState::durationText(108s), u"1 min 48 s"_s);
     QCOMPARE(AppState::durationText(372s), u"6 min 12 s"_s);
     QCOMPARE(AppState::durationText(600s), u"10 min"_s);
+}
+
+void TestRollingRestarts::tenAccessPointsAreNeverDownTogether()
+{
+    // The figure of the README's benchmark table: ten access points whose boots take 60 to 180 s
+    // (drawn from a fixed seed), restarted 20 s apart, once waiting for each and once not. The
+    // clock is the simulator's, moved by the pauses: the figure does not depend on the machine.
+    AppState *state = nullptr;
+    Sim &sim = connectedSim(state);
+    sim.setRebootRanges(20261126, {60s, 180s}, {30s, 60s}, {0s, 60s});
+    const QList<RestartTarget> targets = firstAccessPoints(10);
+    QCOMPARE(targets.size(), 10);
+    struct Figure
+    {
+        qint64 overlapSeconds = 0;
+        qint64 jobSeconds = 0;
+    };
+    const auto measure = [&](bool waits) {
+        AppState::BatchOptions options = waiting(10, WaitForOnline::WhenNotBack::stopTheJob, 20s);
+        if (!waits)
+            options.waitForOnline.reset();
+        const auto start = simClock.now();
+        const auto outcome = await(state->restartBatch(targets, options));
+        if (outcome.succeeded.size() != targets.size())
+            qFatal("not every restart was accepted");
+        // Every device's time down, from its command to its return; then the time during which two
+        // or more were down at once.
+        QList<std::pair<sim::ManualClock::time_point, int>> edges;
+        auto end = simClock.now();
+        for (const RestartTarget &target : targets) {
+            const auto window = sim.simulatedSite().rebootWindow(target.identifier);
+            if (!window || !window->second)
+                qFatal("a device has no reboot window");
+            edges.append({window->first, +1});
+            edges.append({*window->second, -1});
+            end = std::max(end, *window->second);
+        }
+        std::sort(edges.begin(), edges.end());
+        Figure figure;
+        int down = 0;
+        for (qsizetype i = 0; i < edges.size(); ++i) {
+            down += edges.at(i).second;
+            if (down >= 2 && i + 1 < edges.size())
+                figure.overlapSeconds +=
+                    std::chrono::duration_cast<std::chrono::seconds>(edges.at(i + 1).first - edges.at(i).first).count();
+        }
+        figure.jobSeconds = std::chrono::duration_cast<std::chrono::seconds>(end - start).count();
+        // Everything back before the next run.
+        simClock.advance(10min);
+        return figure;
+    };
+    const Figure waited = measure(true);
+    const Figure staggered = measure(false);
+    qInfo("rolling: 10 access points, boots of 60-180 s (seed 20261126): waiting for each: %lld s with two or "
+          "more down, all back after %s; a 20 s stagger only: %lld s with two or more down, all back after %s",
+          waited.overlapSeconds, qPrintable(AppState::durationText(std::chrono::seconds(waited.jobSeconds))),
+          staggered.overlapSeconds, qPrintable(AppState::durationText(std::chrono::seconds(staggered.jobSeconds))));
+    QCOMPARE(waited.overlapSeconds, 0);
+    QVERIFY(staggered.overlapSeconds > 0);
 }
 
 QTEST_GUILESS_MAIN(TestRollingRestarts)

@@ -224,6 +224,16 @@ QJsonObject SimulatedSite::cameraAt(const Entry &entry, Clock::time_point now) c
     return object;
 }
 
+std::optional<std::pair<SimulatedSite::Clock::time_point, std::optional<SimulatedSite::Clock::time_point>>>
+SimulatedSite::rebootWindow(const QString &id) const
+{
+    const Entry *entry = find(id);
+    if (!entry || !entry->reboot)
+        return std::nullopt;
+    const Reboot &reboot = *entry->reboot;
+    return std::pair{reboot.command, reboot.comesBack ? std::optional(reboot.back) : std::nullopt};
+}
+
 bool SimulatedSite::isShownOffline(const QString &id, Clock::time_point now) const
 {
     const Entry *entry = find(id);

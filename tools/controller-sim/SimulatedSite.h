@@ -79,6 +79,10 @@ public:
     [[nodiscard]] QByteArray camerasBody(Clock::time_point now, Shape shape = Shape::Normal) const;
     /// One camera as Protect answers cameras/<id>, or nothing for an unknown id.
     [[nodiscard]] std::optional<QByteArray> cameraBody(const QString &id, Clock::time_point now) const;
+    /// From the latest restart command to the device's return (open-ended for one that never
+    /// comes back): the time it is really down, whatever the controller shows meanwhile.
+    [[nodiscard]] std::optional<std::pair<Clock::time_point, std::optional<Clock::time_point>>>
+    rebootWindow(const QString &id) const;
     /// Whether the device or camera is offline at now, as the controller would show it.
     [[nodiscard]] bool isShownOffline(const QString &id, Clock::time_point now) const;
 
