@@ -140,13 +140,13 @@ HttpLink *HttpTransport::open(const QUrl &url)
     socket->setReadBufferSize(readBufferSize);
     // Verification runs without any CA, so every handshake reports errors; the pin decides. Only a
     // match ignores exactly those errors, and a refused handshake sends nothing.
-    connect(socket, &QSslSocket::sslErrors, this, [this, link](const QList<QSslError> &errors) {
+    QObject::connect(socket, &QSslSocket::sslErrors, this, [this, link](const QList<QSslError> &errors) {
         link->refusal = m_pins.check(*link->socket);
         if (!link->refusal)
             link->socket->ignoreSslErrors(errors);
     });
     // A keep that runs out ends the connection quietly.
-    connect(&link->idleTimer, &QTimer::timeout, this, [this, link] {
+    QObject::connect(&link->idleTimer, &QTimer::timeout, this, [this, link] {
         m_idle.removeAll(link);
         link->socket->abort();
         link->deleteLater();
