@@ -96,11 +96,6 @@ void HttpTransport::close()
     }
 }
 
-bool HttpTransport::isClosed() const
-{
-    return m_closed->isSet();
-}
-
 void HttpTransport::dropConnections()
 {
     for (HttpLink *link : std::exchange(m_idle, {})) {

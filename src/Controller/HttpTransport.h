@@ -83,12 +83,9 @@ public:
 
     /// Ends every connection; requests waiting resume with Kind::closed. Used once, for good.
     void close();
-    [[nodiscard]] bool isClosed() const;
     /// No connection approved so far carries another request: the idle ones close now, the busy
     /// ones when their answer is in. For a pin that changed.
     void dropConnections();
-    /// Connections open now, idle or busy (for tests).
-    [[nodiscard]] qsizetype openConnections() const { return m_idle.size() + m_busy.size(); }
 
 private:
     struct Conversation;

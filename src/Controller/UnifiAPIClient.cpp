@@ -603,15 +603,7 @@ QCoro::Task<APIResult<DeviceReading>> UnifiAPIClient::readAccessPoint(QString ma
     });
     if (!safe)
         co_return UnifiAPIError::decoding(u"Unexpected MAC address from controller: "_s + mac);
-    const auto response = co_await get(networkPath(u"/stat/device/"_s + lower));
-    if (!response.ok())
-        co_return response.error();
-    if (const auto ok = assertOK(response.value()); !ok.ok())
-        co_return ok.error();
-    auto decoded = decodeAccessPointReading(response.value().joined(), lower);
-    if (!decoded.ok())
-        co_return UnifiAPIError::decoding(decoded.error().message);
-    co_return std::move(decoded).value();
+    co_return co_await readOne(networkPath(u"/stat/device/"_s + lower), lower, &decodeAccessPointReading);
 }
 
 QCoro::Task<APIResult<DeviceReading>> UnifiAPIClient::readCamera(QString id)
@@ -621,12 +613,19 @@ QCoro::Task<APIResult<DeviceReading>> UnifiAPIClient::readCamera(QString id)
     const auto safe = pathSafeIdentifier(id, u"camera id"_s);
     if (!safe.ok())
         co_return safe.error();
-    const auto response = co_await get(u"/proxy/protect/api/cameras/"_s + safe.value());
+    co_return co_await readOne(u"/proxy/protect/api/cameras/"_s + safe.value(), id, &decodeCameraReading);
+}
+
+QCoro::Task<APIResult<DeviceReading>> UnifiAPIClient::readOne(QString path, QString identifier,
+                                                              Decoded<DeviceReading> (*decode)(const QByteArray &,
+                                                                                               const QString &))
+{
+    const auto response = co_await get(std::move(path));
     if (!response.ok())
         co_return response.error();
     if (const auto ok = assertOK(response.value()); !ok.ok())
         co_return ok.error();
-    auto decoded = decodeCameraReading(response.value().joined(), id);
+    auto decoded = decode(response.value().joined(), identifier);
     if (!decoded.ok())
         co_return UnifiAPIError::decoding(decoded.error().message);
     co_return std::move(decoded).value();

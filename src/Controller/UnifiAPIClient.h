@@ -176,6 +176,9 @@ private:
     template <typename T>
     QCoro::Task<APIResult<QList<T>>> fetchInventory(QString path, Decoded<QList<T>> (*decode)(const QByteArray &));
     QCoro::Task<APIResult<Response>> post(QString path, std::optional<QJsonObject> body);
+    /// One device's record at path, read by decode for the device of that identifier.
+    QCoro::Task<APIResult<DeviceReading>>
+    readOne(QString path, QString identifier, Decoded<DeviceReading> (*decode)(const QByteArray &, const QString &));
     /// limit: the largest body read; a larger one fails the request.
     QCoro::Task<APIResult<Response>> send(HttpRequest request, qint64 limit);
     /// Fails when the CSRF token to send is not one a header may carry.
