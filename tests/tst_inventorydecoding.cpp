@@ -39,6 +39,9 @@ private Q_SLOTS:
     void cameraDecodingErrors_data();
     void cameraDecodingErrors();
     void emptyCameraArray();
+    void sitesKeepNamesAndRoles();
+    void siteDecodingErrors_data();
+    void siteDecodingErrors();
     void simdjsonTakesRealAnswers();
     void simdjsonAgreesWithDocumentParser_data();
     void simdjsonAgreesWithDocumentParser();
@@ -441,5 +444,42 @@ void TestInventoryDecoding::piecesAreJoinedWhereTheParserReadsThem()
     json::releaseParserMemory();
 }
 
+void TestInventoryDecoding::sitesKeepNamesAndRoles()
+{
+    const auto sites = decodeSites(QByteArrayLiteral(
+        R"({"meta":{"rc":"ok"},"data":[{"_id":"a","name":"default","desc":"Default","role":"admin","attr_hidden_id":"default"},)"
+        R"({"_id":"b","name":"ohmt4ch6","desc":"Lake House","role":"readonly"},)"
+        R"({"_id":"c","name":"super","desc":"Super","attr_hidden":true},)"
+        R"({"_id":"d","name":"x9","role":null}]})"));
+    QVERIFY(sites.ok());
+    QCOMPARE(sites.value(), (QList<ControllerSite>{{u"default"_s, u"Default"_s, u"admin"_s},
+                                                   {u"ohmt4ch6"_s, u"Lake House"_s, u"readonly"_s},
+                                                   {u"x9"_s, QString(), QString()}}));
+    // A site without a description is known by its short id.
+    QCOMPARE(sites.value().at(2).displayName(), u"x9"_s);
+    QCOMPARE(findSite(sites.value(), u"ohmt4ch6"_s)->desc, u"Lake House"_s);
+    QVERIFY(!findSite(sites.value(), u"OHMT4CH6"_s)); // case-sensitive
+    QVERIFY(!findSite(sites.value(), u"super"_s));
+}
+
+void TestInventoryDecoding::siteDecodingErrors_data()
+{
+    QTest::addColumn<QByteArray>("body");
+    QTest::newRow("not JSON") << QByteArray("<html>");
+    QTest::newRow("no data") << QByteArray(R"({"meta":{"rc":"ok"}})");
+    QTest::newRow("data not an array") << QByteArray(R"({"data":{}})");
+    QTest::newRow("entry not an object") << QByteArray(R"({"data":[1]})");
+    QTest::newRow("no name") << QByteArray(R"({"data":[{"desc":"Default"}]})");
+    QTest::newRow("empty name") << QByteArray(R"({"data":[{"name":""}]})");
+    QTest::newRow("numeric desc") << QByteArray(R"({"data":[{"name":"default","desc":7}]})");
+}
+
+void TestInventoryDecoding::siteDecodingErrors()
+{
+    QFETCH(QByteArray, body);
+    QVERIFY(!decodeSites(body).ok());
+}
+
 QTEST_GUILESS_MAIN(TestInventoryDecoding)
+
 #include "tst_inventorydecoding.moc"

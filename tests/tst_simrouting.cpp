@@ -19,6 +19,8 @@ private Q_SLOTS:
     void cameraRebootDisconnectsAndReturns();
     void unknownMacAndCamera();
     void unknownSite();
+    void severalSites();
+    void readOnlyAccountMayNotRestart();
     void classicHasNoProxy();
     void rootPage();
     void selfEndpoints_data();
@@ -115,9 +117,66 @@ void TestSimRouting::unknownSite()
     SimClient client(*simulator);
     client.loginOk();
     const Answer wrongSite = client.get(QString::fromLatin1(unifiOsDevices));
-    QCOMPARE(wrongSite.status, 400);
+    // As controllers answer a site the account may not use: the status of a missing login.
+    QCOMPARE(wrongSite.status, 401);
     QCOMPARE(wrongSite.body, QByteArrayLiteral(R"({"meta":{"rc":"error","msg":"api.err.NoSiteContext"},"data":[]})"));
     QCOMPARE(client.get(u"/proxy/network/api/s/branch-office/stat/device"_s).status, 200);
+    // Site names are case-sensitive.
+    QCOMPARE(client.get(u"/proxy/network/api/s/Branch-Office/stat/device"_s).status, 401);
+}
+
+void TestSimRouting::severalSites()
+{
+    const auto simulator = startSimulator();
+    simulator->addDemoWarehouse();
+    SimClient client(*simulator);
+    client.loginOk();
+    const QJsonArray data = client.get(u"/proxy/network/api/self/sites"_s).json().object().value(u"data"_s).toArray();
+    QCOMPARE(data.size(), 2);
+    QCOMPARE(data.at(0).toObject().value(u"desc"_s).toString(), u"Default"_s);
+    const QJsonObject warehouse = data.at(1).toObject();
+    QCOMPARE(warehouse.value(u"name"_s).toString(), u"k3w9d2xa"_s);
+    QCOMPARE(warehouse.value(u"desc"_s).toString(), u"Warehouse"_s);
+    QCOMPARE(warehouse.value(u"role"_s).toString(), u"admin"_s);
+    // Each site answers with its own devices.
+    const auto names = [&client](const QString &site) {
+        QStringList list;
+        const QJsonArray devices = client.get(u"/proxy/network/api/s/"_s + site + u"/stat/device"_s)
+                                       .json()
+                                       .object()
+                                       .value(u"data"_s)
+                                       .toArray();
+        for (const auto &device : devices)
+            list.append(device.toObject().value(u"name"_s).toString());
+        return list;
+    };
+    QCOMPARE(names(u"k3w9d2xa"_s),
+             (QStringList{u"Warehouse Switch"_s, u"Loading Dock"_s, u"Racks North"_s, u"Racks South"_s}));
+    QVERIFY(names(u"default"_s).contains(u"Lobby"_s));
+    QVERIFY(!names(u"default"_s).contains(u"Loading Dock"_s));
+    const Answer restart = client.postWithToken(u"/proxy/network/api/s/k3w9d2xa/cmd/devmgr"_s,
+                                                R"({"cmd":"restart","mac":"78:45:58:a1:20:41"})");
+    QCOMPARE(restart.status, 200);
+    // A device of one site is unknown on the other.
+    const Answer elsewhere = client.postWithToken(u"/proxy/network/api/s/default/cmd/devmgr"_s,
+                                                  R"({"cmd":"restart","mac":"78:45:58:a1:20:42"})");
+    QCOMPARE(elsewhere.status, 400);
+}
+
+void TestSimRouting::readOnlyAccountMayNotRestart()
+{
+    const auto simulator = startSimulator();
+    simulator->setReadOnly(true);
+    SimClient client(*simulator);
+    client.loginOk();
+    const QJsonObject site =
+        client.get(u"/proxy/network/api/self/sites"_s).json().object().value(u"data"_s).toArray().first().toObject();
+    QCOMPARE(site.value(u"role"_s).toString(), u"readonly"_s);
+    QCOMPARE(client.get(QString::fromLatin1(unifiOsDevices)).status, 200);
+    const Answer restart = client.postWithToken(u"/proxy/network/api/s/default/cmd/devmgr"_s,
+                                                R"({"cmd":"restart","mac":"78:45:58:a1:10:20"})");
+    QCOMPARE(restart.status, 403);
+    QCOMPARE(restart.body, QByteArrayLiteral(R"({"meta":{"rc":"error","msg":"api.err.NoPermission"},"data":[]})"));
 }
 
 void TestSimRouting::classicHasNoProxy()
@@ -276,7 +335,7 @@ void TestSimRouting::statDeviceWithTrailingSlash()
     QCOMPARE(slashed.body, plain.body);
     // Other sites still have no context, slash or not.
     const QString otherSite = QString(devicesPath(kind)).replace(u"/default/"_s, u"/other/"_s);
-    QCOMPARE(client.get(otherSite + u'/').status, 400);
+    QCOMPARE(client.get(otherSite + u'/').status, 401);
 }
 
 void TestSimRouting::statDeviceOfOneMac_data()

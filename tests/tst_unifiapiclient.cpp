@@ -42,7 +42,9 @@ private Q_SLOTS:
     void loginAnswerToken();
     void twoFactorAccountIsRefused_data();
     void twoFactorAccountIsRefused();
-    void fetchAnswered400IsServerError();
+    void siteNotServedIsNotAnExpiredSession();
+    void sitesAreListedAndUsedByName();
+    void readOnlyAccountMayNotRestart();
     void serverErrorWithNonUtf8Body();
     void loginRateLimitIsServerError();
     void malformedInventoryIsDecodingError();
@@ -418,7 +420,7 @@ void TestUnifiAPIClient::twoFactorAccountIsRefused()
     QVERIFY(await(client->login(sim.password())).ok());
 }
 
-void TestUnifiAPIClient::fetchAnswered400IsServerError()
+void TestUnifiAPIClient::siteNotServedIsNotAnExpiredSession()
 {
     Sim &sim = startSim(Sim::Kind::Classic);
     auto client = makeClient(sim);
@@ -426,9 +428,55 @@ void TestUnifiAPIClient::fetchAnswered400IsServerError()
     sim.setSite(u"elsewhere"_s); // the client's site no longer exists
     const auto devices = await(client->fetchAccessPoints());
     QVERIFY(!devices.ok());
-    QCOMPARE(
-        devices.error().description(),
-        u"Controller returned HTTP 400: {\"meta\":{\"rc\":\"error\",\"msg\":\"api.err.NoSiteContext\"},\"data\":[]}"_s);
+    QCOMPARE(devices.error(), UnifiAPIError::noSiteContext(u"default"_s));
+    QCOMPARE(devices.error().description(),
+             u"The controller has no site 'default' for this account. Choose a site in Settings."_s);
+    // The same for a reading and a restart.
+    QCOMPARE(await(client->readAccessPoint(u"78:45:58:a1:10:20"_s)).error(),
+             UnifiAPIError::noSiteContext(u"default"_s));
+    QCOMPARE(await(client->restartAccessPoint(u"78:45:58:a1:10:20"_s)).error(),
+             UnifiAPIError::noSiteContext(u"default"_s));
+    // The site asked for explicitly is served.
+    QVERIFY(await(client->fetchAccessPoints(u"elsewhere"_s)).ok());
+    // Any other 401 still reads as the end of the session.
+    sim.expireSessions();
+    QCOMPARE(await(client->fetchAccessPoints(u"elsewhere"_s)).error(), UnifiAPIError::notLoggedIn());
+}
+
+void TestUnifiAPIClient::sitesAreListedAndUsedByName()
+{
+    Sim &sim = startSim();
+    sim.addDemoWarehouse();
+    auto client = makeClient(sim);
+    QVERIFY(await(client->login(sim.password())).ok());
+    const auto sites = await(client->fetchSites());
+    QVERIFY(sites.ok());
+    QCOMPARE(sites.value(), (QList<ControllerSite>{{u"default"_s, u"Default"_s, u"admin"_s},
+                                                   {u"k3w9d2xa"_s, u"Warehouse"_s, u"admin"_s}}));
+    const auto devices = await(client->fetchAccessPoints(u"k3w9d2xa"_s));
+    QVERIFY(devices.ok());
+    QCOMPARE(devices.value().size(), 3);
+    QCOMPARE(devices.value().first().name, u"Loading Dock"_s);
+    QVERIFY(await(client->restartAccessPoint(u"78:45:58:a1:20:41"_s, u"k3w9d2xa"_s)).ok());
+    QCOMPARE(requestsTo(sim, u"/proxy/network/api/s/k3w9d2xa/cmd/devmgr"_s).size(), 1);
+    QVERIFY(requestsTo(sim, u"/proxy/network/api/s/default/cmd/devmgr"_s).isEmpty());
+}
+
+void TestUnifiAPIClient::readOnlyAccountMayNotRestart()
+{
+    Sim &sim = startSim();
+    sim.addDemoWarehouse();
+    sim.setReadOnly(true);
+    auto client = makeClient(sim);
+    QVERIFY(await(client->login(sim.password())).ok());
+    // Before the sites are known, the short id names the site; afterwards the name people know.
+    QCOMPARE(await(client->restartAccessPoint(u"78:45:58:a1:20:41"_s, u"k3w9d2xa"_s)).error(),
+             UnifiAPIError::noPermission(u"k3w9d2xa"_s));
+    QVERIFY(await(client->fetchSites()).ok());
+    const auto refused = await(client->restartAccessPoint(u"78:45:58:a1:20:41"_s, u"k3w9d2xa"_s));
+    QCOMPARE(refused.error().description(),
+             u"This account may not restart devices on site 'Warehouse'. Use an administrator account."_s);
+    QVERIFY(await(client->fetchAccessPoints()).ok()); // reading is allowed
 }
 
 void TestUnifiAPIClient::serverErrorWithNonUtf8Body()

@@ -38,6 +38,21 @@ Decoded<CameraDTO> readCamera(const Value &json, const QString &path)
     return CameraDTO{id, name, type, state};
 }
 
+/// A site, or nothing for one the controller hides. Read through Qt's parser only: a sites answer
+/// is a few hundred bytes.
+Decoded<std::optional<ControllerSite>> readSite(const QJsonValue &json, const QString &path)
+{
+    LF_TRY_DECODE(reader, json::readObject(json, path));
+    LF_TRY_DECODE(name, reader.string(u"name"_s));
+    LF_TRY_DECODE(desc, reader.optionalString(u"desc"_s));
+    LF_TRY_DECODE(role, reader.optionalString(u"role"_s));
+    if (json.toObject().value(u"attr_hidden"_s).toBool())
+        return std::optional<ControllerSite>();
+    if (name.isEmpty())
+        return json::unknownValue(name, u"name"_s, path);
+    return std::optional<ControllerSite>(ControllerSite{name, desc.value_or(QString()), role.value_or(QString())});
+}
+
 /// Every element of array as a record, in order; the first that does not decode fails them all.
 template <typename Array, typename Read>
 auto readEach(const Array &array, const QString &path, Read read)
@@ -120,6 +135,20 @@ QList<ProtectCamera> camerasFrom(const QList<CameraDTO> &cameras)
         });
     }
     return result;
+}
+
+Decoded<QList<ControllerSite>> decodeSites(const QByteArray &body)
+{
+    LF_TRY_DECODE(document, json::parse(body));
+    LF_TRY_DECODE(reader, json::readObject(document, {}));
+    LF_TRY_DECODE(data, reader.array(u"data"_s));
+    LF_TRY_DECODE(entries, readEach(data, u"data"_s, &readSite));
+    QList<ControllerSite> sites;
+    for (const std::optional<ControllerSite> &site : entries) {
+        if (site)
+            sites.append(*site);
+    }
+    return sites;
 }
 
 Decoded<QList<UnifiDevice>> decodeAccessPointsFromDocument(const QByteArray &body)

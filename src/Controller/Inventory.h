@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Models/ControllerSite.h"
 #include "Models/JsonDecoding.h"
 #include "Models/ProtectCamera.h"
 #include "Models/UnifiDevice.h"
@@ -55,6 +56,10 @@ QList<ProtectCamera> camerasFrom(const QList<CameraDTO> &cameras);
 Decoded<QList<UnifiDevice>> decodeAccessPoints(const QByteArray &body);
 /// Response bytes of Protect's camera list to cameras, or why they could not be read.
 Decoded<QList<ProtectCamera>> decodeCameras(const QByteArray &body);
+
+/// Response bytes of self/sites to the sites the account may use, in the order received. Sites the
+/// controller marks hidden (attr_hidden) are left out: they hold no devices of their own.
+Decoded<QList<ControllerSite>> decodeSites(const QByteArray &body);
 
 /// The same decoders through simdjson alone: nothing when they hand the bytes to Qt's parser (see
 /// json::parseFast). Tests use them to see which path decided.

@@ -113,6 +113,18 @@ std::optional<UnifiAPIError> loginRefusal(int status, const QByteArray &body)
     return std::nullopt;
 }
 
+/// The "msg" of a Network error envelope ({"meta":{"rc":"error","msg":…}}); empty for other bodies.
+/// Only a small body is read: error envelopes are a few dozen bytes.
+QString envelopeError(const QByteArray &body)
+{
+    if (body.size() > 4096)
+        return {};
+    const QJsonObject meta = QJsonDocument::fromJson(body).object().value(u"meta"_s).toObject();
+    if (meta.value(u"rc"_s).toString() != u"error"_s)
+        return {};
+    return meta.value(u"msg"_s).toString();
+}
+
 /// Answers at least this large are decoded on a thread of their own: a site of thousands of devices
 /// answers with tens of megabytes, whose decoding would hold the window still for longer than a
 /// person notices. Smaller ones take a few milliseconds, which the hop to another thread and back
@@ -214,10 +226,15 @@ void UnifiAPIClient::onPinChanged(const QString &host)
     m_transport->dropConnections();
 }
 
-QString UnifiAPIClient::networkPath(const QString &suffix) const
+QString UnifiAPIClient::siteOrConfigured(const QString &site) const
+{
+    return site.isEmpty() ? m_config.site : site;
+}
+
+QString UnifiAPIClient::networkPath(const QString &site, const QString &suffix) const
 {
     const QString prefix = m_config.kind == ControllerKind::unifiOS ? u"/proxy/network"_s : QString();
-    return prefix + u"/api/s/"_s + m_config.site + suffix;
+    return prefix + u"/api/s/"_s + site + suffix;
 }
 
 APIResult<HttpRequest> UnifiAPIClient::makeRequest(const QString &path, bool sendsCsrfToken,
@@ -331,12 +348,17 @@ QCoro::Task<APIResult<UnifiAPIClient::Response>> UnifiAPIClient::post(QString pa
     co_return co_await send(std::move(request).value(), answerLimit);
 }
 
-APIResult<Done> UnifiAPIClient::assertOK(const Response &response)
+APIResult<Done> UnifiAPIClient::assertOK(const Response &response, const QString &site)
 {
-    if (response.status == 401)
-        return UnifiAPIError::notLoggedIn();
     if (isSuccess(response.status))
         return Done{};
+    // A site the account may not use is answered 401 (400 by older versions), exactly as an
+    // expired session's requests are, and only the envelope tells them apart.
+    if (!site.isEmpty() && (response.status == 401 || response.status == 400) &&
+        envelopeError(response.joined()) == u"api.err.NoSiteContext"_s)
+        return UnifiAPIError::noSiteContext(site);
+    if (response.status == 401)
+        return UnifiAPIError::notLoggedIn();
     return UnifiAPIError::server(response.status, utf8OrEmpty(response.joined()));
 }
 
@@ -542,13 +564,13 @@ QCoro::Task<void> UnifiAPIClient::logout()
 }
 
 template <typename T>
-QCoro::Task<APIResult<QList<T>>> UnifiAPIClient::fetchInventory(QString path,
+QCoro::Task<APIResult<QList<T>>> UnifiAPIClient::fetchInventory(QString path, QString site,
                                                                 Decoded<QList<T>> (*decode)(const QByteArray &))
 {
     const auto response = co_await get(std::move(path), inventoryAnswerLimit);
     if (!response.ok())
         co_return response.error();
-    if (const auto ok = assertOK(response.value()); !ok.ok())
+    if (const auto ok = assertOK(response.value(), site); !ok.ok())
         co_return ok.error();
     const std::shared_ptr<Latch> closed = m_closed;
     auto decoded = co_await decodeAside(response.value().body, decode);
@@ -559,28 +581,48 @@ QCoro::Task<APIResult<QList<T>>> UnifiAPIClient::fetchInventory(QString path,
     co_return std::move(decoded).value();
 }
 
-QCoro::Task<APIResult<QList<UnifiDevice>>> UnifiAPIClient::fetchAccessPoints()
+QCoro::Task<APIResult<QList<ControllerSite>>> UnifiAPIClient::fetchSites()
 {
-    return fetchInventory<UnifiDevice>(networkPath(u"/stat/device"_s), &decodeAccessPoints);
+    const QString prefix = m_config.kind == ControllerKind::unifiOS ? u"/proxy/network"_s : QString();
+    const std::shared_ptr<Latch> closed = m_closed;
+    auto sites = co_await fetchInventory<ControllerSite>(prefix + u"/api/self/sites"_s, {}, &decodeSites);
+    if (closed->isSet() || !sites.ok())
+        co_return sites;
+    m_siteNames.clear();
+    for (const ControllerSite &site : sites.value())
+        m_siteNames.insert(site.name, site.displayName());
+    co_return sites;
+}
+
+QCoro::Task<APIResult<QList<UnifiDevice>>> UnifiAPIClient::fetchAccessPoints(const QString &site)
+{
+    const QString chosen = siteOrConfigured(site);
+    return fetchInventory<UnifiDevice>(networkPath(chosen, u"/stat/device"_s), chosen, &decodeAccessPoints);
 }
 
 QCoro::Task<APIResult<QList<ProtectCamera>>> UnifiAPIClient::fetchCameras()
 {
     if (m_config.kind == ControllerKind::classic)
         co_return QList<ProtectCamera>{}; // classic controllers have no Protect
-    co_return co_await fetchInventory<ProtectCamera>(u"/proxy/protect/api/cameras"_s, &decodeCameras);
+    co_return co_await fetchInventory<ProtectCamera>(u"/proxy/protect/api/cameras"_s, {}, &decodeCameras);
 }
 
-QCoro::Task<APIResult<Done>> UnifiAPIClient::restartAccessPoint(QString mac)
+QCoro::Task<APIResult<Done>> UnifiAPIClient::restartAccessPoint(QString mac, QString site)
 {
+    const QString chosen = siteOrConfigured(site);
     // Built before the await: GCC 12 miscompiles brace-initialised temporaries inside co_await.
     QJsonObject command;
     command.insert(u"cmd"_s, u"restart"_s);
     command.insert(u"mac"_s, mac);
-    const auto response = co_await post(networkPath(u"/cmd/devmgr"_s), command);
+    const std::shared_ptr<Latch> closed = m_closed;
+    const auto response = co_await post(networkPath(chosen, u"/cmd/devmgr"_s), command);
     if (!response.ok())
         co_return response.error();
-    co_return assertOK(response.value());
+    // A read-only account sees the site's devices but may not restart them.
+    const int status = response.value().status;
+    if ((status == 403 || status == 401) && envelopeError(response.value().joined()) == u"api.err.NoPermission"_s)
+        co_return UnifiAPIError::noPermission(closed->isSet() ? chosen : m_siteNames.value(chosen, chosen));
+    co_return assertOK(response.value(), chosen);
 }
 
 QCoro::Task<APIResult<Done>> UnifiAPIClient::rebootCamera(QString id)
@@ -594,8 +636,9 @@ QCoro::Task<APIResult<Done>> UnifiAPIClient::rebootCamera(QString id)
     co_return assertOK(response.value());
 }
 
-QCoro::Task<APIResult<DeviceReading>> UnifiAPIClient::readAccessPoint(QString mac)
+QCoro::Task<APIResult<DeviceReading>> UnifiAPIClient::readAccessPoint(QString mac, QString site)
 {
+    const QString chosen = siteOrConfigured(site);
     // The controller keeps MACs in lower case with colons; nothing else may reach the path.
     const QString lower = mac.toLower();
     const bool safe = !lower.isEmpty() && std::all_of(lower.cbegin(), lower.cend(), [](QChar c) {
@@ -603,7 +646,8 @@ QCoro::Task<APIResult<DeviceReading>> UnifiAPIClient::readAccessPoint(QString ma
     });
     if (!safe)
         co_return UnifiAPIError::decoding(u"Unexpected MAC address from controller: "_s + mac);
-    co_return co_await readOne(networkPath(u"/stat/device/"_s + lower), lower, &decodeAccessPointReading);
+    co_return co_await readOne(networkPath(chosen, u"/stat/device/"_s + lower), chosen, lower,
+                               &decodeAccessPointReading);
 }
 
 QCoro::Task<APIResult<DeviceReading>> UnifiAPIClient::readCamera(QString id)
@@ -613,17 +657,17 @@ QCoro::Task<APIResult<DeviceReading>> UnifiAPIClient::readCamera(QString id)
     const auto safe = pathSafeIdentifier(id, u"camera id"_s);
     if (!safe.ok())
         co_return safe.error();
-    co_return co_await readOne(u"/proxy/protect/api/cameras/"_s + safe.value(), id, &decodeCameraReading);
+    co_return co_await readOne(u"/proxy/protect/api/cameras/"_s + safe.value(), {}, id, &decodeCameraReading);
 }
 
-QCoro::Task<APIResult<DeviceReading>> UnifiAPIClient::readOne(QString path, QString identifier,
+QCoro::Task<APIResult<DeviceReading>> UnifiAPIClient::readOne(QString path, QString site, QString identifier,
                                                               Decoded<DeviceReading> (*decode)(const QByteArray &,
                                                                                                const QString &))
 {
     const auto response = co_await get(std::move(path));
     if (!response.ok())
         co_return response.error();
-    if (const auto ok = assertOK(response.value()); !ok.ok())
+    if (const auto ok = assertOK(response.value(), site); !ok.ok())
         co_return ok.error();
     auto decoded = decode(response.value().joined(), identifier);
     if (!decoded.ok())

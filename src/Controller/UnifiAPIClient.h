@@ -2,6 +2,7 @@
 
 #include "Controller/UnifiAPIError.h"
 #include "Models/ControllerConfig.h"
+#include "Models/ControllerSite.h"
 #include "Models/DeviceReading.h"
 #include "Models/JsonDecoding.h"
 #include "Models/ProtectCamera.h"
@@ -93,13 +94,17 @@ public:
     /// Never fails: tells the controller, clears cookies and token, then closes the client.
     QCoro::Task<void> logout();
 
-    QCoro::Task<APIResult<QList<UnifiDevice>>> fetchAccessPoints();
+    /// The sites the account may use (self/sites). The client keeps their names people know, for
+    /// the errors that name a site.
+    QCoro::Task<APIResult<QList<ControllerSite>>> fetchSites();
+    // The access points' requests go to site (a short id); empty: the configuration's site.
+    QCoro::Task<APIResult<QList<UnifiDevice>>> fetchAccessPoints(const QString &site = {});
     QCoro::Task<APIResult<QList<ProtectCamera>>> fetchCameras();
-    QCoro::Task<APIResult<Done>> restartAccessPoint(QString mac);
+    QCoro::Task<APIResult<Done>> restartAccessPoint(QString mac, QString site = {});
     QCoro::Task<APIResult<Done>> rebootCamera(QString id);
     /// One access point's record as the controller has it now (stat/device/<mac>), to watch it
     /// reboot; an answer with any other number of records, or another device's, is an error.
-    QCoro::Task<APIResult<DeviceReading>> readAccessPoint(QString mac);
+    QCoro::Task<APIResult<DeviceReading>> readAccessPoint(QString mac, QString site = {});
     /// One camera's record as Protect has it now (cameras/<id>).
     QCoro::Task<APIResult<DeviceReading>> readCamera(QString id);
 
@@ -173,12 +178,15 @@ private:
 
     QCoro::Task<APIResult<Response>> get(QString path, qint64 limit = answerLimit);
     /// A list the controller answers at path, read by decode.
+    /// site: the site of a Network path (its errors name it); empty for others.
     template <typename T>
-    QCoro::Task<APIResult<QList<T>>> fetchInventory(QString path, Decoded<QList<T>> (*decode)(const QByteArray &));
+    QCoro::Task<APIResult<QList<T>>> fetchInventory(QString path, QString site,
+                                                    Decoded<QList<T>> (*decode)(const QByteArray &));
     QCoro::Task<APIResult<Response>> post(QString path, std::optional<QJsonObject> body);
     /// One device's record at path, read by decode for the device of that identifier.
-    QCoro::Task<APIResult<DeviceReading>>
-    readOne(QString path, QString identifier, Decoded<DeviceReading> (*decode)(const QByteArray &, const QString &));
+    QCoro::Task<APIResult<DeviceReading>> readOne(QString path, QString site, QString identifier,
+                                                  Decoded<DeviceReading> (*decode)(const QByteArray &,
+                                                                                   const QString &));
     /// limit: the largest body read; a larger one fails the request.
     QCoro::Task<APIResult<Response>> send(HttpRequest request, qint64 limit);
     /// Fails when the CSRF token to send is not one a header may carry.
@@ -186,7 +194,9 @@ private:
                                                      std::optional<QByteArray> body) const;
     [[nodiscard]] APIResult<Response> interpret(const QUrl &url, HttpAnswer answer);
     [[nodiscard]] static UnifiAPIError failureError(const HttpFailure &failure);
-    static APIResult<Done> assertOK(const Response &response);
+    /// site: the site a Network request went to, so that an answer saying the account has no such
+    /// site is told from an expired session; empty for other requests.
+    static APIResult<Done> assertOK(const Response &response, const QString &site = {});
 
     QCoro::Task<APIResult<Done>> performLogin(QString password);
     static QCoro::Task<APIResult<Done>> awaitLogin(std::shared_ptr<LoginAttempt> attempt,
@@ -197,7 +207,8 @@ private:
     void adoptLoginToken(const LoginToken &token);
     [[nodiscard]] std::optional<QString> tokenCookieValue(const QUrl &url) const;
     [[nodiscard]] std::optional<QString> csrfTokenFor(const QUrl &url) const;
-    [[nodiscard]] QString networkPath(const QString &suffix) const;
+    [[nodiscard]] QString siteOrConfigured(const QString &site) const;
+    [[nodiscard]] QString networkPath(const QString &site, const QString &suffix) const;
 
     ControllerConfig m_config;
     FirstUseTrust &m_trust;
@@ -214,6 +225,8 @@ private:
     /// Set by close() and by the destructor; shared with every suspended operation.
     std::shared_ptr<Latch> m_closed;
     std::shared_ptr<LoginAttempt> m_login;
+    /// From the last sites answer: the name people know of each short id.
+    QHash<QString, QString> m_siteNames;
 };
 
 } // namespace lanternfold

@@ -60,6 +60,16 @@ UnifiAPIError UnifiAPIError::twoFactorRequired()
     return UnifiAPIError(Case::twoFactorRequired);
 }
 
+UnifiAPIError UnifiAPIError::noSiteContext(const QString &siteName)
+{
+    return UnifiAPIError(Case::noSiteContext, siteName);
+}
+
+UnifiAPIError UnifiAPIError::noPermission(const QString &site)
+{
+    return UnifiAPIError(Case::noPermission, site);
+}
+
 QString UnifiAPIError::description() const
 {
     switch (m_case) {
@@ -81,6 +91,10 @@ QString UnifiAPIError::description() const
         return u"Not logged in."_s;
     case Case::twoFactorRequired:
         return u"This account uses two-factor authentication. Use a local controller account without it."_s;
+    case Case::noSiteContext:
+        return u"The controller has no site '"_s + m_first + u"' for this account. Choose a site in Settings."_s;
+    case Case::noPermission:
+        return u"This account may not restart devices on site '"_s + m_first + u"'. Use an administrator account."_s;
     }
     return {};
 }

@@ -17,6 +17,8 @@ public:
         certificateRejected,
         notLoggedIn,
         twoFactorRequired,
+        noSiteContext,
+        noPermission,
     };
 
     static UnifiAPIError certificateMismatch(const QString &expected, const QString &presented);
@@ -35,12 +37,17 @@ public:
     /// The controller wants a second factor for this account; Lanternfold signs in unattended and
     /// cannot give one.
     static UnifiAPIError twoFactorRequired();
+    /// The controller has no site of that short name for this account (or the account may not use
+    /// it). Not an expired session: logging in again would not change the answer.
+    static UnifiAPIError noSiteContext(const QString &siteName);
+    /// The account may read the site but not restart its devices; site is the name people know.
+    static UnifiAPIError noPermission(const QString &site);
 
     [[nodiscard]] Case kind() const { return m_case; }
     [[nodiscard]] const QString &expected() const { return m_first; }
     [[nodiscard]] const QString &presented() const { return m_second; }
     [[nodiscard]] int status() const { return m_status; }
-    /// The server's body text, the decoding message or the network description.
+    /// The server's body text, the decoding message, the network description or the site.
     [[nodiscard]] const QString &detail() const { return m_first; }
 
     /// The text users read.

@@ -42,6 +42,50 @@ void ControllerSimulator::setCredentials(const QString &username, const QString 
     m_state.password = password;
 }
 
+bool ControllerSimulator::addSite(const QString &name, const QString &desc, const QByteArray &devicesJson,
+                                  QString *error)
+{
+    if (name.isEmpty() || m_state.siteNamed(name)) {
+        if (error)
+            *error = u"site '%1' is served already"_s.arg(name);
+        return false;
+    }
+    SimulatedSite site;
+    if (!site.setDevicesJson(devicesJson, error) || !site.setCamerasJson(QByteArrayLiteral("[]"), error))
+        return false;
+    m_state.otherSites.append(SimExtraSite{name, desc, std::move(site)});
+    return true;
+}
+
+void ControllerSimulator::addDemoWarehouse()
+{
+    if (!m_state.siteNamed(QString::fromLatin1(demoWarehouseSite)))
+        m_state.otherSites.append(
+            SimExtraSite{QString::fromLatin1(demoWarehouseSite), u"Warehouse"_s, SimulatedSite::demoWarehouse()});
+}
+
+bool ControllerSimulator::setRebootTiming(const QString &id, RebootTiming timing)
+{
+    bool found = false;
+    m_state.forEachSite([&](SimulatedSite &site) { found = site.setRebootTiming(id, timing) || found; });
+    return found;
+}
+
+bool ControllerSimulator::setNeverComesBack(const QString &id, bool never)
+{
+    bool found = false;
+    m_state.forEachSite([&](SimulatedSite &site) { found = site.setNeverComesBack(id, never) || found; });
+    return found;
+}
+
+QStringList ControllerSimulator::siteNames() const
+{
+    QStringList names{m_state.siteName};
+    for (const SimExtraSite &other : m_state.otherSites)
+        names.append(other.name);
+    return names;
+}
+
 bool ControllerSimulator::setDevicesJson(const QByteArray &json, QString *error)
 {
     return m_state.site.setDevicesJson(json, error);

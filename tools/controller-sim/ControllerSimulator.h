@@ -59,21 +59,37 @@ public:
 
     // May change at any time.
     void setCredentials(const QString &username, const QString &password);
+    /// The first site's short id and the name people know it by.
     void setSite(const QString &site) { m_state.siteName = site; }
+    void setSiteDescription(const QString &desc) { m_state.siteDesc = desc; }
+    /// Serves one more site, with the devices of a stat/device answer (and no cameras: they belong
+    /// to the console). Refused for a name already served or a body that does not read.
+    bool addSite(const QString &name, const QString &desc, const QByteArray &devicesJson, QString *error = nullptr);
+    /// The demo's second site, "Warehouse" (short id demoWarehouseSite), with its own access points.
+    void addDemoWarehouse();
+    static constexpr auto demoWarehouseSite = "k3w9d2xa";
+    /// Every site but the first is gone again.
+    void removeOtherSites() { m_state.otherSites.clear(); }
+    /// The account may read every site but restarts are answered 403 api.err.NoPermission.
+    void setReadOnly(bool readOnly) { m_state.readOnly = readOnly; }
     bool setDevicesJson(const QByteArray &json, QString *error = nullptr);
     bool setCamerasJson(const QByteArray &json, QString *error = nullptr);
-    void setOfflineDuration(std::chrono::milliseconds duration) { m_state.site.setOfflineDuration(duration); }
+    void setOfflineDuration(std::chrono::milliseconds duration)
+    {
+        m_state.forEachSite([duration](SimulatedSite &site) { site.setOfflineDuration(duration); });
+    }
     using RebootTiming = SimulatedSite::RebootTiming;
     using RebootRange = SimulatedSite::Range;
     /// Reboot times drawn from seeded ranges for every device without times of its own.
     void setRebootRanges(quint32 seed, RebootRange accessPoints, RebootRange cameras, RebootRange detection)
     {
-        m_state.site.setRebootRanges(seed, accessPoints, cameras, detection);
+        m_state.forEachSite([&](SimulatedSite &site) { site.setRebootRanges(seed, accessPoints, cameras, detection); });
     }
-    /// The reboot times of one device (MAC) or camera (id); false when there is none.
-    bool setRebootTiming(const QString &id, RebootTiming timing) { return m_state.site.setRebootTiming(id, timing); }
+    /// The reboot times of one device (MAC) or camera (id), on whichever site has it; false when
+    /// there is none.
+    bool setRebootTiming(const QString &id, RebootTiming timing);
     /// Keeps a device or camera from coming back after its next restarts.
-    bool setNeverComesBack(const QString &id, bool never) { return m_state.site.setNeverComesBack(id, never); }
+    bool setNeverComesBack(const QString &id, bool never);
     /// Sessions end this long after login, however busy they are.
     void setSessionLifetime(std::chrono::milliseconds lifetime) { m_state.sessions.setLifetime(lifetime); }
     /// Every POST answer in a session carries a new token in "X-Updated-CSRF-Token".
@@ -126,6 +142,12 @@ public:
     [[nodiscard]] QString password() const { return m_state.password; }
     [[nodiscard]] QString site() const { return m_state.siteName; }
     [[nodiscard]] const SimulatedSite &simulatedSite() const { return m_state.site; }
+    /// The site of that short id, if served.
+    [[nodiscard]] const SimulatedSite *simulatedSite(const QString &name) { return m_state.siteNamed(name); }
+    [[nodiscard]] QString siteDescription() const { return m_state.siteDesc; }
+    /// The short ids of every site served, the first one first.
+    [[nodiscard]] QStringList siteNames() const;
+    [[nodiscard]] bool readOnly() const { return m_state.readOnly; }
     [[nodiscard]] const TlsIdentity &identity() const { return m_tls->identity(); }
     /// The second key of key-flip mode; generated at start() or when key flip is first switched on.
     [[nodiscard]] const TlsIdentity &flipIdentity() const { return m_tls->flipIdentity(); }

@@ -59,7 +59,7 @@ QString fault(ControllerSimulator &simulator, const QStringList &words)
 QString status(const ControllerSimulator &simulator)
 {
     const auto onOff = [](bool on) { return on ? u"on"_s : u"off"_s; };
-    return u"OK kind=%1 port=%2 site=%3 rotate=%4 jwt=%5 csrf-cookie=%6 two-factor=%7 keyflip=%8 ratelimit=%9/%10s session=%11s offline=%12s faults=%13"_s
+    return u"OK kind=%1 port=%2 site=%3 rotate=%4 jwt=%5 csrf-cookie=%6 two-factor=%7 keyflip=%8 ratelimit=%9/%10s session=%11s offline=%12s faults=%13 sites=%14 readonly=%15"_s
         .arg(ControllerSimulator::kindName(simulator.kind()))
         .arg(simulator.port())
         .arg(simulator.site())
@@ -72,7 +72,9 @@ QString status(const ControllerSimulator &simulator)
         .arg(msToSeconds(simulator.loginRateWindow()))
         .arg(msToSeconds(simulator.sessionLifetime()))
         .arg(msToSeconds(simulator.simulatedSite().offlineDuration()))
-        .arg(SimFaults::summary(simulator.faults()));
+        .arg(SimFaults::summary(simulator.faults()))
+        .arg(simulator.siteNames().join(u','))
+        .arg(onOff(simulator.readOnly()));
 }
 
 } // namespace
@@ -101,6 +103,7 @@ QString help()
   two-factor on|off           the account wants a second factor: a right password gets the
                               refusal (classic 400 api.err.Ubic2faTokenRequired, UniFi OS 499)
   keyflip on|off              present a second key on every connection after the next one
+  readonly on|off             the account may read every site but not restart (403 api.err.NoPermission)
   ratelimit N SECONDS | off   answer 429 once N logins arrived within SECONDS
   session-seconds S           lifetime of sessions made from now on
   offline-seconds S           how long a restarted device or camera stays offline
@@ -137,6 +140,8 @@ QString apply(ControllerSimulator &simulator, const QString &line)
         return onOff([&](bool on) { simulator.setTwoFactorRequired(on); });
     if (command == u"keyflip"_s)
         return onOff([&](bool on) { simulator.setKeyFlip(on); });
+    if (command == u"readonly"_s)
+        return onOff([&](bool on) { simulator.setReadOnly(on); });
     if (command == u"ratelimit"_s) {
         if (words.size() == 2 && words[1] == u"off"_s) {
             simulator.setLoginRateLimit(0, simulator.loginRateWindow());

@@ -182,11 +182,14 @@ HttpResponse SimRouter::siteEndpoint(const HttpRequest &request, const QString &
     const bool restart = request.method == "POST" && endpoint == QStringList{u"cmd"_s, u"devmgr"_s};
     if (!devicesList && !restart)
         return notFound();
-    if (site != m_state.siteName)
-        return apiError(400, u"api.err.NoSiteContext"_s);
+    // A site that does not exist, or that the account may not use: answered as controllers do,
+    // with the status of a missing login and only the envelope to tell the two apart.
+    SimulatedSite *served = m_state.siteNamed(site);
+    if (!served)
+        return apiError(401, u"api.err.NoSiteContext"_s);
     if (restart)
-        return restartDevice(request);
-    return devices(path, percentDecoded(endpoint.value(2)));
+        return m_state.readOnly ? apiError(403, u"api.err.NoPermission"_s) : restartDevice(request, *served);
+    return devices(path, percentDecoded(endpoint.value(2)), *served);
 }
 
 HttpResponse SimRouter::login(const HttpRequest &request, QJsonObject &entry)
@@ -297,14 +300,13 @@ HttpResponse SimRouter::logout(const QByteArray &cookieValue)
     return response;
 }
 
-HttpResponse SimRouter::devices(const QString &path, const QString &mac)
+HttpResponse SimRouter::devices(const QString &path, const QString &mac, const SimulatedSite &site)
 {
     // One MAC that matches no device is not an error: the Network Application answers 200 with the
     // ok envelope and an empty list (a public report of a 7.x controller shows exactly that 30-byte
     // body for stat/device/<mac>), unlike stat/sta/<mac>, which answers api.err.UnknownStation.
     const auto now = m_state.now();
-    QByteArray body = mac.isEmpty() ? m_state.site.devicesBody(now, shapeFor(path))
-                                    : m_state.site.deviceBody(mac, now, shapeFor(path));
+    QByteArray body = mac.isEmpty() ? site.devicesBody(now, shapeFor(path)) : site.deviceBody(mac, now, shapeFor(path));
     if (truncates(path)) {
         // Cut mid-way, as a proxy that gave up would: well-formed up to a point, then nothing.
         body.truncate(qMax<qsizetype>(1, body.size() / 2));
@@ -331,7 +333,7 @@ HttpResponse SimRouter::camera(const QString &path, const QString &id)
     return jsonResponse(200, bytes);
 }
 
-HttpResponse SimRouter::restartDevice(const HttpRequest &request)
+HttpResponse SimRouter::restartDevice(const HttpRequest &request, SimulatedSite &site)
 {
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(request.body, &parseError);
@@ -341,7 +343,7 @@ HttpResponse SimRouter::restartDevice(const HttpRequest &request)
     if (body.value(u"cmd"_s).toString() != u"restart"_s)
         return apiError(400, u"api.err.InvalidCommand"_s);
     const QJsonValue mac = body.value(u"mac"_s);
-    if (!mac.isString() || !m_state.site.restartDevice(mac.toString(), m_state.now()))
+    if (!mac.isString() || !site.restartDevice(mac.toString(), m_state.now()))
         return apiError(400, u"api.err.UnknownDevice"_s);
     return okEnvelope();
 }
@@ -386,21 +388,25 @@ HttpResponse SimRouter::self(const SimSession &session) const
 
 HttpResponse SimRouter::sites() const
 {
-    // The one site this simulator serves, as the sites the signed-in admin may open. Its id is
-    // derived from the name so that it stays the same from run to run.
-    const QString id = QString::fromLatin1(
-        QCryptographicHash::hash(m_state.siteName.toUtf8(), QCryptographicHash::Sha1).toHex().left(24));
-    QJsonObject site{{u"_id"_s, id},
-                     {u"name"_s, m_state.siteName},
-                     {u"desc"_s, u"Default"_s},
-                     {u"role"_s, u"admin"_s},
-                     {u"role_hotspot"_s, false}};
-    if (m_state.siteName == u"default"_s) {
-        // The site every controller is installed with carries these two markers.
-        site.insert(u"attr_hidden_id"_s, u"default"_s);
-        site.insert(u"attr_no_delete"_s, true);
-    }
-    return okEnvelope(compact(site));
+    // The sites the signed-in account may open, the first one first. Ids are derived from the
+    // names so that they stay the same from run to run.
+    const QString role = m_state.readOnly ? u"readonly"_s : u"admin"_s;
+    const auto entry = [&role](const QString &name, const QString &desc) {
+        const QString id =
+            QString::fromLatin1(QCryptographicHash::hash(name.toUtf8(), QCryptographicHash::Sha1).toHex().left(24));
+        QJsonObject site{
+            {u"_id"_s, id}, {u"name"_s, name}, {u"desc"_s, desc}, {u"role"_s, role}, {u"role_hotspot"_s, false}};
+        if (name == u"default"_s) {
+            // The site every controller is installed with carries these two markers.
+            site.insert(u"attr_hidden_id"_s, u"default"_s);
+            site.insert(u"attr_no_delete"_s, true);
+        }
+        return compact(site);
+    };
+    QByteArray data = entry(m_state.siteName, m_state.siteDesc);
+    for (const SimExtraSite &other : m_state.otherSites)
+        data += ',' + entry(other.name, other.desc);
+    return okEnvelope(data);
 }
 
 } // namespace lanternfold::sim

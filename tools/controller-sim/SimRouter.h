@@ -36,10 +36,10 @@ private:
     [[nodiscard]] HttpResponse twoFactorChallenge() const;
     HttpResponse logout(const QByteArray &cookieValue);
     HttpResponse siteEndpoint(const HttpRequest &request, const QString &path, const QString &rest);
-    HttpResponse devices(const QString &path, const QString &mac);
+    HttpResponse devices(const QString &path, const QString &mac, const SimulatedSite &site);
     HttpResponse cameras(const QString &path);
     HttpResponse camera(const QString &path, const QString &id);
-    HttpResponse restartDevice(const HttpRequest &request);
+    HttpResponse restartDevice(const HttpRequest &request, SimulatedSite &site);
     HttpResponse rebootCamera(const QString &cameraId);
     HttpResponse self(const SimSession &session) const;
     HttpResponse sites() const;

@@ -47,6 +47,15 @@ SimulatedSite SimulatedSite::demo()
     return site;
 }
 
+SimulatedSite SimulatedSite::demoWarehouse()
+{
+    SimulatedSite site;
+    QString error;
+    if (!site.setDevicesJson(readResource(u":/controller-sim/warehouse-devices.json"_s), &error))
+        qFatal("controller-sim: broken built-in demo site: %s", qPrintable(error));
+    return site;
+}
+
 bool SimulatedSite::setDevicesJson(const QByteArray &json, QString *error)
 {
     QJsonParseError parseError;

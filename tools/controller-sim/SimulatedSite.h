@@ -52,6 +52,9 @@ public:
 
     /// The built-in demo site compiled into the program.
     static SimulatedSite demo();
+    /// The demo's second site: a warehouse with access points of its own and no cameras (cameras
+    /// belong to the console, which the first site's answers already list).
+    static SimulatedSite demoWarehouse();
 
     /// Replaces the devices from a stat/device answer ({"meta":…, "data":[…]}).
     bool setDevicesJson(const QByteArray &json, QString *error = nullptr);

@@ -126,7 +126,9 @@ int main(int argc, char *argv[])
          QString::fromLatin1(ControllerSimulator::defaultUsername)},
         {u"password"_s, u"Account password (default lanternfold-demo)."_s, u"password"_s,
          QString::fromLatin1(ControllerSimulator::defaultPassword)},
-        {u"site"_s, u"Site name served (default default)."_s, u"site"_s, u"default"_s},
+        {u"site"_s, u"Short id of the first site served (default default)."_s, u"site"_s, u"default"_s},
+        {u"single-site"_s, u"Serve the first site only, without the demo's second site, Warehouse."_s},
+        {u"read-only"_s, u"The account may read every site but not restart devices."_s},
         {u"devices"_s,
          u"Serve the devices of this stat/device answer ({\"meta\":…,\"data\":[…]}) instead of the demo site."_s,
          u"file"_s},
@@ -175,6 +177,9 @@ int main(int argc, char *argv[])
     simulator.setListenPort(static_cast<quint16>(port));
     simulator.setCredentials(parser.value(u"username"_s), parser.value(u"password"_s));
     simulator.setSite(parser.value(u"site"_s));
+    if (!parser.isSet(u"single-site"_s))
+        simulator.addDemoWarehouse();
+    simulator.setReadOnly(parser.isSet(u"read-only"_s));
 
     QString error;
     if (parser.isSet(u"devices"_s) && !simulator.setDevicesJson(readFile(parser.value(u"devices"_s)), &error))
@@ -253,7 +258,7 @@ int main(int argc, char *argv[])
           << "  Address:     https://127.0.0.1:" << simulator.port() << "/\n"
           << "  Host:        127.0.0.1\n"
           << "  Port:        " << simulator.port() << "\n"
-          << "  Site:        " << simulator.site() << "\n"
+          << "  Sites:       " << simulator.siteNames().join(u", "_s) << "\n"
           << "  User name:   " << simulator.username() << "\n"
           << "  Password:    " << simulator.password() << "\n"
           << "  Key:         " << keyText << ", SHA-256 of the public key:\n"

@@ -1,0 +1,14 @@
+#include "Models/ControllerSite.h"
+
+#include <algorithm>
+
+namespace lanternfold {
+
+const ControllerSite *findSite(const QList<ControllerSite> &sites, const QString &name)
+{
+    const auto found =
+        std::find_if(sites.cbegin(), sites.cend(), [&name](const ControllerSite &site) { return site.name == name; });
+    return found == sites.cend() ? nullptr : &*found;
+}
+
+} // namespace lanternfold
