@@ -49,12 +49,16 @@ import json, os, sys, uuid
 demo, folder = sys.argv[1], sys.argv[2]
 devices = json.load(open(os.path.join(demo, "devices.json")))["data"]
 cameras = json.load(open(os.path.join(demo, "cameras.json")))
+warehouse = json.load(open(os.path.join(demo, "warehouse-devices.json")))["data"]
 aps = [{"kind": "accessPoint", "identifier": d["mac"], "displayName": d.get("name", d["mac"])}
        for d in devices if d.get("type") == "uap"]
 cams = [{"kind": "camera", "identifier": c["id"], "displayName": c.get("name", c["id"])} for c in cameras]
-def job(name, targets, rule, stagger, enabled=True, last=None, nxt=None):
+dock = [{"kind": "accessPoint", "identifier": d["mac"], "displayName": d["name"]}
+        for d in warehouse if d.get("type") == "uap"]
+def job(name, targets, rule, stagger, enabled=True, last=None, nxt=None, site=None):
     j = {"id": str(uuid.uuid4()).upper(), "name": name, "targets": targets, "rule": rule,
          "staggerSeconds": stagger, "isEnabled": enabled}
+    if site: j["site"] = site
     if last: j["lastRunAt"] = last
     if nxt: j["nextRunAt"] = nxt
     return j
@@ -64,6 +68,8 @@ jobs = [
     job("Weekend cameras", cams[:2], {"type": "weekly", "weekdays": [1, 7], "hour": 4, "minute": 0}, 20,
         nxt="2030-01-05T03:00:00Z"),
     job("Office every 12 hours", aps[:2] + cams[:1], {"type": "interval", "intervalHours": 12}, 60, enabled=False),
+    job("Warehouse on Sundays", dock, {"type": "weekly", "weekdays": [1], "hour": 2, "minute": 0}, 20,
+        nxt="2030-01-06T01:00:00Z", site="k3w9d2xa"),
 ]
 os.makedirs(folder, exist_ok=True)
 json.dump(jobs, open(os.path.join(folder, "schedules.json"), "w"), indent=2, sort_keys=True)

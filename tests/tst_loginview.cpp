@@ -76,6 +76,7 @@ private Q_SLOTS:
     void unusablePortConnectsOnTheKindsDefault();
     void blankHostEnablesAndIsSentAsTyped();
     void credentialsAreSentAsTyped();
+    void connectingAgainKeepsTheSiteChosen();
     void connectThroughTheForm();
     void whileConnectingNothingMoreStarts();
     void failureShowsTheErrorInRed();
@@ -452,6 +453,20 @@ void TestLoginView::failureShowsTheErrorInRed()
     QTest::keyClick(field(u"Password"_s), Qt::Key_Return);
     QVERIFY(!shown->isVisible());
     QTRY_VERIFY(state->isLoggedIn());
+}
+
+void TestLoginView::connectingAgainKeepsTheSiteChosen()
+{
+    saveConfig(ControllerConfig{u"udm.lan"_s, 8443, ControllerKind::unifiOS, u"admin"_s, u"k3w9d2xa"_s});
+    LoginView &view = makeView();
+    // The same controller and user: the site chosen in Settings stays.
+    fillForm(u"udm.lan"_s, u"8443"_s, u"admin"_s, u"secret"_s);
+    QCOMPARE(view.request().config.site, u"k3w9d2xa"_s);
+    // Another user, or another controller, starts from the site every controller has.
+    fillForm(u"udm.lan"_s, u"8443"_s, u"operator"_s, u"secret"_s);
+    QCOMPARE(view.request().config.site, u"default"_s);
+    fillForm(u"10.0.0.1"_s, u"8443"_s, u"admin"_s, u"secret"_s);
+    QCOMPARE(view.request().config.site, u"default"_s);
 }
 
 void TestLoginView::prefillKeepsASavedPortOffTheKindsDefault()

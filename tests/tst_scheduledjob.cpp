@@ -48,6 +48,7 @@ private Q_SLOTS:
     void roundTrips();
     void waitingForDevicesRoundTrips_data();
     void waitingForDevicesRoundTrips();
+    void siteRoundTrips();
     void equalityIsFieldByField();
     void targetOrderMatters();
     void requiredKeys_data();
@@ -149,6 +150,33 @@ void TestScheduledJob::waitingForDevicesRoundTrips()
     edited.insert(u"waitForOnlineMinutes"_s, 0);
     QCOMPARE(ScheduledJob::fromJson(edited).value().waitForOnline->minutes, ScheduledJob::waitMinutesMinimum);
     edited.insert(u"waitForOnlineMinutes"_s, u"ten"_s);
+    QVERIFY(!ScheduledJob::fromJson(edited).ok());
+}
+
+void TestScheduledJob::siteRoundTrips()
+{
+    // A job of the site every controller has writes no key: its file is byte for byte as before.
+    const ScheduledJob plain = sampleJob();
+    QCOMPARE(plain.site, u"default"_s);
+    const QByteArray plainText = QJsonDocument(plain.toJson().value()).toJson(QJsonDocument::Compact);
+    QVERIFY(!plainText.contains("\"site\""));
+    QCOMPARE(QJsonDocument(sampleObject()).toJson(QJsonDocument::Compact), plainText);
+    QCOMPARE(ScheduledJob::fromJson(sampleObject()).value().site, u"default"_s);
+
+    ScheduledJob elsewhere = sampleJob();
+    elsewhere.site = u"ohmt4ch6"_s;
+    const QByteArray text = QJsonDocument(elsewhere.toJson().value()).toJson(QJsonDocument::Compact);
+    QVERIFY2(text.contains(R"("site":"ohmt4ch6")"), text.constData());
+    const auto back = ScheduledJob::fromJson(QJsonDocument::fromJson(text).object());
+    QVERIFY(back.ok());
+    QCOMPARE(back.value(), elsewhere);
+    QVERIFY(!(back.value() == plain));
+
+    // An empty site reads as the default one; a site that is not a string is an error.
+    QJsonObject edited = sampleObject();
+    edited.insert(u"site"_s, QString());
+    QCOMPARE(ScheduledJob::fromJson(edited).value().site, u"default"_s);
+    edited.insert(u"site"_s, 7);
     QVERIFY(!ScheduledJob::fromJson(edited).ok());
 }
 

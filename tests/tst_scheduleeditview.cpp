@@ -55,6 +55,7 @@ private Q_SLOTS:
     void controlsAreNamedByTheirLabels();
     void tabOrderFollowsTheLayout();
     void waitingForEachDeviceIsSavedAndShown();
+    void jobsKeepTheSiteTheyWereMadeOn();
 
 private:
     ScheduleEditView &openEditor(std::optional<ScheduledJob> existing = std::nullopt);
@@ -632,6 +633,43 @@ void TestScheduleEditView::waitingForEachDeviceIsSavedAndShown()
     again.waitToggle()->setChecked(false);
     QTest::mouseClick(again.confirmButton(), Qt::LeftButton);
     QVERIFY(!state->jobs().first().waitForOnline);
+}
+
+void TestScheduleEditView::jobsKeepTheSiteTheyWereMadeOn()
+{
+    Sim &sim = startSim();
+    sim.addDemoWarehouse();
+    makeState();
+    connectTo(sim);
+    const QString warehouse = QString::fromLatin1(Sim::demoWarehouseSite);
+    await(state->chooseSite(warehouse));
+    {
+        ScheduleEditView &editor = openEditor();
+        QCOMPARE(editor.deviceToggles().first()->text(), u"Loading Dock"_s);
+        editor.deviceToggles().first()->setChecked(true);
+        QTest::mouseClick(editor.confirmButton(), Qt::LeftButton);
+    }
+    QCOMPARE(state->jobs().size(), 1);
+    const ScheduledJob made = state->jobs().first();
+    QCOMPARE(made.site, warehouse);
+    QCOMPARE(savedJobs().first().site, warehouse);
+
+    // Opened while another site is shown: its devices cannot be chosen from that site's list, and
+    // saving keeps them and its site.
+    await(state->chooseSite(u"default"_s));
+    ScheduleEditView &editor = openEditor(made);
+    QVERIFY(editor.deviceToggles().isEmpty());
+    QVERIFY(shown(editor.noDevicesNote()));
+    QCOMPARE(editor.noDevicesNote()->text(),
+             u"1 device(s): Loading Dock\nThese devices are on site 'Warehouse'. Choose that site in Settings to "
+             u"change them."_s);
+    editor.nameField()->setText(u"Dock at night"_s);
+    QVERIFY(editor.confirmButton()->isEnabled());
+    QTest::mouseClick(editor.confirmButton(), Qt::LeftButton);
+    const ScheduledJob saved = state->jobs().first();
+    QCOMPARE(saved.name, u"Dock at night"_s);
+    QCOMPARE(saved.site, warehouse);
+    QCOMPARE(saved.targets, made.targets);
 }
 
 void TestScheduleEditView::controlsAreNamedByTheirLabels()

@@ -42,6 +42,7 @@ private Q_SLOTS:
     void targetsLineNamesThreeDevicesAtMost();
     void jobWithoutNextRunShowsNoNextLine();
     void jobThatWaitsForEachDeviceSaysSo();
+    void rowsNameTheSiteWhenThereAreSeveral();
     void longNamesEndInAnEllipsis();
     void clickingARowOpensItsEditorButTheSwitchDoesNot();
     void returnOnARowOpensItsEditor();
@@ -257,6 +258,29 @@ void TestScheduleListView::jobThatWaitsForEachDeviceSaysSo()
     QCOMPARE(view.row(0)->summaryLabel()->text(), u"Daily at 03:00 \u00b7 waits for each device"_s);
     QVERIFY(view.row(0)->description().contains(u"waits for each device"_s));
     QVERIFY(!view.row(1)->summaryLabel()->text().contains(u"waits"_s));
+}
+
+void TestScheduleListView::rowsNameTheSiteWhenThereAreSeveral()
+{
+    Sim &sim = startSim();
+    sim.addDemoWarehouse();
+    ScheduledJob dock = addJob(u"Dock"_s, RecurrenceRule::dailyAt(3, 0), named({u"Loading Dock"_s}));
+    dock.site = QString::fromLatin1(Sim::demoWarehouseSite);
+    state->updateJob(dock);
+    addJob(u"Office"_s, RecurrenceRule::dailyAt(4, 0), named({u"Lobby"_s}));
+    ScheduledJob doors = addJob(u"Doors"_s, RecurrenceRule::dailyAt(5, 0));
+    doors.targets = {{RestartTargetKind::camera, u"61f0c2a3"_s, u"Door Cam"_s}};
+    state->updateJob(doors);
+    ScheduleListView &view = makeView();
+    // Before the sites are known (or with one), the rows say nothing of sites.
+    QCOMPARE(view.row(0)->targetsLabel()->text(), u"1 device(s): Loading Dock"_s);
+    connectTo(sim);
+    QCOMPARE(view.row(0)->targetsLabel()->text(), u"Warehouse \u00b7 1 device(s): Loading Dock"_s);
+    QCOMPARE(view.row(1)->targetsLabel()->text(), u"Default \u00b7 1 device(s): Lobby"_s);
+    // Cameras belong to the console: a job of cameras alone names no site.
+    QCOMPARE(view.row(2)->targetsLabel()->text(), u"1 device(s): Door Cam"_s);
+    QVERIFY(view.row(0)->description().contains(u"Warehouse"_s));
+    QVERIFY(view.list()->item(0)->data(Qt::AccessibleDescriptionRole).toString().contains(u"Warehouse"_s));
 }
 
 void TestScheduleListView::longNamesEndInAnEllipsis()

@@ -12,6 +12,7 @@
 #include <QAccessible>
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDir>
 #include <QFontInfo>
 #include <QLabel>
@@ -86,6 +87,8 @@ private Q_SLOTS:
     void activityLogLines();
     void sectionsAndTexts();
     void accessibleNamesAreTheLabels();
+    void oneSiteShowsNoSiteChoice();
+    void severalSitesAreChosenFromTheList();
 
 private:
     SettingsView &makeView();
@@ -95,6 +98,7 @@ private:
     [[nodiscard]] QPushButton *button(const QString &text) const;
     [[nodiscard]] QCheckBox *launchSwitch() const;
     [[nodiscard]] QLabel *errorLine() const;
+    [[nodiscard]] QComboBox *sitePicker() const;
 
     FakeLoginItem m_loginItem;
     std::unique_ptr<SettingsView> m_view;
@@ -162,6 +166,12 @@ QPushButton *TestSettingsView::button(const QString &text) const
 QCheckBox *TestSettingsView::launchSwitch() const
 {
     return withText<QCheckBox>(*m_view, u"Launch Lanternfold at login"_s);
+}
+
+QComboBox *TestSettingsView::sitePicker() const
+{
+    const QLabel *label = withText<QLabel>(*m_view, u"Site"_s);
+    return label != nullptr ? qobject_cast<QComboBox *>(label->buddy()) : nullptr;
 }
 
 QLabel *TestSettingsView::errorLine() const
@@ -471,6 +481,53 @@ void TestSettingsView::accessibleNamesAreTheLabels()
         QCOMPARE(accessibleLabels(field), QStringList{row});
     }
     QCOMPARE(accessibleName(withText<QLabel>(*m_view, u"Security"_s)), u"Security"_s);
+}
+
+void TestSettingsView::oneSiteShowsNoSiteChoice()
+{
+    Sim &sim = startSim();
+    makeState();
+    connectTo(sim);
+    QCOMPARE(state->sites().size(), 1);
+    makeView();
+    // With one site there is nothing to choose: no row, no label.
+    QVERIFY(sitePicker() != nullptr);
+    QVERIFY(!sitePicker()->isVisible());
+    QVERIFY(!withText<QLabel>(*m_view, u"Site"_s)->isVisible());
+}
+
+void TestSettingsView::severalSitesAreChosenFromTheList()
+{
+    Sim &sim = startSim();
+    sim.addDemoWarehouse();
+    makeState();
+    makeView();
+    QVERIFY(!sitePicker()->isVisible());
+    connectTo(sim);
+    QComboBox *picker = sitePicker();
+    QVERIFY(picker != nullptr);
+    QVERIFY(picker->isVisible());
+    QVERIFY(withText<QLabel>(*m_view, u"Site"_s)->isVisible());
+    // Under the user name, by the names people know, on the site shown.
+    QVERIFY(picker->y() > valueOf(u"Username"_s)->y());
+    QCOMPARE(picker->count(), 2);
+    QCOMPARE(picker->itemText(0), u"Default"_s);
+    QCOMPARE(picker->itemText(1), u"Warehouse"_s);
+    QCOMPARE(picker->currentText(), u"Default"_s);
+    // Named by its label: on Linux assistive technology reads the box as its value and its label
+    // through the labelled-by relation.
+    QCOMPARE(accessibleLabels(picker), QStringList{u"Site"_s});
+    QCOMPARE(picker->accessibleName(), u"Site"_s);
+
+    QSignalSpy devices(state.get(), &AppState::accessPointsChanged);
+    // Chosen from the keyboard, as a person moves through the list.
+    picker->setFocus();
+    QTest::keyClick(picker, Qt::Key_Down);
+    QTRY_COMPARE(state->site(), QString::fromLatin1(Sim::demoWarehouseSite));
+    QTRY_VERIFY(!state->accessPoints().isEmpty() && state->accessPoints().first().name == u"Loading Dock"_s);
+    QCOMPARE(savedConfig()->site, QString::fromLatin1(Sim::demoWarehouseSite));
+    QCOMPARE(picker->currentText(), u"Warehouse"_s);
+    QVERIFY(!devices.isEmpty());
 }
 
 QTEST_MAIN(TestSettingsView)

@@ -57,6 +57,8 @@ std::optional<QJsonObject> ScheduledJob::toJson() const
         object.insert(u"whenNotBack"_s,
                       waitForOnline->whenNotBack == WaitForOnline::WhenNotBack::stopTheJob ? u"stop"_s : u"continue"_s);
     }
+    if (site != defaultSiteName)
+        object.insert(u"site"_s, site);
     if (runInProgress) {
         const auto occurrence = json::formatDate(runInProgress->occurrence);
         if (!occurrence)
@@ -102,6 +104,9 @@ Decoded<ScheduledJob> ScheduledJob::fromJson(const QJsonValue &json, const QStri
             wait.whenNotBack = WaitForOnline::WhenNotBack::continueWithNextDevice;
         job.waitForOnline = wait;
     }
+    LF_TRY_DECODE(site, reader.optionalString(u"site"_s));
+    if (site && !site->isEmpty())
+        job.site = *site;
     const QJsonValue progress = object.value(u"runInProgress"_s);
     if (!progress.isUndefined() && !progress.isNull()) {
         const QString progressPath = json::childPath(path, u"runInProgress"_s);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Models/ControllerSite.h"
 #include "Models/JsonDecoding.h"
 #include "Models/RecurrenceRule.h"
 #include "Models/RestartTarget.h"
@@ -52,6 +53,11 @@ struct ScheduledJob
     std::optional<WaitForOnline> waitForOnline = std::nullopt;
     static constexpr qint64 waitMinutesMinimum = 1;
     static constexpr qint64 waitMinutesMaximum = 30;
+
+    /// The site (short id) whose access points the job restarts, whichever site is shown when it
+    /// runs. In the file only when it is not "default", so that the files of jobs from a single
+    /// site stay as they were. Cameras belong to the console and have no site.
+    QString site = defaultSiteName.toString();
 
     /// The pause between two targets that the editor offers, and that a loaded file is held to.
     static constexpr qint64 staggerSecondsMaximum = 300;

@@ -1,7 +1,6 @@
 #include "State/AppState.h"
 
 #include "Async/Latch.h"
-#include "Models/DeviceReading.h"
 #include "Models/FastJson.h"
 #include "Platform/KeychainService.h"
 #include "Platform/MemoryRelease.h"
@@ -146,6 +145,17 @@ void AppState::setCameras(QList<ProtectCamera> cameras)
     Q_EMIT camerasChanged();
 }
 
+void AppState::setSites(QList<ControllerSite> sites)
+{
+    m_sites = std::move(sites);
+    Q_EMIT sitesChanged();
+}
+
+QString AppState::site() const
+{
+    return m_config ? m_config->site : defaultSiteName.toString();
+}
+
 void AppState::setLastError(std::optional<QString> error)
 {
     m_lastError = std::move(error);
@@ -226,6 +236,7 @@ void AppState::endSession(ControllerSession *session)
     setLoggedIn(false);
     setAccessPoints({});
     setCameras({});
+    setSites({});
 }
 
 bool AppState::isSavedPasswordRefused() const
@@ -331,6 +342,14 @@ QCoro::Task<Done> AppState::performConnect(ControllerConfig config, QString pass
         co_return Done{};
     }
 
+    config = co_await learnSites(session, std::move(config));
+    if (gone->isSet())
+        co_return Done{};
+    if (attempt->cancelled || !session || session->isClosed()) {
+        (void)retire(session, /*logOut=*/false);
+        finish();
+        co_return Done{};
+    }
     if (const QPointer<ControllerSession> previous = std::exchange(m_session, session))
         (void)retire(previous, /*logOut=*/false);
     setConfig(config);
@@ -362,6 +381,33 @@ QCoro::Task<Done> AppState::performConnect(ControllerConfig config, QString pass
         log(u"Connected to "_s + config.host);
     finish();
     co_return Done{};
+}
+
+QCoro::Task<ControllerConfig> AppState::learnSites(QPointer<ControllerSession> session, ControllerConfig config)
+{
+    const std::shared_ptr<Latch> gone = m_gone;
+    if (!session)
+        co_return config;
+    const auto sites = co_await session->fetchSites(std::make_shared<RenewalBudget>());
+    if (gone->isSet())
+        co_return config;
+    if (!sites.ok()) {
+        // The devices may still be there: the connect goes on with the site it was given, and the
+        // device fetch says what is wrong with it, if anything.
+        qCWarning(lcState) << "the controller did not list its sites:" << sites.error().description();
+        log(u"Could not read the controller's sites: "_s + sites.error().description());
+        setSites({});
+        co_return config;
+    }
+    const QList<ControllerSite> &listed = sites.value();
+    if (!listed.isEmpty() && !findSite(listed, config.site)) {
+        const ControllerSite &first = listed.first();
+        log(u"Site '"_s + first.displayName() + u"' chosen: the controller has no site '"_s + config.site +
+            u"' for this account."_s);
+        config.site = first.name;
+    }
+    setSites(listed);
+    co_return config;
 }
 
 QCoro::Task<bool> AppState::reconnectIfPossible()
@@ -414,6 +460,7 @@ QCoro::Task<Done> AppState::disconnect()
     setLoggedIn(false);
     setAccessPoints({});
     setCameras({});
+    setSites({});
     if (session)
         co_await retire(session, /*logOut=*/true);
     if (gone->isSet())
@@ -433,12 +480,16 @@ QCoro::Task<Done> AppState::refreshDevices()
     const RefreshUnderWay underWay(session);
     const auto budget = std::make_shared<RenewalBudget>();
     // Both fetches start at once; the access points are awaited first.
-    auto accessPoints = session->fetchAccessPoints(budget);
+    // The site asked for, so that answers for a site chosen since are not shown.
+    const QString site = this->site();
+    auto accessPoints = session->fetchAccessPoints(budget, site);
     auto cameras = session->fetchCameras(budget);
     auto devices = co_await std::move(accessPoints);
     const bool devicesArrived = devices.ok();
     // A session that a disconnect or a new connect ended has nothing more to report.
-    const auto over = [&gone, &session] { return gone->isSet() || !session || session->isEnding(); };
+    const auto over = [this, &gone, &session, &site] {
+        return gone->isSet() || !session || session->isEnding() || this->site() != site;
+    };
     if (!over()) {
         if (devicesArrived) {
             setAccessPoints(std::move(devices).value());
@@ -459,20 +510,34 @@ QCoro::Task<Done> AppState::refreshDevices()
     co_return Done{};
 }
 
+QCoro::Task<Done> AppState::chooseSite(QString name)
+{
+    if (!m_config || m_config->site == name)
+        co_return Done{};
+    ControllerConfig config = *m_config;
+    config.site = name;
+    setConfig(config);
+    persistConfig();
+    // The devices of the site left are not shown under the one chosen, not even for a moment.
+    setAccessPoints({});
+    co_await refreshDevices();
+    co_return Done{};
+}
+
 // Restarts.
 
 QCoro::Task<Result<Done, UnifiAPIError>> AppState::restart(RestartTarget target)
 {
-    co_return co_await restartOn(m_session, std::move(target), std::make_shared<RenewalBudget>());
+    co_return co_await restartOn(m_session, std::move(target), std::make_shared<RenewalBudget>(), site());
 }
 
 QCoro::Task<Result<Done, UnifiAPIError>> AppState::restartOn(QPointer<ControllerSession> session, RestartTarget target,
-                                                             std::shared_ptr<RenewalBudget> budget)
+                                                             std::shared_ptr<RenewalBudget> budget, QString site)
 {
     if (!session)
         co_return UnifiAPIError::notLoggedIn();
     const std::shared_ptr<Latch> gone = m_gone;
-    const Result<Done, UnifiAPIError> result = co_await session->restart(target, std::move(budget));
+    const Result<Done, UnifiAPIError> result = co_await session->restart(target, std::move(budget), std::move(site));
     if (gone->isSet())
         co_return result;
     if (result.ok())
@@ -480,168 +545,6 @@ QCoro::Task<Result<Done, UnifiAPIError>> AppState::restartOn(QPointer<Controller
     else
         log(u"Restart failed for "_s + target.displayName + u": "_s + result.error().description());
     co_return result;
-}
-
-QCoro::Task<AppState::BatchOutcome> AppState::restartBatch(QList<RestartTarget> targets, qint64 staggerSeconds)
-{
-    BatchOptions options;
-    options.pause = std::chrono::seconds(std::max<qint64>(staggerSeconds, 0));
-    co_return co_await restartBatch(std::move(targets), std::move(options));
-}
-
-QCoro::Task<AppState::BatchOutcome> AppState::restartBatch(QList<RestartTarget> targets, BatchOptions options)
-{
-    const std::shared_ptr<Latch> gone = m_gone;
-    // A scheduled batch belongs to the session logged in when it starts, never to a later one.
-    const QPointer<ControllerSession> started = m_session;
-    const auto budget = std::make_shared<RenewalBudget>();
-    // What ends the batch at a pause: its owner calling it off and, unless it follows the login,
-    // the end of its session.
-    std::shared_ptr<Latch> stop = options.cancel ? options.cancel : gone;
-    if (!options.followsTheLogin)
-        stop = options.cancel ? firstOf(options.cancel, started ? started->ending() : gone)
-                              : (started ? started->ending() : gone);
-    const auto wait = options.waitForOnline;
-    BatchOutcome outcome;
-    if (wait)
-        outcome.waitMinutes = wait->minutes;
-    // Time as the pauses count it, and as the boot-time clock does: the larger is the truth (the
-    // requests take time too; a test's pauses take none).
-    const std::chrono::milliseconds batchStart = m_clock.sinceBoot();
-    std::chrono::milliseconds paused{0};
-    const auto elapsedSince = [this, &paused](std::chrono::milliseconds bootAt, std::chrono::milliseconds pausedAt) {
-        return std::max(paused - pausedAt, m_clock.sinceBoot() - bootAt);
-    };
-    // Ended at a pause: nothing more is sent. Called off by its owner, nothing is reported; ended
-    // with its session, the targets from `from` on are.
-    const auto endedAtPause = [&](qsizetype from) {
-        if (gone->isSet() || (options.cancel && options.cancel->isSet()))
-            return;
-        const UnifiAPIError why = started ? started->endedBecause() : UnifiAPIError::closed();
-        for (qsizetype rest = from; rest < targets.size(); ++rest) {
-            const RestartTarget &target = targets.at(rest);
-            outcome.failed.append(target);
-            log(u"Restart failed for "_s + target.displayName + u": "_s + why.description());
-        }
-    };
-    for (qsizetype index = 0; index < targets.size(); ++index) {
-        if (index > 0 && options.pause.count() >= 1) {
-            const bool pausedWhole = co_await m_clock.pause(options.pause, stop);
-            if (!pausedWhole) {
-                endedAtPause(index);
-                co_return outcome;
-            }
-            paused += options.pause;
-        }
-        const RestartTarget &target = targets.at(index);
-        // The session each step goes through: the one logged in now, or the batch's own.
-        const auto session = [&]() -> QPointer<ControllerSession> {
-            return options.followsTheLogin ? m_session : started;
-        };
-        std::optional<DeviceReading> before;
-        if (wait && session()) {
-            // What the device says before the command, so that its reboot can be told.
-            auto reading = co_await session()->read(target, budget);
-            if (gone->isSet())
-                co_return outcome;
-            if (reading.ok())
-                before = reading.value();
-        }
-        if (options.sending)
-            options.sending(target);
-        // Not a conditional expression around the awaits: GCC 12 miscompiles co_await inside one.
-        Result<Done, UnifiAPIError> result = UnifiAPIError::closed();
-        if (options.followsTheLogin)
-            result = co_await restartOn(m_session, target, std::make_shared<RenewalBudget>());
-        else
-            result = co_await restartOn(started, target, budget);
-        if (gone->isSet())
-            co_return outcome;
-        (result.ok() ? outcome.succeeded : outcome.failed).append(target);
-        if (!wait || !result.ok())
-            continue;
-
-        RebootWatch watch(before);
-        const std::chrono::milliseconds commandAt = m_clock.sinceBoot();
-        const std::chrono::milliseconds pausedAtCommand = paused;
-        const std::chrono::minutes limit(wait->minutes);
-        bool back = false;
-        std::chrono::milliseconds waited{0};
-        while (waited < limit) {
-            const bool checked = co_await m_clock.pause(checkInterval, stop);
-            if (!checked) {
-                endedAtPause(index + 1);
-                co_return outcome;
-            }
-            paused += checkInterval;
-            waited = elapsedSince(commandAt, pausedAtCommand);
-            if (!session())
-                continue;
-            // A reading that fails (the controller busy, a session renewed meanwhile) is only a
-            // check that told nothing; the limit still ends the wait.
-            auto reading = co_await session()->read(target, budget);
-            if (gone->isSet())
-                co_return outcome;
-            if (reading.ok() && watch.isBack(reading.value(), waited)) {
-                back = true;
-                break;
-            }
-        }
-        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(waited);
-        if (back) {
-            outcome.backOnline.append(target);
-            outcome.duration = std::chrono::duration_cast<std::chrono::seconds>(elapsedSince(batchStart, {}));
-            log(target.displayName + u" back online after "_s + durationText(seconds));
-            continue;
-        }
-        outcome.notBack.append(target);
-        log(target.displayName + u" not back after "_s + durationText(limit));
-        if (wait->whenNotBack == ScheduledJob::WaitForOnline::WhenNotBack::stopTheJob) {
-            // Coverage is already missing here: the next device is not taken down too.
-            outcome.notRestarted = targets.mid(index + 1);
-            break;
-        }
-    }
-    co_return outcome;
-}
-
-QString AppState::durationText(std::chrono::seconds duration)
-{
-    const qint64 minutes = duration.count() / 60;
-    const qint64 seconds = duration.count() % 60;
-    if (minutes == 0)
-        return QString::number(seconds) + u" s"_s;
-    if (seconds == 0)
-        return QString::number(minutes) + u" min"_s;
-    return QString::number(minutes) + u" min "_s + QString::number(seconds) + u" s"_s;
-}
-
-QString AppState::BatchOutcome::summary() const
-{
-    const auto names = [](const QList<RestartTarget> &targets) {
-        QStringList list;
-        for (const RestartTarget &target : targets)
-            list.append(target.displayName);
-        return list.join(u", "_s);
-    };
-    if (!waitMinutes) {
-        if (failed.isEmpty())
-            return u"Restarted "_s + QString::number(succeeded.size()) + u" device(s) successfully."_s;
-        return QString::number(succeeded.size()) + u" succeeded, "_s + QString::number(failed.size()) + u" failed: "_s +
-               names(failed);
-    }
-    if (failed.isEmpty() && notBack.isEmpty() && notRestarted.isEmpty())
-        return u"Restarted "_s + QString::number(succeeded.size()) + u" device(s); all back online in "_s +
-               durationText(duration) + u"."_s;
-    QStringList parts{QString::number(backOnline.size()) + u" back online"_s};
-    if (!notBack.isEmpty())
-        parts.append(QString::number(notBack.size()) + u" not back after "_s +
-                     durationText(std::chrono::minutes(*waitMinutes)) + u": "_s + names(notBack));
-    if (!failed.isEmpty())
-        parts.append(QString::number(failed.size()) + u" failed: "_s + names(failed));
-    if (!notRestarted.isEmpty())
-        parts.append(QString::number(notRestarted.size()) + u" not restarted: "_s + names(notRestarted));
-    return parts.join(u", "_s) + u"."_s;
 }
 
 // Jobs.

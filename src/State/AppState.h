@@ -2,6 +2,7 @@
 
 #include "Controller/UnifiAPIError.h"
 #include "Models/ControllerConfig.h"
+#include "Models/ControllerSite.h"
 #include "Models/ProtectCamera.h"
 #include "Models/RestartTarget.h"
 #include "Models/Result.h"
@@ -48,6 +49,7 @@ class AppState final : public QObject
     Q_PROPERTY(std::optional<lanternfold::ControllerConfig> config READ config NOTIFY configChanged)
     Q_PROPERTY(bool isLoggedIn READ isLoggedIn NOTIFY isLoggedInChanged)
     Q_PROPERTY(bool isConnecting READ isConnecting NOTIFY isConnectingChanged)
+    Q_PROPERTY(QList<lanternfold::ControllerSite> sites READ sites NOTIFY sitesChanged)
     Q_PROPERTY(QList<lanternfold::UnifiDevice> accessPoints READ accessPoints NOTIFY accessPointsChanged)
     Q_PROPERTY(QList<lanternfold::ProtectCamera> cameras READ cameras NOTIFY camerasChanged)
     Q_PROPERTY(QList<lanternfold::ScheduledJob> jobs READ jobs NOTIFY jobsChanged)
@@ -76,6 +78,11 @@ public:
     [[nodiscard]] const std::optional<ControllerConfig> &config() const { return m_config; }
     [[nodiscard]] bool isLoggedIn() const { return m_isLoggedIn; }
     [[nodiscard]] bool isConnecting() const { return m_isConnecting; }
+    /// The sites the account may use, as the controller listed them after the last connect; none
+    /// when logged out or when the controller did not say.
+    [[nodiscard]] const QList<ControllerSite> &sites() const { return m_sites; }
+    /// The site whose access points are shown, and that new jobs and restarts by hand use.
+    [[nodiscard]] QString site() const;
     [[nodiscard]] const QList<UnifiDevice> &accessPoints() const { return m_accessPoints; }
     [[nodiscard]] const QList<ProtectCamera> &cameras() const { return m_cameras; }
     [[nodiscard]] const QList<ScheduledJob> &jobs() const;
@@ -112,6 +119,9 @@ public:
     QCoro::Task<bool> reconnectIfPossible();
     QCoro::Task<Done> disconnect();
     QCoro::Task<Done> refreshDevices();
+    /// Shows the site of that short id from now on: saved in the configuration, then the devices
+    /// are fetched again. Nothing when it is the site shown already.
+    QCoro::Task<Done> chooseSite(QString name);
     void log(const QString &message);
 
     // Restarts.
@@ -154,6 +164,9 @@ public:
         /// After each restart, watch the device until it is back online before the pause and the
         /// next target (read every checkInterval); none: the pause alone separates them.
         std::optional<ScheduledJob::WaitForOnline> waitForOnline;
+        /// The site whose access points are restarted (a job's own); none: the site shown at each
+        /// restart.
+        std::optional<QString> site;
     };
     static constexpr std::chrono::seconds checkInterval{5};
     /// "1 min 48 s", "10 min", "45 s".
@@ -175,6 +188,7 @@ Q_SIGNALS:
     void isConnectingChanged();
     void accessPointsChanged();
     void camerasChanged();
+    void sitesChanged();
     void jobsChanged();
     void lastErrorChanged();
     void activityLogChanged();
@@ -189,6 +203,7 @@ private:
     void setConnecting(bool connecting);
     void setAccessPoints(QList<UnifiDevice> devices);
     void setCameras(QList<ProtectCamera> cameras);
+    void setSites(QList<ControllerSite> sites);
     void setLastError(std::optional<QString> error);
 
     void loadSavedConfig();
@@ -207,7 +222,10 @@ private:
     QCoro::Task<Done> performConnect(ControllerConfig config, QString password, bool rememberPassword,
                                      std::shared_ptr<ConnectAttempt> attempt, bool unattended);
     QCoro::Task<Result<Done, UnifiAPIError>> restartOn(QPointer<ControllerSession> session, RestartTarget target,
-                                                       std::shared_ptr<RenewalBudget> budget);
+                                                       std::shared_ptr<RenewalBudget> budget, QString site);
+    /// Asks a session that has just logged in for the account's sites and publishes them; config
+    /// as it is, or with the first site when the account has none of config's name.
+    QCoro::Task<ControllerConfig> learnSites(QPointer<ControllerSession> session, ControllerConfig config);
 
     FirstUseTrust &m_trust;
     KeychainService &m_keychain;
@@ -220,6 +238,7 @@ private:
     bool m_isConnecting = false;
     QList<UnifiDevice> m_accessPoints;
     QList<ProtectCamera> m_cameras;
+    QList<ControllerSite> m_sites;
     std::optional<QString> m_lastError;
     QStringList m_activityLog;
 

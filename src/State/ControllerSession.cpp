@@ -170,9 +170,16 @@ QCoro::Task<bool> ControllerSession::performRenewal(std::shared_ptr<Renewal> ren
 
 // Devices.
 
-QCoro::Task<APIResult<QList<UnifiDevice>>> ControllerSession::fetchAccessPoints(std::shared_ptr<RenewalBudget> budget)
+QCoro::Task<APIResult<QList<ControllerSite>>> ControllerSession::fetchSites(std::shared_ptr<RenewalBudget> budget)
 {
-    const auto call = [](UnifiAPIClient &client) { return client.fetchAccessPoints(); };
+    const auto call = [](UnifiAPIClient &client) { return client.fetchSites(); };
+    return callWithRenewal<QList<ControllerSite>>(std::move(budget), call);
+}
+
+QCoro::Task<APIResult<QList<UnifiDevice>>> ControllerSession::fetchAccessPoints(std::shared_ptr<RenewalBudget> budget,
+                                                                                QString site)
+{
+    const auto call = [site = std::move(site)](UnifiAPIClient &client) { return client.fetchAccessPoints(site); };
     return callWithRenewal<QList<UnifiDevice>>(std::move(budget), call);
 }
 
@@ -182,25 +189,26 @@ QCoro::Task<APIResult<QList<ProtectCamera>>> ControllerSession::fetchCameras(std
     return callWithRenewal<QList<ProtectCamera>>(std::move(budget), call);
 }
 
-QCoro::Task<APIResult<Done>> ControllerSession::restart(RestartTarget target, std::shared_ptr<RenewalBudget> budget)
+QCoro::Task<APIResult<Done>> ControllerSession::restart(RestartTarget target, std::shared_ptr<RenewalBudget> budget,
+                                                        QString site)
 {
-    const auto command = [this, target = std::move(target)](UnifiAPIClient & /*client*/) {
-        return sendRestart(target);
+    const auto command = [this, target = std::move(target), site = std::move(site)](UnifiAPIClient & /*client*/) {
+        return sendRestart(target, site);
     };
     return callWithRenewal<Done>(std::move(budget), command);
 }
 
 QCoro::Task<APIResult<DeviceReading>> ControllerSession::read(RestartTarget target,
-                                                              std::shared_ptr<RenewalBudget> budget)
+                                                              std::shared_ptr<RenewalBudget> budget, QString site)
 {
-    const auto call = [target = std::move(target)](UnifiAPIClient &client) {
-        return target.kind == RestartTargetKind::accessPoint ? client.readAccessPoint(target.identifier)
+    const auto call = [target = std::move(target), site = std::move(site)](UnifiAPIClient &client) {
+        return target.kind == RestartTargetKind::accessPoint ? client.readAccessPoint(target.identifier, site)
                                                              : client.readCamera(target.identifier);
     };
     return callWithRenewal<DeviceReading>(std::move(budget), call);
 }
 
-QCoro::Task<APIResult<Done>> ControllerSession::sendRestart(RestartTarget target)
+QCoro::Task<APIResult<Done>> ControllerSession::sendRestart(RestartTarget target, QString site)
 {
     if (isEnding() || !m_client)
         co_return m_endedBecause;
@@ -212,7 +220,7 @@ QCoro::Task<APIResult<Done>> ControllerSession::sendRestart(RestartTarget target
         m_settled = std::make_shared<Latch>();
     APIResult<Done> result = UnifiAPIError::closed();
     if (target.kind == RestartTargetKind::accessPoint)
-        result = co_await client->restartAccessPoint(target.identifier);
+        result = co_await client->restartAccessPoint(target.identifier, site);
     else
         result = co_await client->rebootCamera(target.identifier);
     if (!gone->isSet() && --m_commandsInFlight == 0)

@@ -63,13 +63,16 @@ public:
     /// The first login, with the password the person typed or the keyring gave.
     QCoro::Task<APIResult<Done>> login(QString password);
 
-    QCoro::Task<APIResult<QList<UnifiDevice>>> fetchAccessPoints(std::shared_ptr<RenewalBudget> budget);
+    QCoro::Task<APIResult<QList<ControllerSite>>> fetchSites(std::shared_ptr<RenewalBudget> budget);
+    // Access points live on a site (a short id); cameras belong to the console.
+    QCoro::Task<APIResult<QList<UnifiDevice>>> fetchAccessPoints(std::shared_ptr<RenewalBudget> budget, QString site);
     QCoro::Task<APIResult<QList<ProtectCamera>>> fetchCameras(std::shared_ptr<RenewalBudget> budget);
     /// Restarts an access point or reboots a camera. Counted as in flight from the moment the
     /// command leaves until its answer, which retire() waits for.
-    QCoro::Task<APIResult<Done>> restart(RestartTarget target, std::shared_ptr<RenewalBudget> budget);
+    QCoro::Task<APIResult<Done>> restart(RestartTarget target, std::shared_ptr<RenewalBudget> budget, QString site);
     /// The target's record as the controller has it now, to watch it reboot.
-    QCoro::Task<APIResult<DeviceReading>> read(RestartTarget target, std::shared_ptr<RenewalBudget> budget);
+    QCoro::Task<APIResult<DeviceReading>> read(RestartTarget target, std::shared_ptr<RenewalBudget> budget,
+                                               QString site);
 
     /// Ends the session: it is ending at once (pauses that watch ending() stop), restart commands
     /// already sent get their answer, then the client logs out (when asked) and closes.
@@ -112,7 +115,7 @@ private:
     QCoro::Task<APIResult<T>> callWithRenewal(std::shared_ptr<RenewalBudget> budget, Call call);
     QCoro::Task<bool> renew(std::shared_ptr<RenewalBudget> budget);
     QCoro::Task<bool> performRenewal(std::shared_ptr<Renewal> renewal);
-    QCoro::Task<APIResult<Done>> sendRestart(RestartTarget target);
+    QCoro::Task<APIResult<Done>> sendRestart(RestartTarget target, QString site);
 
     ControllerConfig m_config;
     KeychainService &m_keychain;

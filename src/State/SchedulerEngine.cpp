@@ -133,6 +133,8 @@ QCoro::Task<void> SchedulerEngine::run(QPointer<SchedulerEngine> self, Scheduled
             appState->jobList().recordRestartSent(id, target.id());
     };
     options.waitForOnline = job.waitForOnline;
+    // The job's own site, whichever one the window shows now.
+    options.site = job.site;
     const AppState::BatchOutcome outcome = co_await appState->restartBatch(std::move(targets), std::move(options));
     if (!self || !appState)
         co_return;

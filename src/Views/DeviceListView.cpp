@@ -281,6 +281,8 @@ QCoro::Task<void> DeviceListView::restartSelected(QPointer<DeviceListView> self)
     options.pause = restartGap;
     options.cancel = self->m_closed;
     options.followsTheLogin = true;
+    // The devices chosen are the shown site's: they stay on it if another site is chosen meanwhile.
+    options.site = state->site();
     // Waiting, each device is watched until it is back before the pause and the next one.
     if (self->m_waitToggle->isChecked())
         options.waitForOnline = ScheduledJob::WaitForOnline{};

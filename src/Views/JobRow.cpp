@@ -11,6 +11,8 @@
 #include <QSignalBlocker>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace lanternfold {
 
 using namespace Qt::StringLiterals;
@@ -80,7 +82,7 @@ void JobRow::setJob(ScheduledJob job)
     m_name->setText(m_job.name);
     m_summary->setText(summary(m_job.rule, calendar) +
                        (m_job.waitForOnline ? u" \u00b7 waits for each device"_s : QString()));
-    m_targets->setText(targetsLine(m_job.targets));
+    m_targets->setText(sitePrefix() + targetsLine(m_job.targets));
     m_nextRun->setVisible(m_job.nextRunAt.has_value());
     m_nextRun->setText(m_job.nextRunAt ? dateLine(u"Next: "_s, *m_job.nextRunAt, calendar) : QString());
     m_lastRun->setVisible(m_job.lastRunAt.has_value());
@@ -88,6 +90,20 @@ void JobRow::setJob(ScheduledJob job)
     setAccessibleName(m_job.name);
     setAccessibleDescription(description());
     applyColours();
+}
+
+QString JobRow::sitePrefix() const
+{
+    // One site says nothing worth reading; with several, which one the job restarts matters. A job
+    // of cameras alone has no site: they belong to the console.
+    const QList<ControllerSite> &sites = m_appState.sites();
+    const bool restartsAccessPoints =
+        std::any_of(m_job.targets.cbegin(), m_job.targets.cend(),
+                    [](const RestartTarget &target) { return target.kind == RestartTargetKind::accessPoint; });
+    if (sites.size() < 2 || !restartsAccessPoints)
+        return {};
+    const ControllerSite *site = findSite(sites, m_job.site);
+    return (site ? site->displayName() : m_job.site) + u" \u00b7 "_s;
 }
 
 QString JobRow::description() const

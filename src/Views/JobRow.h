@@ -45,6 +45,8 @@ public:
 
 private:
     void switchFlipped(bool on);
+    /// "Warehouse · " before the devices when the account has several sites; empty otherwise.
+    [[nodiscard]] QString sitePrefix() const;
     void applyColours();
 
     AppState &m_appState;

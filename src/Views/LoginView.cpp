@@ -24,9 +24,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// The site every connect from this form uses: the controller's first one.
-const QString defaultSite = u"default"_s;
-
 QLabel *makeLabel(const QString &text, QWidget *parent)
 {
     auto *label = new QLabel(text, parent);
@@ -245,9 +242,20 @@ void LoginView::setKind(ControllerKind kind)
 LoginView::Request LoginView::request() const
 {
     const ControllerKind chosen = kind();
+    ControllerConfig config{host(), parsePort(port()).value_or(defaultPort(chosen)), chosen, username(),
+                            defaultSiteName.toString()};
+    // Connecting again to the saved controller as the same user keeps the site chosen in Settings;
+    // anything else starts from the site every controller has.
+    if (m_appState) {
+        if (const std::optional<ControllerConfig> &saved = m_appState->config()) {
+            ControllerConfig same = config;
+            same.site = saved->site;
+            if (same == *saved)
+                config.site = saved->site;
+        }
+    }
     return Request{
-        .config =
-            ControllerConfig{host(), parsePort(port()).value_or(defaultPort(chosen)), chosen, username(), defaultSite},
+        .config = std::move(config),
         .password = password(),
         .rememberPassword = rememberPassword(),
     };

@@ -4,6 +4,7 @@
 #include "Models/UnifiDevice.h"
 #include "State/AppState.h"
 #include "Views/DeviceListModel.h"
+#include "Views/JobRow.h"
 #include "Views/SegmentButton.h"
 #include "Views/Symbols.h"
 #include "Views/TextStyle.h"
@@ -376,7 +377,15 @@ QWidget *ScheduleEditView::buildStaggerSection()
 
 QList<RestartTarget> ScheduleEditView::allTargets() const
 {
+    // A job of another site keeps its devices: those listed are the shown site's, not its own.
+    if (editsAnotherSite())
+        return {};
     return m_devices.allTargets();
+}
+
+bool ScheduleEditView::editsAnotherSite() const
+{
+    return m_existingJob && m_existingJob->site != m_appState.site();
 }
 
 void ScheduleEditView::rebuildDeviceToggles()
@@ -385,6 +394,13 @@ void ScheduleEditView::rebuildDeviceToggles()
     m_deviceToggles.clear();
     const QList<RestartTarget> targets = allTargets();
     auto *scroll = findChild<QScrollArea *>(u"deviceScroll"_s);
+    if (editsAnotherSite() && m_existingJob) {
+        const ScheduledJob &existing = *m_existingJob;
+        const ControllerSite *site = findSite(m_appState.sites(), existing.site);
+        m_noDevicesNote->setText(JobRow::targetsLine(existing.targets) + u"\nThese devices are on site '"_s +
+                                 (site ? site->displayName() : existing.site) +
+                                 u"'. Choose that site in Settings to change them."_s);
+    }
     m_noDevicesNote->setVisible(targets.isEmpty());
     scroll->setVisible(!targets.isEmpty());
 
@@ -499,6 +515,8 @@ void ScheduleEditView::save()
         if (m_selectedTargetIDs.contains(target.id()))
             targets.append(target);
     }
+    // Edited while another site is shown: its devices and its site stay as they are.
+    const bool keepsItsDevices = editsAnotherSite();
     const QTime time = wallClockReading(m_timeOfDay, m_calendar).time();
     const qint64 hour = time.hour();
     const qint64 minute = time.minute();
@@ -526,7 +544,10 @@ void ScheduleEditView::save()
                                           [this](const ScheduledJob &job) { return job.id == m_existingJob->id; });
         ScheduledJob job = current != stored.cend() ? *current : *m_existingJob;
         job.name = m_name;
-        job.targets = std::move(targets);
+        if (!keepsItsDevices) {
+            job.targets = std::move(targets);
+            job.site = m_appState.site();
+        }
         job.rule = std::move(rule);
         job.staggerSeconds = m_staggerSeconds;
         job.waitForOnline = waitForOnline();
@@ -538,6 +559,7 @@ void ScheduleEditView::save()
         job.targets = std::move(targets);
         job.rule = std::move(rule);
         job.isEnabled = true;
+        job.site = m_appState.site();
         job.staggerSeconds = m_staggerSeconds;
         job.waitForOnline = waitForOnline();
         m_appState.addJob(std::move(job));

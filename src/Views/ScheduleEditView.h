@@ -67,6 +67,8 @@ public:
 
     /// The devices one can choose now: the access points, then the cameras, in the state's order.
     [[nodiscard]] QList<RestartTarget> allTargets() const;
+    /// An existing job of a site other than the one shown: its devices cannot be chosen here.
+    [[nodiscard]] bool editsAnotherSite() const;
     /// Whether the confirm button is on: a name, a device, and a weekday when weekly. A name of
     /// blanks counts as a name.
     [[nodiscard]] bool canSave() const;

@@ -100,6 +100,8 @@ ScheduleListView::ScheduleListView(AppState &appState, DeviceListModel &devices,
     connect(m_list, &QListWidget::itemSelectionChanged, this, &ScheduleListView::selectionChanged);
     connect(m_list, &QListWidget::customContextMenuRequested, this, &ScheduleListView::showRowMenu);
     connect(&m_appState, &AppState::jobsChanged, this, &ScheduleListView::jobsChanged);
+    // The rows name a job's site only while the account has several.
+    connect(&m_appState, &AppState::sitesChanged, this, &ScheduleListView::jobsChanged);
 
     rebuildRows();
 }

@@ -7,6 +7,7 @@
 #include "Views/TextStyle.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QEvent>
 #include <QFormLayout>
 #include <QLabel>
@@ -111,6 +112,12 @@ SettingsView::SettingsView(AppState &state, CertTrustService &trust, LoginItemSe
 
     connect(&m_state, &AppState::configChanged, this, &SettingsView::showController);
     connect(&m_state, &AppState::activityLogChanged, this, &SettingsView::showActivityLog);
+    connect(&m_state, &AppState::sitesChanged, this, &SettingsView::showSites);
+    // Activated, not currentIndexChanged: only the person's choice changes the site, never the
+    // list being filled in again.
+    connect(m_sitePicker, &QComboBox::activated, this, [this](int index) {
+        (void)chooseSite(QPointer<SettingsView>(this), m_sitePicker->itemData(index).toString());
+    });
     connect(m_disconnectButton, &QPushButton::clicked, this,
             [this] { (void)disconnectController(QPointer<SettingsView>(this)); });
     connect(m_forgetButton, &QPushButton::clicked, this, &SettingsView::forgetPinnedCertificate);
@@ -129,6 +136,15 @@ QWidget *SettingsView::makeControllerDetails()
     form->addRow(u"Host"_s, m_hostValue);
     form->addRow(u"Type"_s, m_typeValue);
     form->addRow(u"Username"_s, m_usernameValue);
+    // The sites by the names people know; each item keeps its short id. The label names the combo
+    // box for assistive technology (its buddy), which reads the box itself as the site chosen.
+    m_sitePicker = new QComboBox(m_controllerDetails);
+    m_sitePicker->setAccessibleName(u"Site"_s);
+    m_sitePicker->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    // As wide as the longest site name, like the values above it, not across the whole tab.
+    m_sitePicker->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    form->addRow(u"Site"_s, m_sitePicker);
+    m_controllerForm = form;
     m_disconnectButton = new QPushButton(u"Disconnect"_s, m_controllerDetails);
     form->addRow(m_disconnectButton);
     form->setAlignment(m_disconnectButton, Qt::AlignLeft);
@@ -145,6 +161,25 @@ void SettingsView::showController()
     m_hostValue->setText(config->host + u':' + QString::number(config->port));
     m_typeValue->setText(config->kind == ControllerKind::unifiOS ? u"UniFi OS"_s : u"Classic"_s);
     m_usernameValue->setText(config->username);
+    showSites();
+}
+
+void SettingsView::showSites()
+{
+    const QList<ControllerSite> &sites = m_state.sites();
+    m_controllerForm->setRowVisible(m_sitePicker, sites.size() > 1);
+    const QSignalBlocker quiet(m_sitePicker);
+    m_sitePicker->clear();
+    for (const ControllerSite &site : sites)
+        m_sitePicker->addItem(site.displayName(), site.name);
+    m_sitePicker->setCurrentIndex(m_sitePicker->findData(m_state.site()));
+}
+
+QCoro::Task<void> SettingsView::chooseSite(QPointer<SettingsView> self, QString name)
+{
+    if (self.isNull())
+        co_return;
+    co_await self->m_state.chooseSite(std::move(name));
 }
 
 void SettingsView::showActivityLog()

@@ -7,6 +7,8 @@
 #include <optional>
 
 class QCheckBox;
+class QComboBox;
+class QFormLayout;
 class QLabel;
 class QPushButton;
 class QStackedWidget;
@@ -43,6 +45,9 @@ private:
     [[nodiscard]] QWidget *makeControllerDetails();
     void showController();
     void showActivityLog();
+    /// The Site row: shown while the account has more than one site, on the one shown.
+    void showSites();
+    static QCoro::Task<void> chooseSite(QPointer<SettingsView> self, QString name);
     void applyTextColours();
     void forgetPinnedCertificate();
     void launchAtLoginFlipped(bool enabled);
@@ -60,6 +65,8 @@ private:
     QLabel *m_hostValue = nullptr;
     QLabel *m_typeValue = nullptr;
     QLabel *m_usernameValue = nullptr;
+    QFormLayout *m_controllerForm = nullptr;
+    QComboBox *m_sitePicker = nullptr;
     QPushButton *m_disconnectButton = nullptr;
     QLabel *m_notConnected = nullptr;
     QPushButton *m_forgetButton = nullptr;

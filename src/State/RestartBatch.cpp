@@ -1,0 +1,179 @@
+#include "State/AppState.h"
+
+#include "Async/Latch.h"
+#include "Models/DeviceReading.h"
+#include "State/ControllerSession.h"
+
+#include <utility>
+
+// The batch: one target after the other, with a pause between them and, when asked, a watch on
+// each device until it is back. Kept apart from the connection's life in AppState.cpp.
+
+namespace lanternfold {
+
+using namespace Qt::StringLiterals;
+
+QCoro::Task<AppState::BatchOutcome> AppState::restartBatch(QList<RestartTarget> targets, qint64 staggerSeconds)
+{
+    BatchOptions options;
+    options.pause = std::chrono::seconds(std::max<qint64>(staggerSeconds, 0));
+    co_return co_await restartBatch(std::move(targets), std::move(options));
+}
+
+QCoro::Task<AppState::BatchOutcome> AppState::restartBatch(QList<RestartTarget> targets, BatchOptions options)
+{
+    const std::shared_ptr<Latch> gone = m_gone;
+    // A scheduled batch belongs to the session logged in when it starts, never to a later one.
+    const QPointer<ControllerSession> started = m_session;
+    const auto budget = std::make_shared<RenewalBudget>();
+    // What ends the batch at a pause: its owner calling it off and, unless it follows the login,
+    // the end of its session.
+    std::shared_ptr<Latch> stop = options.cancel ? options.cancel : gone;
+    if (!options.followsTheLogin)
+        stop = options.cancel ? firstOf(options.cancel, started ? started->ending() : gone)
+                              : (started ? started->ending() : gone);
+    const auto wait = options.waitForOnline;
+    BatchOutcome outcome;
+    if (wait)
+        outcome.waitMinutes = wait->minutes;
+    // Time as the pauses count it, and as the boot-time clock does: the larger is the truth (the
+    // requests take time too; a test's pauses take none).
+    const std::chrono::milliseconds batchStart = m_clock.sinceBoot();
+    std::chrono::milliseconds paused{0};
+    const auto elapsedSince = [this, &paused](std::chrono::milliseconds bootAt, std::chrono::milliseconds pausedAt) {
+        return std::max(paused - pausedAt, m_clock.sinceBoot() - bootAt);
+    };
+    // Ended at a pause: nothing more is sent. Called off by its owner, nothing is reported; ended
+    // with its session, the targets from `from` on are.
+    const auto endedAtPause = [&](qsizetype from) {
+        if (gone->isSet() || (options.cancel && options.cancel->isSet()))
+            return;
+        const UnifiAPIError why = started ? started->endedBecause() : UnifiAPIError::closed();
+        for (qsizetype rest = from; rest < targets.size(); ++rest) {
+            const RestartTarget &target = targets.at(rest);
+            outcome.failed.append(target);
+            log(u"Restart failed for "_s + target.displayName + u": "_s + why.description());
+        }
+    };
+    for (qsizetype index = 0; index < targets.size(); ++index) {
+        if (index > 0 && options.pause.count() >= 1) {
+            const bool pausedWhole = co_await m_clock.pause(options.pause, stop);
+            if (!pausedWhole) {
+                endedAtPause(index);
+                co_return outcome;
+            }
+            paused += options.pause;
+        }
+        const RestartTarget &target = targets.at(index);
+        const QString site = options.site.value_or(this->site());
+        // The session each step goes through: the one logged in now, or the batch's own.
+        const auto session = [&]() -> QPointer<ControllerSession> {
+            return options.followsTheLogin ? m_session : started;
+        };
+        std::optional<DeviceReading> before;
+        if (wait && session()) {
+            // What the device says before the command, so that its reboot can be told.
+            auto reading = co_await session()->read(target, budget, site);
+            if (gone->isSet())
+                co_return outcome;
+            if (reading.ok())
+                before = reading.value();
+        }
+        if (options.sending)
+            options.sending(target);
+        // Not a conditional expression around the awaits: GCC 12 miscompiles co_await inside one.
+        Result<Done, UnifiAPIError> result = UnifiAPIError::closed();
+        if (options.followsTheLogin)
+            result = co_await restartOn(m_session, target, std::make_shared<RenewalBudget>(), site);
+        else
+            result = co_await restartOn(started, target, budget, site);
+        if (gone->isSet())
+            co_return outcome;
+        (result.ok() ? outcome.succeeded : outcome.failed).append(target);
+        if (!wait || !result.ok())
+            continue;
+
+        RebootWatch watch(before);
+        const std::chrono::milliseconds commandAt = m_clock.sinceBoot();
+        const std::chrono::milliseconds pausedAtCommand = paused;
+        const std::chrono::minutes limit(wait->minutes);
+        bool back = false;
+        std::chrono::milliseconds waited{0};
+        while (waited < limit) {
+            const bool checked = co_await m_clock.pause(checkInterval, stop);
+            if (!checked) {
+                endedAtPause(index + 1);
+                co_return outcome;
+            }
+            paused += checkInterval;
+            waited = elapsedSince(commandAt, pausedAtCommand);
+            if (!session())
+                continue;
+            // A reading that fails (the controller busy, a session renewed meanwhile) is only a
+            // check that told nothing; the limit still ends the wait.
+            auto reading = co_await session()->read(target, budget, site);
+            if (gone->isSet())
+                co_return outcome;
+            if (reading.ok() && watch.isBack(reading.value(), waited)) {
+                back = true;
+                break;
+            }
+        }
+        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(waited);
+        if (back) {
+            outcome.backOnline.append(target);
+            outcome.duration = std::chrono::duration_cast<std::chrono::seconds>(elapsedSince(batchStart, {}));
+            log(target.displayName + u" back online after "_s + durationText(seconds));
+            continue;
+        }
+        outcome.notBack.append(target);
+        log(target.displayName + u" not back after "_s + durationText(limit));
+        if (wait->whenNotBack == ScheduledJob::WaitForOnline::WhenNotBack::stopTheJob) {
+            // Coverage is already missing here: the next device is not taken down too.
+            outcome.notRestarted = targets.mid(index + 1);
+            break;
+        }
+    }
+    co_return outcome;
+}
+
+QString AppState::durationText(std::chrono::seconds duration)
+{
+    const qint64 minutes = duration.count() / 60;
+    const qint64 seconds = duration.count() % 60;
+    if (minutes == 0)
+        return QString::number(seconds) + u" s"_s;
+    if (seconds == 0)
+        return QString::number(minutes) + u" min"_s;
+    return QString::number(minutes) + u" min "_s + QString::number(seconds) + u" s"_s;
+}
+
+QString AppState::BatchOutcome::summary() const
+{
+    const auto names = [](const QList<RestartTarget> &targets) {
+        QStringList list;
+        for (const RestartTarget &target : targets)
+            list.append(target.displayName);
+        return list.join(u", "_s);
+    };
+    if (!waitMinutes) {
+        if (failed.isEmpty())
+            return u"Restarted "_s + QString::number(succeeded.size()) + u" device(s) successfully."_s;
+        return QString::number(succeeded.size()) + u" succeeded, "_s + QString::number(failed.size()) + u" failed: "_s +
+               names(failed);
+    }
+    if (failed.isEmpty() && notBack.isEmpty() && notRestarted.isEmpty())
+        return u"Restarted "_s + QString::number(succeeded.size()) + u" device(s); all back online in "_s +
+               durationText(duration) + u"."_s;
+    QStringList parts{QString::number(backOnline.size()) + u" back online"_s};
+    if (!notBack.isEmpty())
+        parts.append(QString::number(notBack.size()) + u" not back after "_s +
+                     durationText(std::chrono::minutes(*waitMinutes)) + u": "_s + names(notBack));
+    if (!failed.isEmpty())
+        parts.append(QString::number(failed.size()) + u" failed: "_s + names(failed));
+    if (!notRestarted.isEmpty())
+        parts.append(QString::number(notRestarted.size()) + u" not restarted: "_s + names(notRestarted));
+    return parts.join(u", "_s) + u"."_s;
+}
+
+} // namespace lanternfold
