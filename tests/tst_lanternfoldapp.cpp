@@ -4,6 +4,7 @@
 #include "App/AppDelegate.h"
 #include "App/LanternfoldApp.h"
 #include "App/SingleInstance.h"
+#include "Controller/Trust/CertTrustService.h"
 #include "Schedules/ScheduleStore.h"
 #include "State/AppState.h"
 #include "State/SchedulerEngine.h"
@@ -12,9 +13,13 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QDir>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QTabWidget>
 #include <QThread>
+
+#include <csignal>
 
 using namespace lanternfold;
 using namespace lanternfold::test;
@@ -37,6 +42,7 @@ private Q_SLOTS:
     void aSecondLaunchOpensTheWindow();
     void onlyOneProcessRunsTheSchedules();
     void loggingInSwapsTheFormForTheTabsInTheSameWindow();
+    void standsBackWhileTheServiceRunsAndSharesTheJobs();
 
 private:
     std::unique_ptr<ScheduleStore> m_store;
@@ -157,12 +163,99 @@ void TestLanternfoldApp::onlyOneProcessRunsTheSchedules()
     LanternfoldApp second(*m_store, *trust, dir->filePath(u"Lanternfold.conf"_s),
                           PlatformServices{m_keychain, m_notifications, m_loginItem});
     QVERIFY(!second.scheduler().isStarted());
-    QVERIFY(QFileInfo::exists(LanternfoldApp::schedulerLockPath(*m_store)));
+    QVERIFY(QFileInfo::exists(m_store->schedulerLockPath()));
     // Once the first has ended, the lock is free for the next.
     m_app.reset();
     LanternfoldApp third(*m_store, *trust, dir->filePath(u"Lanternfold.conf"_s),
                          PlatformServices{m_keychain, m_notifications, m_loginItem});
     QVERIFY(third.scheduler().isStarted());
+}
+
+void TestLanternfoldApp::standsBackWhileTheServiceRunsAndSharesTheJobs()
+{
+    // The background service and the window over the same files: the service's HOME is this
+    // test's folder, and the window's store, pins and preferences are the service's.
+    m_app.reset();
+    Sim &sim = startSim();
+    const QString data = dir->filePath(u"data"_s);
+    const QString config = dir->filePath(u"config"_s);
+    QDir().mkpath(data);
+    QDir().mkpath(config);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"HOME"_s, dir->path());
+    environment.insert(u"XDG_DATA_HOME"_s, data);
+    environment.insert(u"XDG_CONFIG_HOME"_s, config);
+    environment.remove(u"DBUS_SESSION_BUS_ADDRESS"_s);
+    const auto ctl = [&environment](const QStringList &arguments, const QByteArray &input) {
+        QProcess process;
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(LANTERNFOLD_CTL_EXECUTABLE), arguments);
+        process.write(input);
+        process.closeWriteChannel();
+        const bool ended = QTest::qWaitFor([&process] { return process.state() == QProcess::NotRunning; }, 60'000);
+        return ended ? process.exitCode() : -1;
+    };
+    const QString port = QString::number(sim.port());
+    QCOMPARE(
+        ctl({u"trust"_s, u"--host"_s, u"127.0.0.1"_s, u"--port"_s, port, u"--fingerprint"_s, sim.fingerprint()}, {}),
+        0);
+    QCOMPARE(ctl({u"connect"_s, u"--host"_s, u"127.0.0.1"_s, u"--port"_s, port, u"--user"_s, sim.username(),
+                  u"--password-stdin"_s},
+                 sim.password().toUtf8() + '\n'),
+             0);
+    const QString passwordFile = dir->filePath(u"password"_s);
+    QFile file(passwordFile);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(sim.password().toUtf8());
+    file.close();
+    QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::WriteOwner));
+    QProcess service;
+    service.setProcessEnvironment(environment);
+    service.start(QStringLiteral(LANTERNFOLD_CTL_EXECUTABLE), {u"service"_s, u"--password-file"_s, passwordFile});
+    QByteArray output;
+    QVERIFY(QTest::qWaitFor(
+        [&] {
+            output += service.readAllStandardOutput();
+            return output.contains("<6>Running the schedules");
+        },
+        30'000));
+
+    // The window stands back and says so.
+    m_store = std::make_unique<ScheduleStore>(data);
+    CertTrustService pins(config + u"/Lanternfold/Lanternfold.conf"_s);
+    QTest::ignoreMessage(QtWarningMsg,
+                         "Another Lanternfold process of this user runs the schedules; this one leaves them to it.");
+    LanternfoldApp window(*m_store, pins, config + u"/Lanternfold/Lanternfold.conf"_s,
+                          PlatformServices{m_keychain, m_notifications, m_loginItem});
+    QVERIFY(!window.scheduler().isStarted());
+    QVERIFY(window.appState().schedulesRunElsewhere());
+    QVERIFY(window.lockRetry() && window.lockRetry()->isActive());
+    QCOMPARE(std::chrono::milliseconds(window.lockRetry()->interval()), SchedulerEngine::interval);
+    QVERIFY(!window.takeOverSchedules());
+
+    // A job added in the window is run by the service, which the window then sees.
+    ScheduledJob job;
+    job.id = QUuid::createUuid();
+    job.name = u"From the window"_s;
+    job.targets = {{RestartTargetKind::accessPoint, u"78:45:58:a1:10:20"_s, u"Lobby"_s}};
+    job.rule = RecurrenceRule::once(QDateTime::currentDateTimeUtc().addSecs(1));
+    window.appState().addJob(job);
+    QVERIFY(QTest::qWaitFor(
+        [&] {
+            output += service.readAllStandardOutput();
+            return output.contains("<6>Restarted Lobby\n");
+        },
+        60'000));
+    QVERIFY(output.contains("<6>Running scheduled job 'From the window' (1 device(s))"));
+    QTRY_VERIFY_WITH_TIMEOUT(window.appState().jobs().first().lastRunAt.has_value(), 10'000);
+
+    // Once the service stops, the window takes the schedules over at its next look.
+    ::kill(static_cast<pid_t>(service.processId()), SIGTERM);
+    QVERIFY(QTest::qWaitFor([&service] { return service.state() == QProcess::NotRunning; }, 30'000));
+    QCOMPARE(service.exitCode(), 0);
+    QVERIFY(window.takeOverSchedules());
+    QVERIFY(window.scheduler().isStarted());
+    QVERIFY(!window.appState().schedulesRunElsewhere());
 }
 
 QTEST_MAIN(TestLanternfoldApp)

@@ -89,6 +89,7 @@ private Q_SLOTS:
     void accessibleNamesAreTheLabels();
     void oneSiteShowsNoSiteChoice();
     void severalSitesAreChosenFromTheList();
+    void saysWhenTheBackgroundServiceRunsTheSchedules();
 
 private:
     SettingsView &makeView();
@@ -528,6 +529,21 @@ void TestSettingsView::severalSitesAreChosenFromTheList()
     QCOMPARE(savedConfig()->site, QString::fromLatin1(Sim::demoWarehouseSite));
     QCOMPARE(picker->currentText(), u"Warehouse"_s);
     QVERIFY(!devices.isEmpty());
+}
+
+void TestSettingsView::saysWhenTheBackgroundServiceRunsTheSchedules()
+{
+    SettingsView &view = makeView();
+    QVERIFY(view.serviceNote() != nullptr);
+    QVERIFY(!view.serviceNote()->isVisible());
+    state->setSchedulesRunElsewhere(true);
+    QVERIFY(view.serviceNote()->isVisible());
+    QCOMPARE(view.serviceNote()->text(), u"Schedules are run by the background service."_s);
+    // In the Background Scheduling section, under its caption.
+    QVERIFY(view.serviceNote()->y() > launchSwitch()->y());
+    QVERIFY(view.serviceNote()->y() < withText<QLabel>(view, u"Activity Log"_s)->y());
+    state->setSchedulesRunElsewhere(false);
+    QVERIFY(!view.serviceNote()->isVisible());
 }
 
 QTEST_MAIN(TestSettingsView)

@@ -5,6 +5,7 @@
 #include "Platform/FileLock.h"
 #include "Schedules/ScheduleStore.h"
 #include "State/AppState.h"
+#include "State/JobList.h"
 #include "State/RunNotifier.h"
 #include "State/SchedulerEngine.h"
 #include "Views/AppIcons.h"
@@ -12,7 +13,6 @@
 #include "Views/ContentView.h"
 
 #include <QApplication>
-#include <QDir>
 #include <QEvent>
 #include <QTimer>
 
@@ -32,11 +32,20 @@ LanternfoldApp::LanternfoldApp(ScheduleStore &store, CertTrustService &pins, con
     // The one question about a controller's key, for every connection the program makes.
     m_firstUse->setApprover(m_question.get());
     new RunNotifier(*m_appState, *m_scheduler, platform.notifications);
-    m_schedulerLock = std::make_unique<FileLock>(schedulerLockPath(store));
-    if (m_schedulerLock->tryLock())
-        m_scheduler->start();
-    else
+    // The window and the background service share the jobs file: each sees what the other writes.
+    m_appState->jobList().followFile();
+    m_schedulerLock = std::make_unique<FileLock>(store.schedulerLockPath());
+    if (!takeOverSchedules()) {
         qWarning("Another Lanternfold process of this user runs the schedules; this one leaves them to it.");
+        // Taken over as soon as that process stops: tried again at every look the scheduler would take.
+        m_lockRetry = new QTimer(this);
+        m_lockRetry->setInterval(SchedulerEngine::interval);
+        connect(m_lockRetry, &QTimer::timeout, this, [this] {
+            if (takeOverSchedules())
+                m_lockRetry->stop();
+        });
+        m_lockRetry->start();
+    }
     AppDelegate::Actions actions;
     actions.openMainWindow = [this] { openMainWindow(); };
     actions.quit = [] { QCoreApplication::quit(); };
@@ -53,9 +62,15 @@ LanternfoldApp::~LanternfoldApp()
     m_firstUse.reset();
 }
 
-QString LanternfoldApp::schedulerLockPath(const ScheduleStore &store)
+bool LanternfoldApp::takeOverSchedules()
 {
-    return QDir(store.folder()).filePath(u"scheduler.lock"_s);
+    const bool taken = m_schedulerLock->tryLock();
+    m_appState->setSchedulesRunElsewhere(!taken);
+    if (!taken)
+        return false;
+    m_schedulerLock->setHolderNote("lanternfold (pid " + QByteArray::number(QCoreApplication::applicationPid()) + ")");
+    m_scheduler->start();
+    return true;
 }
 
 void LanternfoldApp::start()

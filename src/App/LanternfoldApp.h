@@ -6,6 +6,8 @@
 #include <chrono>
 #include <memory>
 
+class QTimer;
+
 namespace lanternfold {
 
 class AppDelegate;
@@ -50,13 +52,17 @@ public:
 
     [[nodiscard]] AppState &appState() const { return *m_appState; }
     [[nodiscard]] SchedulerEngine &scheduler() const { return *m_scheduler; }
-    /// The file whose lock the process that runs the schedules holds, beside the jobs file.
-    static QString schedulerLockPath(const ScheduleStore &store);
     [[nodiscard]] ContentView &window() const { return *m_window; }
     [[nodiscard]] AppDelegate &delegate() const { return *m_delegate; }
 
     /// The icons wait for the window's first paint, or this long if that never comes.
     static constexpr std::chrono::milliseconds iconDelayLimit{500};
+
+    /// Takes the scheduler lock and starts the schedules; false while another process holds it.
+    /// Tried at start and then at the scheduler's interval (lockRetry) until it succeeds.
+    bool takeOverSchedules();
+    /// Running while another process holds the scheduler lock; none before that ever happened.
+    [[nodiscard]] QTimer *lockRetry() const { return m_lockRetry; }
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
@@ -73,6 +79,8 @@ private:
     /// At most one process of the user runs the schedules, whatever became of the single-instance
     /// socket; the background service takes the same lock.
     std::unique_ptr<FileLock> m_schedulerLock;
+    /// While another process holds the lock: tries again at the scheduler's interval.
+    QTimer *m_lockRetry = nullptr;
     bool m_iconsSet = false;
 };
 

@@ -36,6 +36,11 @@ QString ScheduleStore::folder() const
     return QFileInfo(m_filePath).path();
 }
 
+QString ScheduleStore::schedulerLockPath() const
+{
+    return QDir(folder()).filePath(u"scheduler.lock"_s);
+}
+
 ScheduleStore &ScheduleStore::shared()
 {
     static ScheduleStore store([] {
@@ -146,6 +151,17 @@ QList<ScheduledJob> ScheduleStore::load()
         }
     }
     return loaded;
+}
+
+std::optional<QList<ScheduledJob>> ScheduleStore::reread() const
+{
+    const auto bytes = readRegularFile(m_filePath, maxFileSize);
+    if (!bytes)
+        return std::nullopt;
+    auto jobs = decode(*bytes);
+    if (!jobs.ok())
+        return std::nullopt;
+    return std::move(jobs).value();
 }
 
 namespace {

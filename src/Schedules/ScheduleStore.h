@@ -32,9 +32,16 @@ public:
 
     /// The folder of the jobs file, where the program keeps its other files of the same kind.
     [[nodiscard]] QString folder() const;
+    /// The jobs file itself.
+    [[nodiscard]] const QString &filePath() const { return m_filePath; }
+    /// The lock that whoever runs these jobs by their schedules holds, so that one process does.
+    [[nodiscard]] QString schedulerLockPath() const;
 
     QList<ScheduledJob> load();
     void save(const QList<ScheduledJob> &jobs);
+    /// The jobs as the file holds them now, when it is there and reads whole; nothing otherwise
+    /// (another process writing it, a file gone or broken), so that a reader keeps what it has.
+    [[nodiscard]] std::optional<QList<ScheduledJob>> reread() const;
 
     /// The file format on its own: a JSON array of jobs, indented, keys sorted.
     static Decoded<QList<ScheduledJob>> decode(const QByteArray &bytes);

@@ -11,6 +11,7 @@
 
 #include <QJsonDocument>
 #include <QSettings>
+#include <QTimer>
 
 #include <utility>
 
@@ -151,6 +152,14 @@ void AppState::setSites(QList<ControllerSite> sites)
     Q_EMIT sitesChanged();
 }
 
+void AppState::setSchedulesRunElsewhere(bool elsewhere)
+{
+    if (m_schedulesRunElsewhere == elsewhere)
+        return;
+    m_schedulesRunElsewhere = elsewhere;
+    Q_EMIT schedulesRunElsewhereChanged();
+}
+
 QString AppState::site() const
 {
     return m_config ? m_config->site : defaultSiteName.toString();
@@ -162,7 +171,7 @@ void AppState::setLastError(std::optional<QString> error)
     Q_EMIT lastErrorChanged();
 }
 
-void AppState::log(const QString &message)
+void AppState::log(const QString &message, LogLevel level)
 {
     const QString stamp =
         formatDateTime(m_clock.now(), m_clock.calendar(), FormatStyle::shortStyle, FormatStyle::mediumStyle);
@@ -170,6 +179,7 @@ void AppState::log(const QString &message)
     if (m_activityLog.size() > activityLogLimit)
         m_activityLog.resize(activityLogLimit);
     Q_EMIT activityLogChanged();
+    Q_EMIT logged(level, message);
 }
 
 // The saved configuration.
@@ -215,7 +225,7 @@ ControllerSession *AppState::openSession(const ControllerConfig &config)
                      });
     QObject::connect(session, &ControllerSession::renewalFailed, this, [this, session](const UnifiAPIError &error) {
         setLastError(error.description());
-        log(u"Connect failed: "_s + error.description());
+        log(u"Connect failed: "_s + error.description(), LogLevel::error);
         if (ControllerSession::refusesThePassword(error)) {
             markPasswordRefused(session->config());
             endSession(session);
@@ -268,7 +278,7 @@ void AppState::markPasswordRefused(const ControllerConfig &config)
     settings.setValue(passwordRefusedKey, keyringAccount(config));
     settings.sync();
     qCWarning(lcState) << "the controller refused the saved password: no automatic login until the person connects";
-    log(passwordRefusedLine);
+    log(passwordRefusedLine, LogLevel::error);
     Q_EMIT savedPasswordRefused();
 }
 
@@ -328,7 +338,7 @@ QCoro::Task<Done> AppState::performConnect(ControllerConfig config, QString pass
         // A connect that a disconnect called off ends quietly: there is nothing to report.
         if (!login.ok() && !attempt->cancelled && session && !session->isClosed()) {
             setLastError(login.error().description());
-            log(u"Connect failed: "_s + login.error().description());
+            log(u"Connect failed: "_s + login.error().description(), LogLevel::error);
             if (unattended) {
                 const UnifiAPIError::Case kind = login.error().kind();
                 m_reconnectNeedsCertificate = kind == UnifiAPIError::Case::certificateRejected ||
@@ -395,7 +405,7 @@ QCoro::Task<ControllerConfig> AppState::learnSites(QPointer<ControllerSession> s
         // The devices may still be there: the connect goes on with the site it was given, and the
         // device fetch says what is wrong with it, if anything.
         qCWarning(lcState) << "the controller did not list its sites:" << sites.error().description();
-        log(u"Could not read the controller's sites: "_s + sites.error().description());
+        log(u"Could not read the controller's sites: "_s + sites.error().description(), LogLevel::warning);
         setSites({});
         co_return config;
     }
@@ -469,6 +479,28 @@ QCoro::Task<Done> AppState::disconnect()
     co_return Done{};
 }
 
+QCoro::Task<Done> AppState::prepareToQuit()
+{
+    const std::shared_ptr<Latch> gone = m_gone;
+    m_quitting = true;
+    const QPointer<ControllerSession> session = m_session;
+    if (!session)
+        co_return Done{};
+    QTimer patience;
+    patience.setSingleShot(true);
+    patience.start(m_requestDeadline.value_or(UnifiAPIClient::defaultRequestDeadline) + ControllerSession::retireGrace);
+    while (!gone->isSet() && session && session->commandsInFlight() > 0 && patience.isActive()) {
+        const std::shared_ptr<Latch> settled = session->commandsSettled();
+        Wakeup wakeup;
+        if (settled)
+            wakeup.watch(*settled);
+        wakeup.watch(*gone);
+        wakeup.watch(&patience, &QTimer::timeout);
+        co_await wakeup.wait();
+    }
+    co_return Done{};
+}
+
 // Devices.
 
 QCoro::Task<Done> AppState::refreshDevices()
@@ -495,7 +527,7 @@ QCoro::Task<Done> AppState::refreshDevices()
             setAccessPoints(std::move(devices).value());
         } else {
             setLastError(devices.error().description());
-            log(u"Device refresh failed: "_s + devices.error().description());
+            log(u"Device refresh failed: "_s + devices.error().description(), LogLevel::warning);
         }
     }
     auto protect = co_await std::move(cameras);
@@ -505,7 +537,7 @@ QCoro::Task<Done> AppState::refreshDevices()
         setCameras(std::move(protect).value());
     } else {
         setLastError(protect.error().description());
-        log(u"Device refresh failed: "_s + protect.error().description());
+        log(u"Device refresh failed: "_s + protect.error().description(), LogLevel::warning);
     }
     co_return Done{};
 }
@@ -537,13 +569,21 @@ QCoro::Task<Result<Done, UnifiAPIError>> AppState::restartOn(QPointer<Controller
     if (!session)
         co_return UnifiAPIError::notLoggedIn();
     const std::shared_ptr<Latch> gone = m_gone;
+    if (m_quitting) {
+        // Neither sent nor failed: whoever asked learns nothing more before the state is gone, so a
+        // scheduled run records nothing and resumes with this device at the next start.
+        Wakeup end;
+        end.watch(*gone);
+        co_await end.wait();
+        co_return UnifiAPIError::closed();
+    }
     const Result<Done, UnifiAPIError> result = co_await session->restart(target, std::move(budget), std::move(site));
     if (gone->isSet())
         co_return result;
     if (result.ok())
         log(u"Restarted "_s + target.displayName);
     else
-        log(u"Restart failed for "_s + target.displayName + u": "_s + result.error().description());
+        log(u"Restart failed for "_s + target.displayName + u": "_s + result.error().description(), LogLevel::error);
     co_return result;
 }
 

@@ -19,6 +19,7 @@
 #include <QCoroTask>
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -55,6 +56,7 @@ class AppState final : public QObject
     Q_PROPERTY(QList<lanternfold::ScheduledJob> jobs READ jobs NOTIFY jobsChanged)
     Q_PROPERTY(std::optional<QString> lastError READ lastError NOTIFY lastErrorChanged)
     Q_PROPERTY(QStringList activityLog READ activityLog NOTIFY activityLogChanged)
+    Q_PROPERTY(bool schedulesRunElsewhere READ schedulesRunElsewhere NOTIFY schedulesRunElsewhereChanged)
 
 public:
     static const QString configDefaultsKey;
@@ -99,6 +101,9 @@ public:
     void setDevicesTabWaits(bool waits);
     /// The last automatic reconnect stopped at a key that nobody has confirmed (new or changed).
     [[nodiscard]] bool reconnectNeedsCertificate() const { return m_reconnectNeedsCertificate; }
+    /// Another process (the background service) runs the schedules; this one leaves them to it.
+    [[nodiscard]] bool schedulesRunElsewhere() const { return m_schedulesRunElsewhere; }
+    void setSchedulesRunElsewhere(bool elsewhere);
     /// The jobs themselves, for the scheduler that records their runs.
     [[nodiscard]] JobList &jobList() const { return *m_jobList; }
 
@@ -118,11 +123,21 @@ public:
     /// controller refused is not tried again until the person connects by hand.
     QCoro::Task<bool> reconnectIfPossible();
     QCoro::Task<Done> disconnect();
+    /// Before the state is destroyed on purpose (a service told to stop): restart commands already
+    /// sent get their answers (up to a request's deadline and a grace), and from now on no command
+    /// is sent; an operation that would send one waits for the state's end instead. A scheduled run
+    /// under way thus stops exactly where it was, its progress kept in the jobs file, as when the
+    /// program quits, and is resumed with the rest at the next start.
+    QCoro::Task<Done> prepareToQuit();
     QCoro::Task<Done> refreshDevices();
     /// Shows the site of that short id from now on: saved in the configuration, then the devices
     /// are fetched again. Nothing when it is the site shown already.
     QCoro::Task<Done> chooseSite(QString name);
-    void log(const QString &message);
+    /// How much an activity line matters to someone reading a service's journal.
+    enum class LogLevel : std::uint8_t { info, warning, error };
+    Q_ENUM(LogLevel)
+    /// Adds a line to the activity log (newest first, at most activityLogLimit).
+    void log(const QString &message, LogLevel level = LogLevel::info);
 
     // Restarts.
     QCoro::Task<Result<Done, UnifiAPIError>> restart(RestartTarget target);
@@ -192,6 +207,9 @@ Q_SIGNALS:
     void jobsChanged();
     void lastErrorChanged();
     void activityLogChanged();
+    void schedulesRunElsewhereChanged();
+    /// One line just added to the activity log, without its time stamp.
+    void logged(lanternfold::AppState::LogLevel level, const QString &message);
     /// The controller refused the saved password of an automatic login; said once per refusal.
     void savedPasswordRefused();
 
@@ -250,8 +268,11 @@ private:
     std::optional<std::chrono::milliseconds> m_transferTimeout;
     std::optional<std::chrono::milliseconds> m_requestDeadline;
     bool m_reconnectNeedsCertificate = false;
+    bool m_schedulesRunElsewhere = false;
     /// Set by the destructor; every suspended operation checks it before touching the state.
     std::shared_ptr<Latch> m_gone;
+    /// Set by prepareToQuit: no restart command leaves any more.
+    bool m_quitting = false;
 };
 
 } // namespace lanternfold

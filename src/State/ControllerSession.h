@@ -80,6 +80,14 @@ public:
     /// Ends every wait at once with the error of a closed client; nothing more is sent.
     void close();
 
+    /// Restart commands sent and not answered yet, and a latch set when they all are (none while
+    /// none is in flight).
+    [[nodiscard]] int commandsInFlight() const { return m_commandsInFlight; }
+    [[nodiscard]] std::shared_ptr<Latch> commandsSettled() const
+    {
+        return m_commandsInFlight > 0 ? m_settled : nullptr;
+    }
+
     /// Set once the session is ending (retired or closed): batches stop at their next pause.
     [[nodiscard]] const std::shared_ptr<Latch> &ending() const { return m_ending; }
     [[nodiscard]] bool isEnding() const;

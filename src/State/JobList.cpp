@@ -4,6 +4,9 @@
 #include "Schedules/ScheduleStore.h"
 #include "State/StateLog.h"
 
+#include <QFileSystemWatcher>
+#include <QTimer>
+
 #include <algorithm>
 
 namespace lanternfold {
@@ -23,6 +26,40 @@ qsizetype JobList::indexOf(const QUuid &id) const
     const auto it =
         std::find_if(m_jobs.cbegin(), m_jobs.cend(), [&id](const ScheduledJob &existing) { return existing.id == id; });
     return it == m_jobs.cend() ? -1 : std::distance(m_jobs.cbegin(), it);
+}
+
+void JobList::followFile()
+{
+    if (m_watcher)
+        return;
+    m_watcher = new QFileSystemWatcher(this);
+    // The folder too: a save replaces the file by renaming a new one over it, which ends a watch
+    // on the old file.
+    m_watcher->addPath(m_store.folder());
+    m_watcher->addPath(m_store.filePath());
+    m_settle = new QTimer(this);
+    m_settle->setSingleShot(true);
+    // A writer's rename and the events around it arrive together: one reading for all of them.
+    m_settle->setInterval(200);
+    connect(m_settle, &QTimer::timeout, this, [this] {
+        if (!m_watcher->files().contains(m_store.filePath()))
+            m_watcher->addPath(m_store.filePath());
+        adoptFileChanges();
+    });
+    connect(m_watcher, &QFileSystemWatcher::fileChanged, m_settle, qOverload<>(&QTimer::start));
+    connect(m_watcher, &QFileSystemWatcher::directoryChanged, m_settle, qOverload<>(&QTimer::start));
+}
+
+bool JobList::adoptFileChanges()
+{
+    std::optional<QList<ScheduledJob>> onDisk = m_store.reread();
+    // Our own saves read back as what is held: nothing to do.
+    if (!onDisk || *onDisk == m_jobs)
+        return false;
+    qCDebug(lcState) << "jobs file changed by another process:" << onDisk->size() << "job(s)";
+    m_jobs = std::move(*onDisk);
+    Q_EMIT jobsChanged();
+    return true;
 }
 
 void JobList::replace(QList<ScheduledJob> jobs)

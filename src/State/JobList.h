@@ -6,6 +6,9 @@
 #include <QList>
 #include <QObject>
 
+class QFileSystemWatcher;
+class QTimer;
+
 #include <chrono>
 #include <functional>
 #include <optional>
@@ -54,6 +57,13 @@ public:
     /// How far ahead of now a rule's next run can lie; none for a one-off date, which may be anywhere.
     static std::optional<std::chrono::seconds> furthestNextRun(const RecurrenceRule &rule);
 
+    /// From now on, a change another process makes to the jobs file (the background service and
+    /// the window share it) is read back within a moment and replaces the jobs held here. A file
+    /// that does not read whole is not taken: the jobs held stay.
+    void followFile();
+    /// Reads the file back now, as followFile does when it changes; true when the jobs changed.
+    bool adoptFileChanges();
+
 Q_SIGNALS:
     void jobsChanged();
 
@@ -67,6 +77,8 @@ private:
     ScheduleStore &m_store;
     StateClock m_clock;
     QList<ScheduledJob> m_jobs;
+    QFileSystemWatcher *m_watcher = nullptr;
+    QTimer *m_settle = nullptr;
 };
 
 } // namespace lanternfold

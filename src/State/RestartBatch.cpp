@@ -52,7 +52,7 @@ QCoro::Task<AppState::BatchOutcome> AppState::restartBatch(QList<RestartTarget> 
         for (qsizetype rest = from; rest < targets.size(); ++rest) {
             const RestartTarget &target = targets.at(rest);
             outcome.failed.append(target);
-            log(u"Restart failed for "_s + target.displayName + u": "_s + why.description());
+            log(u"Restart failed for "_s + target.displayName + u": "_s + why.description(), LogLevel::error);
         }
     };
     for (qsizetype index = 0; index < targets.size(); ++index) {
@@ -78,6 +78,13 @@ QCoro::Task<AppState::BatchOutcome> AppState::restartBatch(QList<RestartTarget> 
                 co_return outcome;
             if (reading.ok())
                 before = reading.value();
+        }
+        if (m_quitting) {
+            // The state is about to go: this target is neither sent nor recorded as sent.
+            Wakeup end;
+            end.watch(*gone);
+            co_await end.wait();
+            co_return outcome;
         }
         if (options.sending)
             options.sending(target);
@@ -127,7 +134,7 @@ QCoro::Task<AppState::BatchOutcome> AppState::restartBatch(QList<RestartTarget> 
             continue;
         }
         outcome.notBack.append(target);
-        log(target.displayName + u" not back after "_s + durationText(limit));
+        log(target.displayName + u" not back after "_s + durationText(limit), LogLevel::warning);
         if (wait->whenNotBack == ScheduledJob::WaitForOnline::WhenNotBack::stopTheJob) {
             // Coverage is already missing here: the next device is not taken down too.
             outcome.notRestarted = targets.mid(index + 1);

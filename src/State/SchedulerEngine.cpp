@@ -22,6 +22,12 @@ bool SchedulerEngine::isStarted() const
     return m_timer && m_timer->isActive();
 }
 
+void SchedulerEngine::stop()
+{
+    delete m_timer;
+    m_timer = nullptr;
+}
+
 void SchedulerEngine::start()
 {
     delete m_timer;
@@ -97,7 +103,8 @@ QCoro::Task<void> SchedulerEngine::run(QPointer<SchedulerEngine> self, Scheduled
                               ? u"Scheduled job '"_s + job.name +
                                     u"' skipped \u2014 confirm the controller's certificate in Lanternfold first."_s
                               : u"Scheduled job '"_s + job.name +
-                                    u"' skipped \u2014 not logged in and auto-reconnect failed."_s);
+                                    u"' skipped \u2014 not logged in and auto-reconnect failed."_s,
+                          AppState::LogLevel::warning);
             Q_EMIT self->jobSkipped(job, certificate ? SkipReason::certificateUnconfirmed : SkipReason::notConnected);
             self->markRan(job, false);
             co_return;
@@ -110,7 +117,7 @@ QCoro::Task<void> SchedulerEngine::run(QPointer<SchedulerEngine> self, Scheduled
     if (const auto &interrupted = job.runInProgress) {
         const std::optional<QDateTime> following = nextRun(job.rule, interrupted->occurrence, appState->calendar());
         if (following && *following <= appState->now()) {
-            appState->log(u"Interrupted run of '"_s + job.name + u"' closed as missed."_s);
+            appState->log(u"Interrupted run of '"_s + job.name + u"' closed as missed."_s, AppState::LogLevel::warning);
             appState->jobList().closeInterruptedRun(job.id);
         } else {
             occurrence = interrupted->occurrence;
@@ -139,8 +146,11 @@ QCoro::Task<void> SchedulerEngine::run(QPointer<SchedulerEngine> self, Scheduled
     if (!self || !appState)
         co_return;
     // A run that waited took minutes: its end is worth a line of its own.
-    if (outcome.waitMinutes)
-        appState->log(u"Scheduled job '"_s + job.name + u"': "_s + outcome.summary());
+    if (outcome.waitMinutes) {
+        const bool whole = outcome.failed.isEmpty() && outcome.notBack.isEmpty() && outcome.notRestarted.isEmpty();
+        appState->log(u"Scheduled job '"_s + job.name + u"': "_s + outcome.summary(),
+                      whole ? AppState::LogLevel::info : AppState::LogLevel::warning);
+    }
     qCDebug(lcScheduler) << "job" << job.id.toString(QUuid::WithoutBraces) << "ran:" << outcome.succeeded.size()
                          << "restarted," << outcome.failed.size() << "failed";
     Q_EMIT self->jobRan(job, outcome);

@@ -49,6 +49,8 @@ public:
 
     /// Starts (or restarts) the timer, and looks for a due job at once.
     void start();
+    /// No more looks for due jobs; a run under way goes on.
+    void stop();
     /// One look for a due job at the state's current time. The timer calls it; tests call it with
     /// the state's clock set to fixed instants.
     void tick();

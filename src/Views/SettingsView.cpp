@@ -89,6 +89,10 @@ SettingsView::SettingsView(AppState &state, CertTrustService &trust, LoginItemSe
                                      u"restarts keep happening after a reboot."_s,
                                      this));
     column->addWidget(m_secondaryLabels.last());
+    // While the background service holds the schedules, this program only edits them.
+    m_serviceNote = caption(u"Schedules are run by the background service."_s, this);
+    m_serviceNote->setVisible(m_state.schedulesRunElsewhere());
+    column->addWidget(m_serviceNote);
     m_loginItemErrorLabel = caption({}, this);
     m_loginItemErrorLabel->setTextFormat(Qt::PlainText);
     m_loginItemErrorLabel->setVisible(false);
@@ -113,6 +117,8 @@ SettingsView::SettingsView(AppState &state, CertTrustService &trust, LoginItemSe
     connect(&m_state, &AppState::configChanged, this, &SettingsView::showController);
     connect(&m_state, &AppState::activityLogChanged, this, &SettingsView::showActivityLog);
     connect(&m_state, &AppState::sitesChanged, this, &SettingsView::showSites);
+    connect(&m_state, &AppState::schedulesRunElsewhereChanged, this,
+            [this] { m_serviceNote->setVisible(m_state.schedulesRunElsewhere()); });
     // Activated, not currentIndexChanged: only the person's choice changes the site, never the
     // list being filled in again.
     connect(m_sitePicker, &QComboBox::activated, this, [this](int index) {

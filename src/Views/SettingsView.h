@@ -37,6 +37,8 @@ public:
     [[nodiscard]] bool launchAtLogin() const { return m_launchAtLogin; }
     /// What the last failed change of the login registration said; absent after a success.
     [[nodiscard]] const std::optional<QString> &loginItemError() const { return m_loginItemError; }
+    /// "Schedules are run by the background service.", shown while it does.
+    [[nodiscard]] QLabel *serviceNote() const { return m_serviceNote; }
 
 protected:
     void changeEvent(QEvent *event) override;
@@ -72,6 +74,7 @@ private:
     QPushButton *m_forgetButton = nullptr;
     QCheckBox *m_launchSwitch = nullptr;
     QLabel *m_loginItemErrorLabel = nullptr;
+    QLabel *m_serviceNote = nullptr;
     QStackedWidget *m_log = nullptr;
     QLabel *m_noActivity = nullptr;
     ActivityLogList *m_logList = nullptr;
