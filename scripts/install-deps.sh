@@ -26,6 +26,9 @@ packages=(
   # scripts/package-test.sh: cpack's dependency list (dpkg-shlibdeps, which reads binaries with
   # file), and the AppStream validator for the metainfo
   dpkg-dev file appstream
+  # lanternfoldctl's man page is made from its --help at build time; the user unit is checked with
+  # systemd-analyze verify, the bash completion is tried in bash
+  help2man systemd bash-completion
 )
 
 missing=()

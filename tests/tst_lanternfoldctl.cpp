@@ -49,6 +49,7 @@ private Q_SLOTS:
     void trustWithoutATerminal();
     void trustOnAPseudoTerminal_data();
     void trustOnAPseudoTerminal();
+    void connectReadsThePasswordOnATerminalWithoutEcho();
     void connectReadsThePasswordFromStandardInput();
     void passwordSources();
     void devicesAsTextAndJson();
@@ -62,6 +63,14 @@ private Q_SLOTS:
     void statusSaysWhoRunsTheSchedules();
 
 private:
+    struct Terminal
+    {
+        int code = -1;
+        QByteArray screen;
+    };
+    /// Runs lanternfoldctl on a pseudo-terminal of its own (its controlling terminal), types
+    /// answer once prompt is on the screen, and reads the screen to the end.
+    Terminal onTerminal(const QStringList &arguments, const QByteArray &prompt, const QByteArray &answer) const;
     [[nodiscard]] QProcessEnvironment environment() const;
     /// Runs lanternfoldctl with arguments to its end, the simulator answering meanwhile.
     Ran ctl(const QStringList &arguments, const QByteArray &input = {},
@@ -137,6 +146,57 @@ Ran TestLanternfoldCtl::ctl(const QStringList &arguments, const QByteArray &inpu
         process.kill();
     return Ran{process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
                QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError())};
+}
+
+TestLanternfoldCtl::Terminal TestLanternfoldCtl::onTerminal(const QStringList &arguments, const QByteArray &prompt,
+                                                            const QByteArray &answer) const
+{
+    Terminal result;
+    const int master = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (master < 0 || ::grantpt(master) != 0 || ::unlockpt(master) != 0)
+        return result;
+    const QByteArray slavePath = ::ptsname(master);
+    QProcess process;
+    process.setProcessEnvironment(environment());
+    // The child's standard streams are the terminal's, and the terminal is its controlling one.
+    process.setChildProcessModifier([slavePath] {
+        ::setsid();
+        const int slave = ::open(slavePath.constData(), O_RDWR);
+        ::ioctl(slave, TIOCSCTTY, 0);
+        ::dup2(slave, 0);
+        ::dup2(slave, 1);
+        ::dup2(slave, 2);
+    });
+    process.start(QStringLiteral(LANTERNFOLD_CTL_EXECUTABLE), arguments);
+    if (!process.waitForStarted(30'000)) {
+        ::close(master);
+        return result;
+    }
+    ::fcntl(master, F_SETFL, ::fcntl(master, F_GETFL) | O_NONBLOCK);
+    const auto readScreen = [&] {
+        char buffer[4096];
+        ssize_t size = 0;
+        while ((size = ::read(master, buffer, sizeof buffer)) > 0)
+            result.screen.append(buffer, size);
+    };
+    const bool asked = QTest::qWaitFor(
+        [&] {
+            readScreen();
+            return result.screen.contains(prompt) || process.state() == QProcess::NotRunning;
+        },
+        30'000);
+    if (asked && process.state() != QProcess::NotRunning)
+        (void)::write(master, answer.constData(), static_cast<size_t>(answer.size()));
+    (void)QTest::qWaitFor(
+        [&] {
+            readScreen();
+            return process.state() == QProcess::NotRunning;
+        },
+        30'000);
+    readScreen();
+    ::close(master);
+    result.code = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    return result;
 }
 
 void TestLanternfoldCtl::connectTo(const Sim &sim)
@@ -293,52 +353,31 @@ void TestLanternfoldCtl::trustOnAPseudoTerminal()
     QFETCH(QByteArray, answer);
     QFETCH(int, code);
     Sim &sim = startSim();
-    const int master = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-    QVERIFY(master >= 0);
-    QVERIFY(::grantpt(master) == 0 && ::unlockpt(master) == 0);
-    const QByteArray slavePath = ::ptsname(master);
-    QProcess process;
-    process.setProcessEnvironment(environment());
-    // The child's standard streams are the terminal's, and the terminal is its controlling one.
-    process.setChildProcessModifier([slavePath] {
-        ::setsid();
-        const int slave = ::open(slavePath.constData(), O_RDWR);
-        ::ioctl(slave, TIOCSCTTY, 0);
-        ::dup2(slave, 0);
-        ::dup2(slave, 1);
-        ::dup2(slave, 2);
-    });
-    process.start(QStringLiteral(LANTERNFOLD_CTL_EXECUTABLE),
-                  {u"trust"_s, u"--host"_s, u"127.0.0.1"_s, u"--port"_s, portOf(sim)});
-    QVERIFY(process.waitForStarted(30'000));
-    ::fcntl(master, F_SETFL, ::fcntl(master, F_GETFL) | O_NONBLOCK);
-    QByteArray screen;
-    const auto readScreen = [&] {
-        char buffer[4096];
-        ssize_t size = 0;
-        while ((size = ::read(master, buffer, sizeof buffer)) > 0)
-            screen.append(buffer, size);
-    };
-    QVERIFY(QTest::qWaitFor(
-        [&] {
-            readScreen();
-            return screen.contains("Trust this key? [y/N] ");
-        },
-        30'000));
-    // The fingerprint in the grouped form of the certificate question.
-    QVERIFY2(screen.contains((sim.fingerprint().left(4) + u' ' + sim.fingerprint().mid(4, 4)).toLatin1()),
-             screen.constData());
-    QCOMPARE(::write(master, answer.constData(), static_cast<size_t>(answer.size())), answer.size());
-    QVERIFY(QTest::qWaitFor(
-        [&] {
-            readScreen();
-            return process.state() == QProcess::NotRunning;
-        },
-        30'000));
-    ::close(master);
-    QCOMPARE(process.exitCode(), code);
+    const Terminal ran = onTerminal({u"trust"_s, u"--host"_s, u"127.0.0.1"_s, u"--port"_s, portOf(sim)},
+                                    "Trust this key? [y/N] ", answer);
+    QCOMPARE(ran.code, code);
+    // The fingerprint in the grouped form of the certificate question, before the question.
+    const QByteArray grouped = (sim.fingerprint().left(4) + u' ' + sim.fingerprint().mid(4, 4)).toLatin1();
+    QVERIFY2(ran.screen.indexOf(grouped) >= 0 && ran.screen.indexOf(grouped) < ran.screen.indexOf("Trust this key?"),
+             ran.screen.constData());
     // Trusted or not, as answered: asked again without a terminal, a trusted key needs no question.
     QCOMPARE(ctl({u"trust"_s, u"--host"_s, u"127.0.0.1"_s, u"--port"_s, portOf(sim)}).code, code);
+}
+
+void TestLanternfoldCtl::connectReadsThePasswordOnATerminalWithoutEcho()
+{
+    Sim &sim = startSim();
+    QCOMPARE(
+        ctl({u"trust"_s, u"--host"_s, u"127.0.0.1"_s, u"--port"_s, portOf(sim), u"--fingerprint"_s, sim.fingerprint()})
+            .code,
+        0);
+    const Terminal ran =
+        onTerminal({u"connect"_s, u"--host"_s, u"127.0.0.1"_s, u"--port"_s, portOf(sim), u"--user"_s, sim.username()},
+                   "Password for demo: ", sim.password().toUtf8() + '\n');
+    QCOMPARE(ran.code, 0);
+    QVERIFY2(ran.screen.contains("Connected to 127.0.0.1 as demo"), ran.screen.constData());
+    // Typed after the prompt, never shown.
+    QVERIFY2(!ran.screen.contains(sim.password().toUtf8()), ran.screen.constData());
 }
 
 void TestLanternfoldCtl::connectReadsThePasswordFromStandardInput()

@@ -47,14 +47,16 @@ std::optional<QString> readSecretLine(const QString &text)
     termios saved = {};
     const bool terminal = inputIsTerminal() && ::tcgetattr(STDIN_FILENO, &saved) == 0;
     if (terminal) {
+        // TCSANOW, not TCSAFLUSH: what was typed (or pasted) before the prompt appeared is part of
+        // the answer, not to be thrown away.
         termios quiet = saved;
         quiet.c_lflag &= ~tcflag_t(ECHO);
         quiet.c_lflag |= tcflag_t(ECHONL);
-        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
+        ::tcsetattr(STDIN_FILENO, TCSANOW, &quiet);
     }
     std::optional<QString> line = readStandardInputLine();
     if (terminal)
-        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
+        ::tcsetattr(STDIN_FILENO, TCSANOW, &saved);
     return line;
 }
 
