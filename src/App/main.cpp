@@ -5,52 +5,20 @@
 #include "Platform/AutostartLoginItem.h"
 #include "Platform/DesktopNotifications.h"
 #include "Platform/SecretServiceKeychain.h"
+#include "Platform/TerminationSignals.h"
 #include "Schedules/ScheduleStore.h"
 #include "State/AppState.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QSocketNotifier>
 
-#include <csignal>
 #include <cstdio>
 #include <optional>
-#include <sys/socket.h>
-#include <unistd.h>
 
 using namespace lanternfold;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-int signalPipe[2] = {-1, -1};
-
-void forwardSignal(int /*signal*/)
-{
-    const char byte = 1;
-    (void)::write(signalPipe[1], &byte, 1);
-}
-
-/// SIGTERM and SIGINT end the program the way the tray's Quit does, so that the state closes its
-/// connections and nothing is left half-written. The handler only writes a byte; the event loop
-/// does the rest.
-void quitOnTerminationSignals(QApplication &app)
-{
-    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) != 0)
-        return;
-    auto *notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, &app);
-    QObject::connect(notifier, &QSocketNotifier::activated, &app, [] {
-        char byte = 0;
-        (void)::read(signalPipe[0], &byte, 1);
-        QCoreApplication::quit();
-    });
-    struct sigaction action = {};
-    action.sa_handler = forwardSignal;
-    sigemptyset(&action.sa_mask);
-    action.sa_flags = SA_RESTART;
-    ::sigaction(SIGTERM, &action, nullptr);
-    ::sigaction(SIGINT, &action, nullptr);
-}
 
 /// Answers --version and --help, before QApplication, which needs a display: they work in a terminal
 /// with none. Any other command line is left as it always was (Qt's own options such as -platform go
@@ -111,7 +79,9 @@ int main(int argc, char *argv[])
         break;
     }
 
-    quitOnTerminationSignals(app);
+    // SIGTERM and SIGINT end the program the way the tray's Quit does, so that the state closes its
+    // connections and nothing is left half-written.
+    onTerminationSignals(&app, [] { QCoreApplication::quit(); });
     fonts.wait();
     SecretServiceKeychain keychain;
     DesktopNotifications notifications;

@@ -3,20 +3,17 @@
 #include "Controller/Trust/CertTrustService.h"
 #include "Platform/SecretServiceKeychain.h"
 #include "Platform/ServerPasswords.h"
+#include "Platform/TerminationSignals.h"
 #include "Schedules/ScheduleStore.h"
 #include "State/AppState.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
-#include <QSocketNotifier>
 
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <functional>
 #include <optional>
-#include <sys/socket.h>
-#include <unistd.h>
 
 using namespace lanternfold;
 using namespace Qt::StringLiterals;
@@ -51,33 +48,6 @@ The password is read, in this order, from the desktop's keyring (Secret Service)
 credential ($CREDENTIALS_DIRECTORY/password), or from the file given with --password-file, which
 must belong to the user and be readable by nobody else. It is never taken from the command line
 or the environment.)"_s;
-
-int signalPipe[2] = {-1, -1};
-
-void forwardSignal(int /*signal*/)
-{
-    const char byte = 1;
-    (void)::write(signalPipe[1], &byte, 1);
-}
-
-/// SIGTERM and SIGINT call stop; the handler only writes a byte and the event loop does the rest.
-void onTerminationSignals(QCoreApplication &app, std::function<void()> stop)
-{
-    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) != 0)
-        return;
-    auto *notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, &app);
-    QObject::connect(notifier, &QSocketNotifier::activated, &app, [stop = std::move(stop)] {
-        char byte = 0;
-        (void)::read(signalPipe[0], &byte, 1);
-        stop();
-    });
-    struct sigaction action = {};
-    action.sa_handler = forwardSignal;
-    sigemptyset(&action.sa_mask);
-    action.sa_flags = SA_RESTART;
-    ::sigaction(SIGTERM, &action, nullptr);
-    ::sigaction(SIGINT, &action, nullptr);
-}
 
 /// One subcommand's parser: its description and options, and --help.
 struct Command
@@ -264,7 +234,7 @@ int main(int argc, char *argv[])
         ControlService service(ScheduleStore::shared(), control.state());
         if (!service.start())
             return static_cast<int>(ExitCode::schedulerBusy);
-        onTerminationSignals(app, [&service] {
+        onTerminationSignals(&app, [&service] {
             auto stopThenQuit = [](ControlService *running) -> QCoro::Task<void> {
                 co_await running->stop();
                 QCoreApplication::exit(0);
