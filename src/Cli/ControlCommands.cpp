@@ -111,7 +111,7 @@ QCoro::Task<std::optional<ExitCode>> ControlCommands::ensureConnected()
         printError(u"No controller is configured: run lanternfoldctl connect first."_s);
         co_return ExitCode::notConnected;
     }
-    const ControllerConfig config = *saved;
+    const ControllerConfig &config = *saved;
     if (co_await m_state->reconnectIfPossible())
         co_return std::nullopt;
     if (m_state->reconnectNeedsCertificate()) {
