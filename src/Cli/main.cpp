@@ -32,16 +32,6 @@ const QString overviewText =
     uR"(Restarts the access points and cameras of a UniFi controller from a terminal, a script or a
 service, with the configuration, trusted keys and jobs of the desktop program Lanternfold.
 
-Commands:
-  service                 run the jobs by their schedules until stopped (SIGTERM)
-  connect                 log in once to check, then save the controller's configuration
-  trust                   fetch the controller's key and trust it
-  devices                 list the access points and cameras
-  jobs                    list the jobs
-  status                  say whether the controller answers, the next job, and who runs the schedules
-  restart TARGET...       restart devices by name, MAC or camera id, one after the other
-  run JOB                 run a job now, by name or id
-
 "lanternfoldctl COMMAND --help" describes a command.
 
 The password is read, in this order, from the desktop's keyring (Secret Service), from a systemd
@@ -53,6 +43,8 @@ or the environment.)"_s;
 struct Command
 {
     QString name;
+    /// What it does, in a line of the overview.
+    QString summary;
     QString synopsis;
     QString description;
     QList<QCommandLineOption> options;
@@ -76,6 +68,7 @@ QList<Command> commands()
 {
     return {
         {u"service"_s,
+         u"run the jobs by their schedules until stopped (SIGTERM)"_s,
          u"service [--password-file PATH]"_s,
          u"Runs the jobs by their schedules until SIGTERM. Activity goes to standard output, one line each, with "
          u"the journal's priority prefix (<6>, <4>, <3>). Only one process runs the schedules: a second service, or "
@@ -83,6 +76,7 @@ QList<Command> commands()
          {passwordFileOption()},
          true},
         {u"connect"_s,
+         u"log in once to check, then save the controller's configuration"_s,
          u"connect --host H [--port P] [--kind unifios|classic] --user U [--site S] [--password-stdin]"_s,
          u"Logs in once to check, then saves the configuration (and the password in the keyring, when one answers). "
          u"The password is typed on the terminal without echo, or read from standard input with --password-stdin."_s,
@@ -94,6 +88,7 @@ QList<Command> commands()
           {u"password-stdin"_s, u"Read the password from standard input."_s}},
          false},
         {u"trust"_s,
+         u"fetch the controller's key and trust it"_s,
          u"trust [--host H] [--port P] [--fingerprint HEX] [--forget]"_s,
          u"Fetches the controller's key, prints its fingerprint and asks \"Trust this key? [y/N]\" on the terminal. "
          u"With --fingerprint the key is trusted without a question when it has exactly that fingerprint. A key "
@@ -106,17 +101,20 @@ QList<Command> commands()
           {u"forget"_s, u"Forget the key trusted so far first."_s}},
          false},
         {u"devices"_s,
+         u"list the access points and cameras"_s,
          u"devices [--json] [--password-file PATH]"_s,
          u"Lists the access points of the configured site and the cameras."_s,
          {jsonOption(), passwordFileOption()},
          true},
-        {u"jobs"_s, u"jobs [--json]"_s, u"Lists the jobs."_s, {jsonOption()}, false},
+        {u"jobs"_s, u"list the jobs"_s, u"jobs [--json]"_s, u"Lists the jobs."_s, {jsonOption()}, false},
         {u"status"_s,
+         u"say whether the controller answers, the next job, and who runs the schedules"_s,
          u"status [--json] [--password-file PATH]"_s,
          u"Says whether the controller answers, which job runs next, and whether a process runs the schedules."_s,
          {jsonOption(), passwordFileOption()},
          true},
         {u"restart"_s,
+         u"restart devices by name, MAC or camera id, one after the other"_s,
          u"restart TARGET... [--stagger SECONDS] [--wait [--wait-minutes N]] [--password-file PATH]"_s,
          u"Restarts the devices named, one after the other. A TARGET is a device's name, its MAC, or a camera's "
          u"id; a name that fits several devices is an error that lists them."_s,
@@ -126,6 +124,7 @@ QList<Command> commands()
           passwordFileOption()},
          true},
         {u"run"_s,
+         u"run a job now, by name or id"_s,
          u"run JOB [--password-file PATH]"_s,
          u"Runs a job now, by its name or id, with its own pause, waiting and site."_s,
          {passwordFileOption()},
@@ -168,7 +167,14 @@ int main(int argc, char *argv[])
     const QStringList arguments = QCoreApplication::arguments();
     const QString first = arguments.value(1);
     if (first.isEmpty() || first == u"--help"_s || first == u"-h"_s || first == u"help"_s) {
-        printUsage(u"Usage: lanternfoldctl COMMAND [OPTIONS]\n\n"_s + overviewText + u"\n\n"_s + exitCodesText);
+        // Every command with its options by name: the man page is made from this text.
+        QString list;
+        for (const Command &command : commands())
+            list += u"  "_s + command.synopsis + u"\n      "_s + command.summary + u'\n';
+        const QString overview = overviewText;
+        const qsizetype split = overview.indexOf(u"\"lanternfoldctl COMMAND --help\""_s);
+        printUsage(u"Usage: lanternfoldctl COMMAND [OPTIONS]\n\n"_s + overview.left(split) + u"Commands:\n"_s + list +
+                   u'\n' + overview.mid(split) + u"\n\n"_s + exitCodesText);
         return first.isEmpty() ? static_cast<int>(ExitCode::usage) : 0;
     }
     if (first == u"--version"_s || first == u"-v"_s) {
