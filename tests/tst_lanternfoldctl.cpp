@@ -84,6 +84,11 @@ private:
     void writeJobs(const QList<ScheduledJob> &jobs) const;
     [[nodiscard]] QJsonArray savedJobs() const;
     [[nodiscard]] static QStringList restartedMacs(const Sim &sim);
+    /// Reads process's standard output into output until it holds marker, the simulator answering
+    /// meanwhile; false when the process ended or a minute passed first.
+    static bool readUntil(QProcess &process, QByteArray &output, const QByteArray &marker);
+    /// SIGTERM, as the service manager stops a unit; true once the process has ended.
+    static bool terminate(QProcess &process);
     static QString portOf(const Sim &sim) { return QString::number(sim.port()); }
 
     std::unique_ptr<QTemporaryDir> m_home;
@@ -197,6 +202,23 @@ TestLanternfoldCtl::Terminal TestLanternfoldCtl::onTerminal(const QStringList &a
     ::close(master);
     result.code = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
     return result;
+}
+
+bool TestLanternfoldCtl::readUntil(QProcess &process, QByteArray &output, const QByteArray &marker)
+{
+    return QTest::qWaitFor(
+               [&] {
+                   output += process.readAllStandardOutput();
+                   return output.contains(marker) || process.state() == QProcess::NotRunning;
+               },
+               60'000) &&
+           output.contains(marker);
+}
+
+bool TestLanternfoldCtl::terminate(QProcess &process)
+{
+    ::kill(static_cast<pid_t>(process.processId()), SIGTERM);
+    return QTest::qWaitFor([&process] { return process.state() == QProcess::NotRunning; }, 30'000);
 }
 
 void TestLanternfoldCtl::connectTo(const Sim &sim)
@@ -561,17 +583,11 @@ void TestLanternfoldCtl::serviceRunsADueJobAndStopsOnSigterm()
     writeJobs({dueJob(u"Nightly"_s, {lobby, officeEast}, 0)});
     const auto service = start({u"service"_s, u"--password-file"_s, m_passwordFile});
     QByteArray output;
-    QVERIFY(QTest::qWaitFor(
-        [&] {
-            output += service->readAllStandardOutput();
-            return output.contains("<6>Restarted Office East\n");
-        },
-        60'000));
+    QVERIFY(readUntil(*service, output, "<6>Restarted Office East\n"));
     QVERIFY2(output.startsWith("<6>Running the schedules of "), output.constData());
     QVERIFY(output.contains("<6>Running scheduled job 'Nightly' (2 device(s))\n"));
     QCOMPARE(restartedMacs(sim), (QStringList{lobby.identifier, officeEast.identifier}));
-    ::kill(static_cast<pid_t>(service->processId()), SIGTERM);
-    QVERIFY(QTest::qWaitFor([&] { return service->state() == QProcess::NotRunning; }, 30'000));
+    QVERIFY(terminate(*service));
     QCOMPARE(service->exitStatus(), QProcess::NormalExit);
     QCOMPARE(service->exitCode(), 0);
     output += service->readAllStandardOutput();
@@ -588,12 +604,7 @@ void TestLanternfoldCtl::secondServiceLeavesTheSchedulesToTheFirst()
     connectTo(sim);
     const auto first = start({u"service"_s, u"--password-file"_s, m_passwordFile});
     QByteArray output;
-    QVERIFY(QTest::qWaitFor(
-        [&] {
-            output += first->readAllStandardOutput();
-            return output.contains("<6>Running the schedules");
-        },
-        30'000));
+    QVERIFY(readUntil(*first, output, "<6>Running the schedules"));
     const Ran second = ctl({u"service"_s, u"--password-file"_s, m_passwordFile});
     QCOMPARE(second.code, 5);
     QVERIFY2(second.out.startsWith(
@@ -601,8 +612,7 @@ void TestLanternfoldCtl::secondServiceLeavesTheSchedulesToTheFirst()
              qPrintable(second.out));
     // restart works beside it.
     QCOMPARE(ctl({u"restart"_s, u"Lobby"_s, u"--password-file"_s, m_passwordFile}).code, 0);
-    ::kill(static_cast<pid_t>(first->processId()), SIGTERM);
-    QVERIFY(QTest::qWaitFor([&] { return first->state() == QProcess::NotRunning; }, 30'000));
+    QVERIFY(terminate(*first));
     QCOMPARE(first->exitCode(), 0);
     // Once it stopped, another may take over.
     const auto third = start({u"service"_s, u"--password-file"_s, m_passwordFile});
@@ -614,8 +624,7 @@ void TestLanternfoldCtl::secondServiceLeavesTheSchedulesToTheFirst()
         },
         30'000));
     QCOMPARE(third->state(), QProcess::Running);
-    ::kill(static_cast<pid_t>(third->processId()), SIGTERM);
-    QVERIFY(QTest::qWaitFor([&] { return third->state() == QProcess::NotRunning; }, 30'000));
+    QVERIFY(terminate(*third));
 }
 
 void TestLanternfoldCtl::sigtermDuringARunKeepsItsProgress()
@@ -626,14 +635,8 @@ void TestLanternfoldCtl::sigtermDuringARunKeepsItsProgress()
     writeJobs({dueJob(u"Nightly"_s, {lobby, officeEast}, 300)});
     const auto service = start({u"service"_s, u"--password-file"_s, m_passwordFile});
     QByteArray output;
-    QVERIFY(QTest::qWaitFor(
-        [&] {
-            output += service->readAllStandardOutput();
-            return output.contains("<6>Restarted Lobby\n");
-        },
-        60'000));
-    ::kill(static_cast<pid_t>(service->processId()), SIGTERM);
-    QVERIFY(QTest::qWaitFor([&] { return service->state() == QProcess::NotRunning; }, 30'000));
+    QVERIFY(readUntil(*service, output, "<6>Restarted Lobby\n"));
+    QVERIFY(terminate(*service));
     QCOMPARE(service->exitCode(), 0);
     output += service->readAllStandardOutput();
     // Nothing reported as failed: the run stopped where it was.
@@ -653,16 +656,10 @@ void TestLanternfoldCtl::sigtermDuringARunKeepsItsProgress()
     file.close();
     const auto again = start({u"service"_s, u"--password-file"_s, m_passwordFile});
     output.clear();
-    QVERIFY(QTest::qWaitFor(
-        [&] {
-            output += again->readAllStandardOutput();
-            return output.contains("<6>Restarted Office East\n");
-        },
-        60'000));
+    QVERIFY(readUntil(*again, output, "<6>Restarted Office East\n"));
     QVERIFY(output.contains("<6>Resumed 'Nightly' after an interruption: 1 of 2 device(s) were already restarted."));
     QCOMPARE(restartedMacs(sim), (QStringList{lobby.identifier, officeEast.identifier}));
-    ::kill(static_cast<pid_t>(again->processId()), SIGTERM);
-    QVERIFY(QTest::qWaitFor([&] { return again->state() == QProcess::NotRunning; }, 30'000));
+    QVERIFY(terminate(*again));
 }
 
 void TestLanternfoldCtl::statusSaysWhoRunsTheSchedules()
@@ -686,12 +683,7 @@ void TestLanternfoldCtl::statusSaysWhoRunsTheSchedules()
 
     const auto service = start({u"service"_s, u"--password-file"_s, m_passwordFile});
     QByteArray output;
-    QVERIFY(QTest::qWaitFor(
-        [&] {
-            output += service->readAllStandardOutput();
-            return output.contains("<6>Running the schedules");
-        },
-        30'000));
+    QVERIFY(readUntil(*service, output, "<6>Running the schedules"));
     const QJsonObject busy =
         QJsonDocument::fromJson(ctl({u"status"_s, u"--json"_s, u"--password-file"_s, m_passwordFile}).out.toUtf8())
             .object()
@@ -699,8 +691,7 @@ void TestLanternfoldCtl::statusSaysWhoRunsTheSchedules()
             .toObject();
     QCOMPARE(busy.value(u"running"_s).toBool(), true);
     QCOMPARE(busy.value(u"process"_s).toString(), u"lanternfoldctl service (pid %1)"_s.arg(service->processId()));
-    ::kill(static_cast<pid_t>(service->processId()), SIGTERM);
-    QVERIFY(QTest::qWaitFor([&] { return service->state() == QProcess::NotRunning; }, 30'000));
+    QVERIFY(terminate(*service));
     // Not connected: no password anywhere.
     const Ran offline = ctl({u"status"_s});
     QCOMPARE(offline.code, 3);
