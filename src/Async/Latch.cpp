@@ -35,6 +35,13 @@ QCoro::Task<void> Wakeup::wait()
         co_await qCoro(this, &Wakeup::fired);
 }
 
+QCoro::Task<void> untilSet(std::shared_ptr<Latch> latch)
+{
+    Wakeup wakeup;
+    wakeup.watch(*latch);
+    co_await wakeup.wait();
+}
+
 std::shared_ptr<Latch> firstOf(const std::shared_ptr<Latch> &first, const std::shared_ptr<Latch> &second)
 {
     auto either = std::make_shared<Latch>();

@@ -64,6 +64,9 @@ private:
     bool m_fired = false;
 };
 
+/// Returns once latch is set (at once when it already is), from the event loop.
+QCoro::Task<void> untilSet(std::shared_ptr<Latch> latch);
+
 /// A latch set as soon as one of first and second is (at once when one already is).
 std::shared_ptr<Latch> firstOf(const std::shared_ptr<Latch> &first, const std::shared_ptr<Latch> &second);
 

@@ -197,6 +197,9 @@ private:
     /// site: the site a Network request went to, so that an answer saying the account has no such
     /// site is told from an expired session; empty for other requests.
     static APIResult<Done> assertOK(const Response &response, const QString &site = {});
+    /// The "msg" of a Network error envelope ({"meta":{"rc":"error","msg":…}}); empty for other
+    /// bodies. Only a small body is read: error envelopes are a few dozen bytes.
+    static QString envelopeError(const QByteArray &body);
 
     QCoro::Task<APIResult<Done>> performLogin(QString password);
     static QCoro::Task<APIResult<Done>> awaitLogin(std::shared_ptr<LoginAttempt> attempt,

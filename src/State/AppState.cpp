@@ -11,7 +11,6 @@
 
 #include <QJsonDocument>
 #include <QSettings>
-#include <QTimer>
 
 #include <utility>
 
@@ -481,23 +480,9 @@ QCoro::Task<Done> AppState::disconnect()
 
 QCoro::Task<Done> AppState::prepareToQuit()
 {
-    const std::shared_ptr<Latch> gone = m_gone;
     m_quitting = true;
-    const QPointer<ControllerSession> session = m_session;
-    if (!session)
-        co_return Done{};
-    QTimer patience;
-    patience.setSingleShot(true);
-    patience.start(m_requestDeadline.value_or(UnifiAPIClient::defaultRequestDeadline) + ControllerSession::retireGrace);
-    while (!gone->isSet() && session && session->commandsInFlight() > 0 && patience.isActive()) {
-        const std::shared_ptr<Latch> settled = session->commandsSettled();
-        Wakeup wakeup;
-        if (settled)
-            wakeup.watch(*settled);
-        wakeup.watch(*gone);
-        wakeup.watch(&patience, &QTimer::timeout);
-        co_await wakeup.wait();
-    }
+    if (const QPointer<ControllerSession> session = m_session)
+        co_await session->settleCommands();
     co_return Done{};
 }
 
@@ -572,9 +557,7 @@ QCoro::Task<Result<Done, UnifiAPIError>> AppState::restartOn(QPointer<Controller
     if (m_quitting) {
         // Neither sent nor failed: whoever asked learns nothing more before the state is gone, so a
         // scheduled run records nothing and resumes with this device at the next start.
-        Wakeup end;
-        end.watch(*gone);
-        co_await end.wait();
+        co_await untilSet(gone);
         co_return UnifiAPIError::closed();
     }
     const Result<Done, UnifiAPIError> result = co_await session->restart(target, std::move(budget), std::move(site));

@@ -243,11 +243,9 @@ void ControllerSession::endRefresh()
 
 // The end.
 
-QCoro::Task<void> ControllerSession::retire(bool logOut)
+QCoro::Task<void> ControllerSession::settleCommands()
 {
     const std::shared_ptr<Latch> gone = m_gone;
-    m_ending->set();
-    qCDebug(lcState) << "session of" << m_config.host << "ending;" << m_commandsInFlight << "command(s) in flight";
     // Each command ends by its request's deadline at the latest; the grace covers the answer's
     // way back, and a command that outlives both is abandoned when the client closes.
     QTimer patience;
@@ -261,6 +259,14 @@ QCoro::Task<void> ControllerSession::retire(bool logOut)
         wakeup.watch(&patience, &QTimer::timeout);
         co_await wakeup.wait();
     }
+}
+
+QCoro::Task<void> ControllerSession::retire(bool logOut)
+{
+    const std::shared_ptr<Latch> gone = m_gone;
+    m_ending->set();
+    qCDebug(lcState) << "session of" << m_config.host << "ending;" << m_commandsInFlight << "command(s) in flight";
+    co_await settleCommands();
     if (gone->isSet())
         co_return;
     const QPointer<UnifiAPIClient> client = m_client;

@@ -77,16 +77,11 @@ public:
     /// Ends the session: it is ending at once (pauses that watch ending() stop), restart commands
     /// already sent get their answer, then the client logs out (when asked) and closes.
     QCoro::Task<void> retire(bool logOut);
+    /// Returns once the restart commands already sent have been answered (or a request's deadline
+    /// and retireGrace have passed, or the session is gone); sends nothing itself.
+    QCoro::Task<void> settleCommands();
     /// Ends every wait at once with the error of a closed client; nothing more is sent.
     void close();
-
-    /// Restart commands sent and not answered yet, and a latch set when they all are (none while
-    /// none is in flight).
-    [[nodiscard]] int commandsInFlight() const { return m_commandsInFlight; }
-    [[nodiscard]] std::shared_ptr<Latch> commandsSettled() const
-    {
-        return m_commandsInFlight > 0 ? m_settled : nullptr;
-    }
 
     /// Set once the session is ending (retired or closed): batches stop at their next pause.
     [[nodiscard]] const std::shared_ptr<Latch> &ending() const { return m_ending; }

@@ -81,9 +81,7 @@ QCoro::Task<AppState::BatchOutcome> AppState::restartBatch(QList<RestartTarget> 
         }
         if (m_quitting) {
             // The state is about to go: this target is neither sent nor recorded as sent.
-            Wakeup end;
-            end.watch(*gone);
-            co_await end.wait();
+            co_await untilSet(gone);
             co_return outcome;
         }
         if (options.sending)
