@@ -68,8 +68,7 @@ bool isCertificateError(const QString &error)
 
 QString siteName(const AppState &state)
 {
-    const ControllerSite *site = findSite(state.sites(), state.site());
-    return site ? site->displayName() : state.site();
+    return siteDisplayName(state.sites(), state.site());
 }
 
 /// Whether a batch did all it was asked.

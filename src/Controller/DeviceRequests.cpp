@@ -74,9 +74,7 @@ QCoro::Task<APIResult<QList<ControllerSite>>> UnifiAPIClient::fetchSites()
     auto sites = co_await fetchInventory<ControllerSite>(prefix + u"/api/self/sites"_s, {}, &decodeSites);
     if (closed->isSet() || !sites.ok())
         co_return sites;
-    m_siteNames.clear();
-    for (const ControllerSite &site : sites.value())
-        m_siteNames.insert(site.name, site.displayName());
+    m_sites = sites.value();
     co_return sites;
 }
 
@@ -107,7 +105,7 @@ QCoro::Task<APIResult<Done>> UnifiAPIClient::restartAccessPoint(QString mac, QSt
     // A read-only account sees the site's devices but may not restart them.
     const int status = response.value().status;
     if ((status == 403 || status == 401) && envelopeError(response.value().joined()) == u"api.err.NoPermission"_s)
-        co_return UnifiAPIError::noPermission(closed->isSet() ? chosen : m_siteNames.value(chosen, chosen));
+        co_return UnifiAPIError::noPermission(closed->isSet() ? chosen : siteDisplayName(m_sites, chosen));
     co_return assertOK(response.value(), chosen);
 }
 

@@ -228,8 +228,8 @@ private:
     /// Set by close() and by the destructor; shared with every suspended operation.
     std::shared_ptr<Latch> m_closed;
     std::shared_ptr<LoginAttempt> m_login;
-    /// From the last sites answer: the name people know of each short id.
-    QHash<QString, QString> m_siteNames;
+    /// The last sites answer, for the name people know of each short id.
+    QList<ControllerSite> m_sites;
 };
 
 } // namespace lanternfold

@@ -11,4 +11,10 @@ const ControllerSite *findSite(const QList<ControllerSite> &sites, const QString
     return found == sites.cend() ? nullptr : &*found;
 }
 
+QString siteDisplayName(const QList<ControllerSite> &sites, const QString &name)
+{
+    const ControllerSite *site = findSite(sites, name);
+    return site ? site->displayName() : name;
+}
+
 } // namespace lanternfold

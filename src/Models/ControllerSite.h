@@ -26,5 +26,7 @@ struct ControllerSite
 
 /// The site of that short id in sites, if any.
 const ControllerSite *findSite(const QList<ControllerSite> &sites, const QString &name);
+/// The name people know the site of that short id by; the short id itself when sites lacks it.
+QString siteDisplayName(const QList<ControllerSite> &sites, const QString &name);
 
 } // namespace lanternfold

@@ -102,8 +102,7 @@ QString JobRow::sitePrefix() const
                     [](const RestartTarget &target) { return target.kind == RestartTargetKind::accessPoint; });
     if (sites.size() < 2 || !restartsAccessPoints)
         return {};
-    const ControllerSite *site = findSite(sites, m_job.site);
-    return (site ? site->displayName() : m_job.site) + u" \u00b7 "_s;
+    return siteDisplayName(sites, m_job.site) + u" \u00b7 "_s;
 }
 
 QString JobRow::description() const

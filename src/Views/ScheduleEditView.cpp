@@ -396,9 +396,8 @@ void ScheduleEditView::rebuildDeviceToggles()
     auto *scroll = findChild<QScrollArea *>(u"deviceScroll"_s);
     if (editsAnotherSite() && m_existingJob) {
         const ScheduledJob &existing = *m_existingJob;
-        const ControllerSite *site = findSite(m_appState.sites(), existing.site);
         m_noDevicesNote->setText(JobRow::targetsLine(existing.targets) + u"\nThese devices are on site '"_s +
-                                 (site ? site->displayName() : existing.site) +
+                                 siteDisplayName(m_appState.sites(), existing.site) +
                                  u"'. Choose that site in Settings to change them."_s);
     }
     m_noDevicesNote->setVisible(targets.isEmpty());
