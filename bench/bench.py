@@ -1,4 +1,6 @@
 #!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 The Lanternfold developers
+# SPDX-License-Identifier: GPL-3.0-or-later
 """Measures Lanternfold's performance figures, each beside a baseline taken in the same run, and
 writes them as a table into README.md (between <!-- bench:begin --> and <!-- bench:end -->).
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The connect figure, Lanternfold's side: the main window's content as the program builds it,
 // AppState::connect as the login form calls it, and the clock stopped when the device list has
 // painted every access point and camera. Also writes a logged-in user's preferences for the

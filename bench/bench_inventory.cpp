@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Decoding speed of a large stat/device answer: the whole path from response bytes to the list of
 // access points, as the client runs it. Prints milliseconds, MB/s and resident memory. Given the
 // medians of Python's json.loads over the same file, measured in the same run (scripts/bench.sh),

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // A large site in the program's own window: the state logged in to a simulated controller that
 // serves thousands of access points, the Devices tab shown, and its device list refreshed.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Speed of the scheduling core: nextRun over 100,000 mixed rules in a zone with daylight-saving
 // changes, and saving and loading a jobs file of 1,000 jobs with 20 devices each. Prints
 // milliseconds (median of several rounds), the cost per call and the file's size.

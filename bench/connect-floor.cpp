@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The floor of the connect figure: the round trips a connect cannot do without, and nothing else.
 // A fresh client each time (so a fresh TLS handshake), the login, then the access points and the
 // cameras fetched at once, with their bodies read. No key check, no decoding, no window.

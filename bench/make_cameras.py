@@ -1,4 +1,6 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: 2026 The Lanternfold developers
+# SPDX-License-Identifier: GPL-3.0-or-later
 """Writes a realistic Protect camera list of N cameras (default 20) for the benchmarks.
 
 Deterministic, like make_stat_device.py: the same bytes on every machine. Built from the

@@ -1,4 +1,6 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: 2026 The Lanternfold developers
+# SPDX-License-Identifier: GPL-3.0-or-later
 """Writes a realistic 600-device stat/device answer (about 15 KB per device) for the benchmarks,
 or, given a number, a large site of that many access points alone.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The memory figure's floor: the minimal window that also does, once, what any program of
 // Lanternfold's kind must load for: one HTTPS request and its answer (Qt Network, its TLS backend
 // and OpenSSL), one password read from the Secret Service through QtKeychain (libsecret, GIO,

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The baseline of the start, memory and idle figures: the least a Qt Widgets program does to show
 // one window, keep running with it closed, and wake every 20 seconds as the scheduler does.
 #include <QApplication>

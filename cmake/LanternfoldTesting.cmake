@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 The Lanternfold developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 # lanternfold_add_test(<name> SOURCES <files...> [LIBS <targets...>] [LABELS <labels...>] [TIMEOUT <s>]
 #                      [SESSION_BUS] [KEYRING] [OWN_MOUNTS] [ARGS <arguments...>])
 #

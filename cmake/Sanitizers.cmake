@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 The Lanternfold developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 if(LANTERNFOLD_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
   add_link_options(-fsanitize=address,undefined)

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 The Lanternfold developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 # Warnings are kept at zero; CI turns them into errors with LANTERNFOLD_WERROR.
 function(lanternfold_set_warnings target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic)

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The bytes of a connection, as HttpAnswerReader reads one answer out of them: however the bytes
 // are cut as they arrive, the outcome is the same, and nothing kept exceeds its bound.
 //

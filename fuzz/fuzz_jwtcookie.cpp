@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // A console's session cookie value, as UnifiAPIClient::csrfTokenFromJwt reads the CSRF token out of
 // it: whatever it finds must be found again in a token made to carry it.
 

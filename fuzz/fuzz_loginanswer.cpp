@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // A controller's answer to a login, as UnifiAPIClient::readLoginAnswer reads it. The input is an
 // HTTP answer in its plain text form: a first line with the status ("c" before it for a classic
 // Network Application, anything else for a console), header lines "Name: value", an empty line,

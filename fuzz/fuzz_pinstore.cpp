@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The preferences file as the pin store reads it (CertTrustService over QSettings): whatever it
 // reads as pins must be well formed, answer the look-up of each host, and survive being stored
 // again. The input is the whole file.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Decodes arbitrary bytes as one recurrence rule object with the real decoder; whatever
 // decodes must encode and decode back to an equal rule, and nextRun and summary must finish
 // on it in zones with half-hour, midnight and ordinary daylight-saving changes.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Decodes arbitrary bytes as a whole jobs file with the store's real decoder; whatever decodes
 // must encode and decode back to an equal job list.
 #include "Schedules/ScheduleStore.h"

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 The Lanternfold developers
+# SPDX-License-Identifier: GPL-3.0-or-later
 # The one benchmark command: builds a Release tree, measures every performance figure beside a
 # baseline taken in the same run (bench/bench.py: the real program under Xvfb against the simulated
 # controller, a minimal Qt window, the floor of a connect's round trips, the memory floor of any

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 The Lanternfold developers
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Builds the libFuzzer targets with clang and runs each for a bounded time, starting from the
 # committed corpus in fuzz/corpus/<target>/. Fails on any crash, hang, leak or sanitizer report.
 #

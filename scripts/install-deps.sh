@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 The Lanternfold developers
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Installs every Debian 12 package Lanternfold needs to build, run, test, fuzz and benchmark.
 # Idempotent: packages already present are left alone; safe to run again at any time.
 set -euo pipefail

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 The Lanternfold developers
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Builds the Debian packages and checks them the way dpkg will treat them on a user's machine:
 #
 #   1. a Release tree in build-package/ with only what the packages hold (or, with
@@ -121,7 +123,8 @@ file_list "$deb" "$work/contents"
 file_list "$cli" "$work/cli-contents"
 expected_files="/usr/bin/lanternfold
 /usr/share/applications/lanternfold.desktop
-/usr/share/metainfo/com.lanternfold.Lanternfold.metainfo.xml"
+/usr/share/metainfo/com.lanternfold.Lanternfold.metainfo.xml
+/usr/share/doc/lanternfold/copyright"
 for size in 16 22 24 32 48 64 128 256 512; do
   expected_files+=$'\n'"/usr/share/icons/hicolor/${size}x${size}/apps/lanternfold.png"
 done
@@ -131,7 +134,21 @@ same_files lanternfold-cli "$work/cli-contents" "/usr/bin/lanternfoldctl
 /usr/share/man/man1/lanternfoldctl.1.gz
 /usr/lib/systemd/user/lanternfold.service
 /usr/share/doc/lanternfold-cli/examples/lanternfold-system.service.example
-/usr/share/bash-completion/completions/lanternfoldctl" "$cli"
+/usr/share/bash-completion/completions/lanternfoldctl
+/usr/share/doc/lanternfold-cli/copyright" "$cli"
+
+# The copyright file is machine-readable (the header and a Files paragraph) and names the licence
+# of every library the programs link.
+for deb_file in "$deb" "$cli"; do
+  dpkg-deb --fsys-tarfile "$deb_file" | tar -xO --wildcards './usr/share/doc/*/copyright' >"$work/copyright"
+  grep -qx 'Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/' "$work/copyright" ||
+    fail "$(basename "$deb_file"): the copyright file is not in the machine-readable format"
+  grep -qx 'License: GPL-3.0-or-later' "$work/copyright" || fail "$(basename "$deb_file"): no GPL-3.0-or-later"
+  for library in 'Qt 6' QtKeychain QCoro simdjson ICU; do
+    grep -q "$library" "$work/copyright" || fail "$(basename "$deb_file"): the copyright file does not name $library"
+  done
+done
+checked "copyright files: machine-readable, GPL-3.0-or-later, the linked libraries' licences named"
 
 root="$work/root"
 admin="$root/var/lib/dpkg"
@@ -264,6 +281,7 @@ metainfo="$root/usr/share/metainfo/com.lanternfold.Lanternfold.metainfo.xml"
 validation=$(appstreamcli validate --no-net --no-color "$metainfo" 2>&1) || fail "appstreamcli validate: $validation"
 if grep -Eq '^[EW]:' <<<"$validation"; then fail "appstreamcli validate: $validation"; fi
 checked "appstreamcli validate --no-net (no error or warning)"
+grep -q '<project_license>GPL-3.0-or-later</project_license>' "$metainfo" || fail "metainfo: project_license is not GPL-3.0-or-later"
 # The metainfo and the .desktop file as a pair, where a software centre finds them.
 validation=$(appstreamcli validate-tree --no-net --no-color "$root/usr" 2>&1) || fail "appstreamcli validate-tree: $validation"
 if grep -Eq '^[EW]:' <<<"$validation"; then fail "appstreamcli validate-tree: $validation"; fi

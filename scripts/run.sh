@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 The Lanternfold developers
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Installs what is needed, builds Lanternfold, starts the demo controller (a simulated UniFi OS
 # console with a demo site) and then Lanternfold, so a newcomer sees it work at once. It prints
 # the host, port, user name, password and key fingerprint to type into the login form.

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 The Lanternfold developers
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Starts the simulated controller and Lanternfold under Xvfb, uses them as a new user would
 # (through tests/support/ui.py: AT-SPI to find the controls, xdotool to click and type) and saves
 # screenshots of every screen in docs/screenshots/. Nothing of the person's own is touched: a

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 The Lanternfold developers
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Installs what is needed, builds Lanternfold and runs the whole test suite.
 #
 #   scripts/test.sh             GCC build, warnings as errors, all tests

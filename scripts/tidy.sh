@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 The Lanternfold developers
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Runs clang-tidy with the committed .clang-tidy over every C++ file of the tree: the core, the
 # simulator, the tests, the benchmarks and the fuzz targets. Any finding fails the run.
 #

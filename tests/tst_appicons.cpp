@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The window icon and the tray icon: the sizes each holds, the window icon being the emblem itself,
 // and the tray glyph staying one colour while reading on light and dark panels alike.
 #include "ImageComparison.h"

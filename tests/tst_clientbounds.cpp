@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // What a controller, or anything that holds its pinned key, can make the client spend: no request
 // outlives its deadline however slowly the answer trickles in, no answer is read past its size
 // limit, an error's body is shown only in part, header values that could break a request are

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The autostart entry's text: how a program path becomes its Exec value, the whole entry, and
 // which keys hide an entry from the session that starts it.
 #include "Platform/DesktopEntry.h"

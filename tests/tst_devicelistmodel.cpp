@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The device rows shared by the Devices tab and the schedule editor, over a state connected to the
 // simulated controller: checked by Qt's QAbstractItemModelTester through every change of the
 // state's lists, and row by row against the devices they show.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // One device's record as the controller answers it, and how the readings after a restart tell
 // that the device rebooted and is back.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The diagnostics of every layer, switched on whole, through a connect that asks about the key,
 // a refresh, a restart, a session the controller ends and renews, and a disconnect: the lines say
 // what happened, and none of them carries the password, a session cookie or a CSRF token.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Faults of the controller, seen from the whole application core: a controller that dies in the
 // middle of a staggered run and comes back, one that accepts connections and never answers, and
 // one that comes back with another key. Every case ends with what the person is told (activity

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Faults of the desktop around the program: a keyring that is missing, locked or silent, no
 // notification service, no tray. The program keeps running and responding, does what the
 // behaviour of each piece says (keyring and notification failures are silent; a scheduled run that

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The jobs file on a disk that is full, nearly full or read-only: a small tmpfs of the test's own,
 // mounted for each test in the mount namespace that run-own-mounts.sh gives this program. Saves
 // fail silently; the job list in memory stays as the person and the scheduler left it; the file

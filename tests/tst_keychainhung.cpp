@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The Secret Service keyring (SecretServiceKeychain) against a keyring that never answers: a
 // stand-in that owns the Secret Service's bus name on a second connection of this program and
 // accepts every call without replying, the way a keyring behind an unanswered unlock prompt

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The Secret Service keyring (SecretServiceKeychain) against a gnome-keyring whose login keyring is locked, as after a
 // screen lock with "lock keyring" or before the user unlocks it at login. Locking takes a D-Bus call and no prompt;
 // unlocking would need one, which nobody can answer here (none is shown without a display).

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The Secret Service keyring (SecretServiceKeychain) on a session bus where nothing provides the Secret Service (a
 // desktop without a keyring, or a login before the keyring started): every call ends without a password and without an
 // error reaching the caller.

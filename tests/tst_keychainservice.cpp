@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The Secret Service keyring (SecretServiceKeychain) against a real, unlocked gnome-keyring on a private session bus.
 // Items are inspected and pre-seeded with secret-tool, which talks to the keyring without QtKeychain, so a wrong
 // attribute cannot hide behind the same mistake on both sides.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // lanternfoldctl as a person or a script runs it: a separate process over its own HOME, against the
 // simulated controller of this test, with no keyring on any bus. Its exit codes, its JSON, where it
 // takes the password from, the key question on a pseudo-terminal, and the service with its lock

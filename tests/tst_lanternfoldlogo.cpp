@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The emblem: its geometry for a size, the outlines of the signal arcs and the restart glyph, and
 // the painted picture against committed references (tests/data/lanternfoldlogo-<size>.png; set
 // LANTERNFOLD_UPDATE_REFERENCE_IMAGES=1 to rewrite them after a deliberate change, then look at

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The login item as XDG autostart (AutostartLoginItem) over a fresh configuration folder per test: the autostart entry
 // it writes, reads and removes, its failures, and the entry's Exec line for a program in an awkward folder, checked by
 // desktop-file-validate and by GLib actually starting the program from it.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Desktop notifications (DesktopNotifications) where no session bus exists at all: registered without a bus of its own,
 // so the isolation script leaves DBUS_SESSION_BUS_ADDRESS unset and XDG_RUNTIME_DIR empty.
 #include "Platform/DesktopNotifications.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Desktop notifications (DesktopNotifications) against a notification server that the test plays itself on the private
 // session bus, over a second connection, so that every call travels through the bus daemon.
 #include "Platform/DesktopNotifications.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // What the desktop gets: the icons the build renders into the hicolor tree, the .desktop file as
 // desktop-file-validate reads it, the AppStream metainfo as appstreamcli reads it, and all of them
 // installed into a DESTDIR by `cmake --install`. scripts/package-test.sh checks the package itself.

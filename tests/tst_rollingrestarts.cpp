@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Restarts that wait for each device to come back online before the next goes down, against the
 // simulated controller's reboot model, with a clock that moves only when a pause lets time pass.
 

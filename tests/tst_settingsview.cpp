@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The Settings tab over a real application state: the controller section from a saved or a new
 // configuration, Disconnect against the simulated controller, forgetting the pin of the configured
 // host, the launch-at-login switch over a login item that the test makes fail when it wants (the

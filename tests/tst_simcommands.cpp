@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The simulated controller's run-time command language, as the program reads it from stdin.
 #include "SimTestClient.h"
 

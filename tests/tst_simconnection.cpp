@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The simulated controller's connections: HTTP/1.1 framing, the request log, refusals of what is
 // not HTTP, and closing every connection at once.
 #include "SimTestClient.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The simulated controller's faults, over real TLS. Latency and hang use real timers, kept short.
 #include "SimTestClient.h"
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The lanternfold-sim program as a separate process: flags, the LISTENING line, commands on
 // standard input, the log file and a clean stop.
 #include "SimTestClient.h"

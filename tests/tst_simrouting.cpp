@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Which path of the simulated controller answers what, over real TLS with a plain Qt client.
 // Offline windows run on a manual clock, so no test waits for a device to come back.
 #include "SimTestClient.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The simulated controller's logins, sessions and CSRF tokens, over real TLS with a plain Qt
 // client. Time-dependent behaviour runs on a manual clock, so no test waits for real time.
 #include "SimTestClient.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The simulated controller's TLS side: which key each handshake presents, what the handshake log
 // says, ALPN, and that no session is ever resumed.
 #include "SimTestClient.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // A week of nightly restarts without anybody watching, against the simulated controller with a
 // clock the test sets: a healthy night; a renewal answered 429; healthy again; a wall clock set a
 // year ahead for one tick and back; a restart answered one byte at a time; the password changed on

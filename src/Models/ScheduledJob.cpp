@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "Models/ScheduledJob.h"
 
 #include "Models/JsonDate.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #pragma once
 
 // In-memory stand-ins for the desktop services, for the tests of what uses them: the state, the

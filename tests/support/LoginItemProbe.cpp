@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // A small program for tst_loginitemservice: the autostart login item as run from wherever the test put a
 // copy of this file, since the service writes the running program's own path.
 //

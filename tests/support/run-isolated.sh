@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 The Lanternfold developers
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Runs one test program with a private, temporary HOME and XDG folders, the offscreen
 # platform and a C.UTF-8 locale, and removes the folder afterwards.
 set -u

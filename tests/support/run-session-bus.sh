@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 The Lanternfold developers
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Runs a command on a private session bus of its own, on which no service starts on demand.
 # With --keyring, a gnome-keyring is started on that bus first, its login keyring created and
 # unlocked without a prompt (in the test's temporary data folder).

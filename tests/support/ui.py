@@ -1,4 +1,6 @@
 #!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 The Lanternfold developers
+# SPDX-License-Identifier: GPL-3.0-or-later
 """Drives Lanternfold's windows from outside the process, as a person would: finds a control by
 its role and its accessible name through AT-SPI, then uses the mouse and keyboard with xdotool.
 

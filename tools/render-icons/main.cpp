@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Lanternfold developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Writes the program's icon into a hicolor icon-theme tree, one PNG per size:
 //   lanternfold-render-icons <folder>  ->  <folder>/hicolor/<n>x<n>/apps/lanternfold.png
 // Run at build time, so the installed icons are always the emblem the program itself draws.
