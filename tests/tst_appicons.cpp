@@ -5,11 +5,14 @@
 // and the tray glyph staying one colour while reading on light and dark panels alike.
 #include "ImageComparison.h"
 #include "Views/AppIcons.h"
+#include "Views/IconFiles.h"
 #include "Views/LogoDrawing.h"
 
 #include <QGuiApplication>
 #include <QPainter>
+#include <QSvgRenderer>
 #include <QTest>
+#include <QXmlStreamReader>
 
 #include <cmath>
 
@@ -72,6 +75,8 @@ private Q_SLOTS:
     void trayGlyphReadsOnPanels_data();
     void trayGlyphReadsOnPanels();
     void trayGlyphStaysInside();
+    void scalableIconIsTheEmblem();
+    void symbolicIconIsTheTrayGlyphInOneGrey();
 };
 
 void TestAppIcons::windowIconIsTheEmblemAtEverySize()
@@ -159,6 +164,81 @@ void TestAppIcons::trayGlyphStaysInside()
                 QVERIFY2(qAlpha(p) == 0 || qGreen(p) < 128, qPrintable(where));
             }
         }
+    }
+}
+
+namespace {
+
+/// A document the icon theme can use: well-formed XML whose root is an svg element with a square
+/// viewBox of side units, which Qt's own SVG renderer accepts.
+void checkSvgDocument(const QByteArray &document, int side)
+{
+    QXmlStreamReader xml(document);
+    QVERIFY(xml.readNextStartElement());
+    QCOMPARE(xml.name(), u"svg"_s);
+    QCOMPARE(xml.attributes().value(u"viewBox"_s).toString().simplified(), u"0 0 %1 %1"_s.arg(side));
+    while (!xml.atEnd())
+        xml.readNext();
+    QVERIFY2(!xml.hasError(), qPrintable(xml.errorString()));
+    QSvgRenderer renderer(document);
+    QVERIFY(renderer.isValid());
+    QCOMPARE(renderer.viewBoxF(), QRectF(0, 0, side, side));
+}
+
+QImage renderSvg(const QByteArray &document, int pixels)
+{
+    QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QSvgRenderer renderer(document);
+    QPainter painter(&image);
+    renderer.render(&painter);
+    painter.end();
+    return image;
+}
+
+} // namespace
+
+void TestAppIcons::scalableIconIsTheEmblem()
+{
+    const QByteArray document = lanternfoldSvg();
+    checkSvgDocument(document, scalableIconSide);
+    if (QTest::currentTestFailed())
+        return;
+    // Drawn by the same code as the PNG files: at any size it is the painted emblem, give or take
+    // the edges that two renderers smooth differently.
+    for (const int pixels : {48, 128, 256}) {
+        const ImageDifference difference =
+            compareImages(renderSvg(document, pixels), renderLanternfoldLogo(pixels), 40);
+        QVERIFY2(difference.sameSize, qPrintable(QString::number(pixels)));
+        QVERIFY2(difference.differing * 100 < difference.pixels,
+                 qPrintable(u"%1 px: %2 of %3 pixels differ (largest %4)"_s.arg(pixels)
+                                .arg(difference.differing)
+                                .arg(difference.pixels)
+                                .arg(difference.largest)));
+    }
+}
+
+void TestAppIcons::symbolicIconIsTheTrayGlyphInOneGrey()
+{
+    const QByteArray document = lanternfoldSymbolicSvg();
+    checkSvgDocument(document, symbolicIconSide);
+    if (QTest::currentTestFailed())
+        return;
+    for (const int pixels : {16, 32, 64}) {
+        const QImage image = renderSvg(document, pixels).convertToFormat(QImage::Format_ARGB32);
+        int opaque = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                const QRgb pixel = image.pixel(x, y);
+                if (qAlpha(pixel) < 255)
+                    continue;
+                ++opaque;
+                // The one grey a desktop swaps for its panel's foreground colour.
+                QCOMPARE(QColor(pixel).name(), u"#bebebe"_s);
+            }
+        }
+        // The marks cover a good part of the square, as the painted glyph's do.
+        QVERIFY2(opaque > pixels * pixels / 8, qPrintable(u"%1 px: %2 opaque"_s.arg(pixels).arg(opaque)));
     }
 }
 

@@ -16,6 +16,8 @@
 
 namespace lanternfold {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QImage transparentImage(int pixels)
@@ -28,6 +30,8 @@ QImage transparentImage(int pixels)
 /// The tray glyph's outline for a square of side size, filled: the restart badge's circular arrow
 /// drawn large, around the signal mark's dot. Sized from its own outline so that the arrow head,
 /// which reaches beyond the circle, fits as well; margin is left free for the rim.
+} // namespace
+
 QPainterPath trayMarks(qreal size, qreal margin)
 {
     // Drawn for a unit frame, then fitted: the line width is a fixed share of the arrow's size,
@@ -53,8 +57,6 @@ QPainterPath trayMarks(qreal size, qreal margin)
     fit.translate(-bounds.center().x(), -bounds.center().y());
     return fit.map(marks);
 }
-
-} // namespace
 
 QList<int> lanternfoldIconSizes()
 {
@@ -100,10 +102,13 @@ QImage renderTrayGlyph(int pixels)
 
 QIcon trayIcon()
 {
-    QIcon icon;
+    QIcon painted;
     for (const int pixels : {16, 22, 24, 32, 48, 64})
-        icon.addPixmap(QPixmap::fromImage(renderTrayGlyph(pixels)));
-    return icon;
+        painted.addPixmap(QPixmap::fromImage(renderTrayGlyph(pixels)));
+    // Installed, the theme's symbolic icon goes first: a tray that knows the icon by name (a
+    // StatusNotifierItem host) recolours it for its panel, light or dark. Without it (a build tree,
+    // an uninstalled copy) the painted one, white with a dark rim, reads on either.
+    return QIcon::fromTheme(u"lanternfold-symbolic"_s, painted);
 }
 
 } // namespace lanternfold

@@ -6,6 +6,7 @@
 #include <QIcon>
 #include <QImage>
 #include <QList>
+#include <QPainterPath>
 
 namespace lanternfold {
 
@@ -23,6 +24,10 @@ namespace lanternfold {
 
 /// The tray glyph painted into a transparent pixels-by-pixels image.
 [[nodiscard]] QImage renderTrayGlyph(int pixels);
+
+/// The tray glyph's shapes (the restart arrow around a dot) fitted into a size-by-size square
+/// with margin left free on every side.
+[[nodiscard]] QPainterPath trayMarks(qreal size, qreal margin);
 
 /// The tray icon: a one-colour drawing of the emblem's shapes that reads on light and dark panels.
 [[nodiscard]] QIcon trayIcon();

@@ -90,9 +90,11 @@ void paintLanternfoldLogo(QPainter &painter, qreal size)
     QLinearGradient signalFill(geometry.arcsFrame.topLeft(), geometry.arcsFrame.bottomLeft());
     signalFill.setColorAt(0, LogoColours::signalLight());
     signalFill.setColorAt(1, LogoColours::signalBlue());
-    painter.setBrush(Qt::NoBrush);
-    painter.setPen(strokePen(signalFill, geometry.strokeWidth));
-    painter.drawPath(SignalArcs(geometry.arcsFrame));
+    // The arcs' outline filled, not stroked with a gradient pen: the same picture on screen, and
+    // the one an SVG file can hold (Qt's SVG writer gives pens a single colour).
+    QPainterPathStroker stroker(strokePen(signalFill, geometry.strokeWidth));
+    painter.setPen(Qt::NoPen);
+    painter.fillPath(stroker.createStroke(SignalArcs(geometry.arcsFrame)), signalFill);
 
     painter.setPen(Qt::NoPen);
     painter.setBrush(LogoColours::signalBlue());

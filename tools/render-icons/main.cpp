@@ -1,13 +1,18 @@
 // SPDX-FileCopyrightText: 2026 The Lanternfold developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-// Writes the program's icon into a hicolor icon-theme tree, one PNG per size:
+// Writes the program's icon into a hicolor icon-theme tree, one PNG per size, the scalable SVG and
+// the tray's symbolic SVG:
 //   lanternfold-render-icons <folder>  ->  <folder>/hicolor/<n>x<n>/apps/lanternfold.png
+//                                          <folder>/hicolor/scalable/apps/lanternfold.svg
+//                                          <folder>/hicolor/symbolic/apps/lanternfold-symbolic.svg
 // Run at build time, so the installed icons are always the emblem the program itself draws.
 #include "Views/AppIcons.h"
+#include "Views/IconFiles.h"
 #include "Views/LogoDrawing.h"
 
 #include <QDir>
+#include <QFile>
 #include <QImage>
 #include <QTextStream>
 
@@ -31,5 +36,18 @@ int main(int argc, char *argv[])
             return 1;
         }
     }
+    const auto writeSvg = [&root, &err](const QString &folder, const QString &name, const QByteArray &document) {
+        const QString path = root.filePath(folder + u'/' + name);
+        QFile file(path);
+        if (!root.mkpath(folder) || !file.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
+            file.write(document) != document.size() || !file.flush()) {
+            err << "cannot write " << path << "\n";
+            return false;
+        }
+        return true;
+    };
+    if (!writeSvg(u"hicolor/scalable/apps"_s, u"lanternfold.svg"_s, lanternfold::lanternfoldSvg()) ||
+        !writeSvg(u"hicolor/symbolic/apps"_s, u"lanternfold-symbolic.svg"_s, lanternfold::lanternfoldSymbolicSvg()))
+        return 1;
     return 0;
 }
