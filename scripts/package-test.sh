@@ -124,7 +124,12 @@ file_list "$cli" "$work/cli-contents"
 expected_files="/usr/bin/lanternfold
 /usr/share/applications/lanternfold.desktop
 /usr/share/metainfo/com.lanternfold.Lanternfold.metainfo.xml
-/usr/share/doc/lanternfold/copyright"
+/usr/share/doc/lanternfold/copyright
+/usr/share/icons/hicolor/scalable/apps/lanternfold.svg
+/usr/share/icons/hicolor/symbolic/apps/lanternfold-symbolic.svg
+/usr/share/lanternfold/translations/lanternfold_de.qm
+/usr/share/lanternfold/translations/lanternfold_es.qm
+/usr/share/lanternfold/translations/lanternfold_fr.qm"
 for size in 16 22 24 32 48 64 128 256 512; do
   expected_files+=$'\n'"/usr/share/icons/hicolor/${size}x${size}/apps/lanternfold.png"
 done

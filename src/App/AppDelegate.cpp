@@ -20,11 +20,11 @@ AppDelegate::AppDelegate(Actions actions, QObject *parent)
       m_trayAvailable([] { return QSystemTrayIcon::isSystemTrayAvailable(); }),
       m_menu(std::make_unique<QMenu>())
 {
-    m_open = m_menu->addAction(u"Open Lanternfold"_s);
+    m_open = m_menu->addAction(tr("Open Lanternfold"));
     m_open->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_O));
     m_open->setShortcutVisibleInContextMenu(true);
     m_menu->addSeparator();
-    m_quit = m_menu->addAction(u"Quit Lanternfold"_s);
+    m_quit = m_menu->addAction(tr("Quit Lanternfold"));
     m_quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
     m_quit->setShortcutVisibleInContextMenu(true);
     connect(m_open, &QAction::triggered, this, [this] {
@@ -61,6 +61,10 @@ void AppDelegate::checkTray()
         m_statusItem->show();
         if (m_trayPoll)
             m_trayPoll->stop();
+        if (!m_inTray) {
+            m_inTray = true;
+            Q_EMIT trayChanged(true);
+        }
         return;
     }
     if (++m_trayPolls > trayPollLimit) {
@@ -76,6 +80,11 @@ void AppDelegate::checkTray()
     }
     if (!m_trayPoll->isActive())
         m_trayPoll->start();
+}
+
+bool AppDelegate::isInTray() const
+{
+    return m_inTray;
 }
 
 bool AppDelegate::isWaitingForTray() const

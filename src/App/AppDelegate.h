@@ -46,7 +46,14 @@ public:
     [[nodiscard]] QAction *openAction() const { return m_open; }
     [[nodiscard]] QAction *quitAction() const { return m_quit; }
     [[nodiscard]] bool isWaitingForTray() const;
+    /// Whether the icon is in a tray, so that closing the window leaves a way back.
+    [[nodiscard]] bool isInTray() const;
 
+Q_SIGNALS:
+    /// The icon went into a tray (true), or there is none to put it in (false, also at first).
+    void trayChanged(bool inTray);
+
+public:
     static constexpr std::chrono::seconds trayPollInterval{2};
     static constexpr int trayPollLimit = 150; // five minutes
 
@@ -59,6 +66,7 @@ private:
     QSystemTrayIcon *m_statusItem = nullptr;
     QTimer *m_trayPoll = nullptr;
     int m_trayPolls = 0;
+    bool m_inTray = false;
 };
 
 } // namespace lanternfold

@@ -6,6 +6,7 @@
 #include "App/AppDelegate.h"
 #include "Controller/Trust/FirstUseTrust.h"
 #include "Platform/FileLock.h"
+#include "Platform/NotificationService.h"
 #include "Schedules/ScheduleStore.h"
 #include "State/AppState.h"
 #include "State/JobList.h"
@@ -30,7 +31,8 @@ LanternfoldApp::LanternfoldApp(ScheduleStore &store, CertTrustService &pins, con
       m_appState(std::make_unique<AppState>(store, *m_firstUse, platform.keychain, settingsPath)),
       m_scheduler(new SchedulerEngine(*m_appState)),
       m_window(std::make_unique<ContentView>(*m_appState, pins, platform.loginItem)),
-      m_question(std::make_unique<CertificateQuestion>(m_window.get()))
+      m_question(std::make_unique<CertificateQuestion>(m_window.get())),
+      m_notifications(platform.notifications)
 {
     // The one question about a controller's key, for every connection the program makes.
     m_firstUse->setApprover(m_question.get());
@@ -53,6 +55,11 @@ LanternfoldApp::LanternfoldApp(ScheduleStore &store, CertTrustService &pins, con
     actions.openMainWindow = [this] { openMainWindow(); };
     actions.quit = [] { QCoreApplication::quit(); };
     m_delegate = std::make_unique<AppDelegate>(std::move(actions));
+    // The tray menu's Quit is the window's too (Ctrl+Q), and where no tray holds the menu the
+    // window shows it as a button: the program can always be ended from its window.
+    m_window->addAction(m_delegate->quitAction());
+    m_window->setQuitAction(m_delegate->quitAction());
+    connect(m_delegate.get(), &AppDelegate::trayChanged, m_window.get(), &ContentView::setInTray);
 }
 
 LanternfoldApp::~LanternfoldApp()
@@ -90,9 +97,22 @@ void LanternfoldApp::start()
 
 bool LanternfoldApp::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == m_window.get() && event->type() == QEvent::Paint)
-        QTimer::singleShot(0, this, &LanternfoldApp::setUpIcons);
+    if (watched == m_window.get()) {
+        if (event->type() == QEvent::Paint && !m_iconsSet)
+            QTimer::singleShot(0, this, &LanternfoldApp::setUpIcons);
+        else if (event->type() == QEvent::Close)
+            windowClosed();
+    }
     return QObject::eventFilter(watched, event);
+}
+
+void LanternfoldApp::windowClosed()
+{
+    if (m_delegate->isInTray() || m_backgroundNoticeGiven)
+        return;
+    m_backgroundNoticeGiven = true;
+    m_notifications.post(u"Lanternfold"_s,
+                         tr("Lanternfold keeps running in the background. Launch it again to open the window."));
 }
 
 void LanternfoldApp::setUpIcons()
@@ -100,7 +120,6 @@ void LanternfoldApp::setUpIcons()
     if (m_iconsSet)
         return;
     m_iconsSet = true;
-    m_window->removeEventFilter(this);
     m_window->setWindowIcon(lanternfoldIcon());
     m_delegate->setUpStatusItem();
 }

@@ -72,6 +72,9 @@ protected:
 
 private:
     void setUpIcons();
+    /// Without a tray, a closed window would leave the program running out of sight: the first
+    /// close of a run says so, and how to get the window back.
+    void windowClosed();
 
     std::unique_ptr<FirstUseTrust> m_firstUse;
     std::unique_ptr<AppState> m_appState;
@@ -85,6 +88,9 @@ private:
     /// While another process holds the lock: tries again at the scheduler's interval.
     QTimer *m_lockRetry = nullptr;
     bool m_iconsSet = false;
+    /// Whether the person was told, this run, that the closed window left the program running.
+    bool m_backgroundNoticeGiven = false;
+    NotificationService &m_notifications;
 };
 
 } // namespace lanternfold

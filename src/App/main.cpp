@@ -4,6 +4,7 @@
 #include "App/FontWarmUp.h"
 #include "App/LanternfoldApp.h"
 #include "App/SingleInstance.h"
+#include "App/Translations.h"
 #include "Controller/Trust/CertTrustService.h"
 #include "Platform/AutostartLoginItem.h"
 #include "Platform/DesktopNotifications.h"
@@ -86,6 +87,8 @@ int main(int argc, char *argv[])
     // connections and nothing is left half-written.
     onTerminationSignals(&app, [] { QCoreApplication::quit(); });
     fonts.wait();
+    Translations translations;
+    translations.install(QLocale());
     SecretServiceKeychain keychain;
     DesktopNotifications notifications;
     AutostartLoginItem loginItem;

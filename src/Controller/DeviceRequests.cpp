@@ -46,7 +46,7 @@ QCoro::Task<Decoded<T>> decodeAside(QList<QByteArray> body, Decoded<T> (*decode)
     std::optional<Decoded<T>> decoded = co_await decoding;
     // The task always returns one; an empty result would be a broken future, and reads as a failure.
     if (!decoded)
-        co_return DecodeError{u"The answer could not be decoded."_s};
+        co_return DecodeError{UnifiAPIClient::tr("The answer could not be decoded.")};
     co_return std::move(*decoded);
 }
 
@@ -114,7 +114,8 @@ QCoro::Task<APIResult<Done>> UnifiAPIClient::restartAccessPoint(QString mac, QSt
 
 QCoro::Task<APIResult<Done>> UnifiAPIClient::rebootCamera(QString id)
 {
-    const auto safe = pathSafeIdentifier(id, u"camera id"_s);
+    //: Inserted into "Unexpected %1 from controller: %2".
+    const auto safe = pathSafeIdentifier(id, tr("camera id"));
     if (!safe.ok())
         co_return safe.error();
     const auto response = co_await post(u"/proxy/protect/api/cameras/"_s + safe.value() + u"/reboot"_s, std::nullopt);
@@ -132,7 +133,8 @@ QCoro::Task<APIResult<DeviceReading>> UnifiAPIClient::readAccessPoint(QString ma
         return c == u':' || (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f');
     });
     if (!safe)
-        co_return UnifiAPIError::decoding(u"Unexpected MAC address from controller: "_s + mac);
+        //: %1 is the MAC address as the controller gave it.
+        co_return UnifiAPIError::decoding(tr("Unexpected MAC address from controller: %1").arg(mac));
     co_return co_await readOne(networkPath(chosen, u"/stat/device/"_s + lower), chosen, lower,
                                &decodeAccessPointReading);
 }
@@ -140,8 +142,9 @@ QCoro::Task<APIResult<DeviceReading>> UnifiAPIClient::readAccessPoint(QString ma
 QCoro::Task<APIResult<DeviceReading>> UnifiAPIClient::readCamera(QString id)
 {
     if (m_config.kind == ControllerKind::classic)
-        co_return UnifiAPIError::decoding(u"A classic controller has no cameras."_s);
-    const auto safe = pathSafeIdentifier(id, u"camera id"_s);
+        co_return UnifiAPIError::decoding(tr("A classic controller has no cameras."));
+    //: Inserted into "Unexpected %1 from controller: %2".
+    const auto safe = pathSafeIdentifier(id, tr("camera id"));
     if (!safe.ok())
         co_return safe.error();
     co_return co_await readOne(u"/proxy/protect/api/cameras/"_s + safe.value(), {}, id, &decodeCameraReading);
@@ -173,7 +176,8 @@ APIResult<QString> UnifiAPIClient::pathSafeIdentifier(const QString &value, cons
         }
     }
     if (!safe)
-        return UnifiAPIError::decoding(u"Unexpected "_s + kind + u" from controller: "_s + value);
+        //: %1 names what was expected (such as "camera id"), %2 is the value the controller gave.
+        return UnifiAPIError::decoding(tr("Unexpected %1 from controller: %2").arg(kind, value));
     return value;
 }
 

@@ -3,28 +3,30 @@
 
 #include "Controller/HttpAnswerReader.h"
 
+#include <QCoreApplication>
+
 #include <algorithm>
 
 namespace lanternfold {
-
-using namespace Qt::StringLiterals;
 
 namespace {
 
 QString notHttp()
 {
-    return u"The controller's answer was not an HTTP response."_s;
+    return QCoreApplication::translate("HttpAnswerReader", "The controller's answer was not an HTTP response.");
 }
 
 QString tooLarge()
 {
-    return u"The controller's answer is too large."_s;
+    return QCoreApplication::translate("HttpAnswerReader", "The controller's answer is too large.");
 }
 
 QString unreadableCoding(const QByteArray &coding)
 {
-    return u"The controller's answer came in an encoding Lanternfold does not read ("_s +
-           QString::fromLatin1(coding.left(40)) + u")."_s;
+    //: %1 is the encoding's name as the controller gave it, such as "gzip".
+    return QCoreApplication::translate("HttpAnswerReader",
+                                       "The controller's answer came in an encoding Lanternfold does not read (%1).")
+        .arg(QString::fromLatin1(coding.left(40)));
 }
 
 bool isTokenCharacter(char c)
@@ -162,8 +164,11 @@ void HttpAnswerReader::endOfStream()
         return;
     }
     if (m_state != State::complete && m_state != State::failed) {
-        fail(Failure::malformed, m_started ? u"The controller closed the connection before its answer was complete."_s
-                                           : u"The controller closed the connection without answering."_s);
+        fail(Failure::malformed,
+             m_started ? QCoreApplication::translate(
+                             "HttpAnswerReader", "The controller closed the connection before its answer was complete.")
+                       : QCoreApplication::translate("HttpAnswerReader",
+                                                     "The controller closed the connection without answering."));
     }
 }
 

@@ -15,8 +15,6 @@
 
 namespace lanternfold {
 
-using namespace Qt::StringLiterals;
-
 /// One TLS connection and what is known about it: the pin check's refusal, if it refused the key,
 /// and whether it may carry another request.
 class HttpLink final : public QObject
@@ -65,12 +63,12 @@ QString originOf(const QUrl &url)
 
 HttpFailure timedOut()
 {
-    return HttpFailure{HttpFailure::Kind::timedOut, u"The request timed out."_s, std::nullopt};
+    return HttpFailure{HttpFailure::Kind::timedOut, HttpTransport::tr("The request timed out."), std::nullopt};
 }
 
 HttpFailure closedFailure()
 {
-    return HttpFailure{HttpFailure::Kind::closed, u"The connection was closed."_s, std::nullopt};
+    return HttpFailure{HttpFailure::Kind::closed, HttpTransport::tr("The connection was closed."), std::nullopt};
 }
 
 } // namespace
@@ -204,7 +202,7 @@ QCoro::Task<Result<HttpAnswer, HttpFailure>> HttpTransport::exchange(HttpRequest
     for (const auto &[name, value] : std::as_const(request.headers)) {
         if (value.contains('\r') || value.contains('\n') || value.contains('\0'))
             co_return HttpFailure{HttpFailure::Kind::network,
-                                  u"The request could not be made: a header holds a line break."_s, std::nullopt};
+                                  tr("The request could not be made: a header holds a line break."), std::nullopt};
     }
     const QByteArray bytes = serialise(request);
     const QDeadlineTimer deadline(limits.deadline);

@@ -5,6 +5,8 @@
 
 #include "Models/FastJson.h"
 
+#include <QCoreApplication>
+
 #include <type_traits>
 #include <utility>
 
@@ -110,13 +112,15 @@ Decoded<Envelope> Envelope::fromJson(const QJsonValue &json)
 QList<UnifiDevice> accessPointsFrom(const QList<DeviceDTO> &devices)
 {
     QList<UnifiDevice> result;
+    //: Shown in the device list in place of the model of an access point whose controller names none.
+    const QString unnamedModel = QCoreApplication::translate("Inventory", "Access Point");
     for (const DeviceDTO &dto : devices) {
         if (dto.type != u"uap"_s)
             continue;
         result.append(UnifiDevice{
             .mac = dto.mac,
             .name = dto.name.value_or(dto.mac),
-            .model = dto.model.value_or(u"Access Point"_s),
+            .model = dto.model.value_or(unnamedModel),
             .type = dto.type.value_or(u"uap"_s),
             .state = dto.state,
             .ip = dto.ip,
@@ -129,11 +133,13 @@ QList<ProtectCamera> camerasFrom(const QList<CameraDTO> &cameras)
 {
     QList<ProtectCamera> result;
     result.reserve(cameras.size());
+    //: Shown in the device list in place of the type of a camera whose controller names none.
+    const QString unnamedType = QCoreApplication::translate("Inventory", "camera");
     for (const CameraDTO &dto : cameras) {
         result.append(ProtectCamera{
             .id = dto.id,
             .name = dto.name.value_or(dto.id),
-            .type = dto.type.value_or(u"camera"_s),
+            .type = dto.type.value_or(unnamedType),
             .state = dto.state,
         });
     }

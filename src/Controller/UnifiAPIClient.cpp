@@ -497,7 +497,7 @@ APIResult<QString> UnifiAPIClient::headerSafeToken(const QByteArray &value)
     for (const char c : value) {
         if (c < 0x20 || c > 0x7e)
             return UnifiAPIError::decoding(
-                u"The controller's CSRF token holds characters a request header cannot carry."_s);
+                tr("The controller's CSRF token holds characters a request header cannot carry."));
     }
     return QString::fromLatin1(value);
 }

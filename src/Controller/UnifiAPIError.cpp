@@ -3,9 +3,9 @@
 
 #include "Controller/UnifiAPIError.h"
 
-namespace lanternfold {
+#include <QCoreApplication>
 
-using namespace Qt::StringLiterals;
+namespace lanternfold {
 
 UnifiAPIError::UnifiAPIError(Case kind, QString first, QString second, int status)
     : m_case(kind), m_first(std::move(first)), m_second(std::move(second)), m_status(status)
@@ -40,7 +40,7 @@ UnifiAPIError UnifiAPIError::network(const QString &description)
 
 UnifiAPIError UnifiAPIError::closed()
 {
-    return network(u"The connection to the controller was closed."_s);
+    return network(QCoreApplication::translate("UnifiAPIError", "The connection to the controller was closed."));
 }
 
 UnifiAPIError UnifiAPIError::invalidCredentials()
@@ -77,27 +77,40 @@ QString UnifiAPIError::description() const
 {
     switch (m_case) {
     case Case::certificateMismatch:
-        return u"The controller's certificate changed unexpectedly.\nPinned: "_s + m_first + u"\nPresented: "_s +
-               m_second +
-               u"\n\nIf you recently reset or re-adopted the controller, remove the pin in Settings and reconnect."_s;
+        //: %1 is the key's fingerprint (SHA-256) that was pinned, %2 the one the controller shows now.
+        return QCoreApplication::translate("UnifiAPIError",
+                                           "The controller's certificate changed unexpectedly.\nPinned: %1\nPresented: "
+                                           "%2\n\nIf you recently reset or re-adopted the controller, remove the pin "
+                                           "in Settings and reconnect.")
+            .arg(m_first, m_second);
     case Case::server:
-        return u"Controller returned HTTP "_s + QString::number(m_status) + u": "_s + m_first;
+        //: %1 is the HTTP status code, %2 the start of the controller's answer.
+        return QCoreApplication::translate("UnifiAPIError", "Controller returned HTTP %1: %2")
+            .arg(QString::number(m_status), m_first);
     case Case::decoding:
-        return u"Failed to parse controller response: "_s + m_first;
+        //: %1 says what was wrong with the answer (often in English).
+        return QCoreApplication::translate("UnifiAPIError", "Failed to parse controller response: %1").arg(m_first);
     case Case::network:
         return m_first;
     case Case::invalidCredentials:
-        return u"Invalid username or password."_s;
+        return QCoreApplication::translate("UnifiAPIError", "Invalid username or password.");
     case Case::certificateRejected:
-        return u"The controller's certificate was not approved."_s;
+        return QCoreApplication::translate("UnifiAPIError", "The controller's certificate was not approved.");
     case Case::notLoggedIn:
-        return u"Not logged in."_s;
+        return QCoreApplication::translate("UnifiAPIError", "Not logged in.");
     case Case::twoFactorRequired:
-        return u"This account uses two-factor authentication. Use a local controller account without it."_s;
+        return QCoreApplication::translate(
+            "UnifiAPIError", "This account uses two-factor authentication. Use a local controller account without it.");
     case Case::noSiteContext:
-        return u"The controller has no site '"_s + m_first + u"' for this account. Choose a site in Settings."_s;
+        //: %1 is the site's short id.
+        return QCoreApplication::translate(
+                   "UnifiAPIError", "The controller has no site '%1' for this account. Choose a site in Settings.")
+            .arg(m_first);
     case Case::noPermission:
-        return u"This account may not restart devices on site '"_s + m_first + u"'. Use an administrator account."_s;
+        //: %1 is the site's name.
+        return QCoreApplication::translate(
+                   "UnifiAPIError", "This account may not restart devices on site '%1'. Use an administrator account.")
+            .arg(m_first);
     }
     return {};
 }

@@ -3,6 +3,7 @@
 
 #include "Models/DeviceReading.h"
 
+#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -41,13 +42,18 @@ Decoded<DeviceReading> decodeAccessPointReading(const QByteArray &body, const QS
     const QJsonObject envelope = document.object();
     if (envelope.value(u"meta"_s).toObject().value(u"rc"_s).toString() != u"ok"_s ||
         !envelope.value(u"data"_s).isArray())
-        return DecodeError{u"The controller's answer for "_s + mac + u" is not a device list."_s};
+        //: %1 is the access point's MAC address.
+        return DecodeError{
+            QCoreApplication::translate("DeviceReading", "The controller's answer for %1 is not a device list.")
+                .arg(mac)};
     const QJsonArray data = envelope.value(u"data"_s).toArray();
     // Exactly one record, and of this device: a controller that ignores the MAC in the path
     // answers with every device, whose first would otherwise be taken for this one.
     if (data.size() != 1 || data.first().toObject().value(u"mac"_s).toString().compare(mac, Qt::CaseInsensitive) != 0)
-        return DecodeError{u"The controller answered "_s + QString::number(data.size()) + u" records for "_s + mac +
-                           u", not its own."_s};
+        //: %1 is a number of device records, %2 the MAC address of the access point asked about.
+        return DecodeError{
+            QCoreApplication::translate("DeviceReading", "The controller answered %1 records for %2, not its own.")
+                .arg(QString::number(data.size()), mac)};
     const QJsonObject record = data.first().toObject();
     LF_TRY_DECODE(state, optionalInteger(record, u"state"_s));
     LF_TRY_DECODE(uptime, optionalInteger(record, u"uptime"_s));
@@ -65,7 +71,10 @@ Decoded<DeviceReading> decodeCameraReading(const QByteArray &body, const QString
     LF_TRY_DECODE(document, parse(body));
     const QJsonObject camera = document.object();
     if (!document.isObject() || camera.value(u"id"_s).toString() != id)
-        return DecodeError{u"The controller's answer for camera "_s + id + u" is not that camera."_s};
+        //: %1 is the camera's id.
+        return DecodeError{
+            QCoreApplication::translate("DeviceReading", "The controller's answer for camera %1 is not that camera.")
+                .arg(id)};
     LF_TRY_DECODE(upSince, optionalInteger(camera, u"upSince"_s));
     LF_TRY_DECODE(connectedSince, optionalInteger(camera, u"connectedSince"_s));
     LF_TRY_DECODE(lastSeen, optionalInteger(camera, u"lastSeen"_s));

@@ -65,7 +65,8 @@ Result<Done, QString> AutostartLoginItem::registerProgram() const
 {
     const QString program = programPath();
     if (program.isEmpty())
-        return u"Lanternfold cannot find its own program file, so it cannot be started at login."_s;
+        return QCoreApplication::translate(
+            "AutostartLoginItem", "Lanternfold cannot find its own program file, so it cannot be started at login.");
     const QString path = autostartFilePath();
     // A folder that cannot be made needs no message of its own: the save below fails and says why.
     QDir().mkpath(QFileInfo(path).absolutePath());

@@ -5,6 +5,7 @@
 
 #include "Models/JsonDate.h"
 
+#include <QCoreApplication>
 #include <QStringList>
 
 #include <algorithm>
@@ -135,10 +136,15 @@ std::optional<QDateTime> nextRun(const RecurrenceRule &rule, const QDateTime &af
 QString summary(const RecurrenceRule &rule, const Calendar &calendar)
 {
     if (const auto *once = std::get_if<RecurrenceRule::Once>(&rule.value())) {
-        return u"Once, on "_s + formatDateTime(once->date, calendar, FormatStyle::mediumStyle, FormatStyle::shortStyle);
+        //: A schedule that runs once; %1 is its date and time, already in the locale's format.
+        return QCoreApplication::translate("RecurrenceRule", "Once, on %1")
+            .arg(formatDateTime(once->date, calendar, FormatStyle::mediumStyle, FormatStyle::shortStyle));
     }
-    if (const auto *daily = std::get_if<RecurrenceRule::DailyAt>(&rule.value()))
-        return u"Daily at "_s + twoDigits(daily->hour) + u':' + twoDigits(daily->minute);
+    if (const auto *daily = std::get_if<RecurrenceRule::DailyAt>(&rule.value())) {
+        //: A schedule that runs every day; %1 is the hour (00-23), %2 the minute, both of two digits.
+        return QCoreApplication::translate("RecurrenceRule", "Daily at %1:%2")
+            .arg(twoDigits(daily->hour), twoDigits(daily->minute));
+    }
     if (const auto *weekly = std::get_if<RecurrenceRule::WeeklyAt>(&rule.value())) {
         const QStringList symbols = shortWeekdaySymbols(calendar);
         QStringList days;
@@ -146,11 +152,17 @@ QString summary(const RecurrenceRule &rule, const Calendar &calendar)
             const bool known = weekday >= 1 && weekday <= symbols.size();
             days.append(known ? symbols.at(static_cast<qsizetype>(weekday - 1)) : u"?"_s);
         }
-        return u"Weekly on "_s + days.join(u", "_s) + u" at "_s + twoDigits(weekly->hour) + u':' +
-               twoDigits(weekly->minute);
+        //: A schedule that runs on some weekdays; %1 lists the days (abbreviated, comma-separated), %2 is the
+        //: hour (00-23), %3 the minute, both of two digits.
+        return QCoreApplication::translate("RecurrenceRule", "Weekly on %1 at %2:%3")
+            .arg(days.join(u", "_s), twoDigits(weekly->hour), twoDigits(weekly->minute));
     }
     const auto &interval = std::get<RecurrenceRule::EveryInterval>(rule.value());
-    return u"Every "_s + QString::number(interval.hours) + (interval.hours == 1 ? u" hour"_s : u" hours"_s);
+    if (interval.hours == 1)
+        //: A schedule that runs every hour; %1 is 1.
+        return QCoreApplication::translate("RecurrenceRule", "Every %1 hour").arg(interval.hours);
+    //: A schedule that runs every few hours; %1 is their number.
+    return QCoreApplication::translate("RecurrenceRule", "Every %1 hours").arg(interval.hours);
 }
 
 } // namespace lanternfold

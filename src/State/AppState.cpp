@@ -25,12 +25,6 @@ const QString AppState::configDefaultsKey = u"com.lanternfold.controllerConfig"_
 const QString AppState::passwordRefusedKey = u"com.lanternfold.savedPasswordRefused"_s;
 const QString AppState::devicesTabWaitsKey = u"com.lanternfold.devicesTabWaitsForOnline"_s;
 
-namespace {
-
-const QString passwordRefusedLine = u"Lanternfold needs the controller password again: the saved one was refused."_s;
-
-} // namespace
-
 /// A connect under way; reconnects wait for it instead of starting another.
 struct AppState::ConnectAttempt
 {
@@ -227,7 +221,8 @@ ControllerSession *AppState::openSession(const ControllerConfig &config)
                      });
     QObject::connect(session, &ControllerSession::renewalFailed, this, [this, session](const UnifiAPIError &error) {
         setLastError(error.description());
-        log(u"Connect failed: "_s + error.description(), LogLevel::error);
+        //: %1 says why, as the controller or the connection told it.
+        log(tr("Connect failed: %1").arg(error.description()), LogLevel::error);
         if (ControllerSession::refusesThePassword(error)) {
             markPasswordRefused(session->config());
             endSession(session);
@@ -280,7 +275,7 @@ void AppState::markPasswordRefused(const ControllerConfig &config)
     settings.setValue(passwordRefusedKey, keyringAccount(config));
     settings.sync();
     qCWarning(lcState) << "the controller refused the saved password: no automatic login until the person connects";
-    log(passwordRefusedLine, LogLevel::error);
+    log(tr("Lanternfold needs the controller password again: the saved one was refused."), LogLevel::error);
     Q_EMIT savedPasswordRefused();
 }
 
@@ -340,7 +335,8 @@ QCoro::Task<Done> AppState::performConnect(ControllerConfig config, QString pass
         // A connect that a disconnect called off ends quietly: there is nothing to report.
         if (!login.ok() && !attempt->cancelled && session && !session->isClosed()) {
             setLastError(login.error().description());
-            log(u"Connect failed: "_s + login.error().description(), LogLevel::error);
+            //: %1 says why, as the controller or the connection told it.
+            log(tr("Connect failed: %1").arg(login.error().description()), LogLevel::error);
             if (unattended) {
                 const UnifiAPIError::Case kind = login.error().kind();
                 m_reconnectNeedsCertificate = kind == UnifiAPIError::Case::certificateRejected ||
@@ -390,7 +386,8 @@ QCoro::Task<Done> AppState::performConnect(ControllerConfig config, QString pass
         co_return Done{};
     // A disconnect (or another connect) that came meanwhile ended this session: nothing to announce.
     if (!attempt->cancelled && session && m_session == session && !session->isEnding())
-        log(u"Connected to "_s + config.host);
+        //: %1 is the controller's host name or address.
+        log(tr("Connected to %1").arg(config.host));
     finish();
     co_return Done{};
 }
@@ -407,15 +404,17 @@ QCoro::Task<ControllerConfig> AppState::learnSites(QPointer<ControllerSession> s
         // The devices may still be there: the connect goes on with the site it was given, and the
         // device fetch says what is wrong with it, if anything.
         qCWarning(lcState) << "the controller did not list its sites:" << sites.error().description();
-        log(u"Could not read the controller's sites: "_s + sites.error().description(), LogLevel::warning);
+        //: %1 says why.
+        log(tr("Could not read the controller's sites: %1").arg(sites.error().description()), LogLevel::warning);
         setSites({});
         co_return config;
     }
     const QList<ControllerSite> &listed = sites.value();
     if (!listed.isEmpty() && !findSite(listed, config.site)) {
         const ControllerSite &first = listed.first();
-        log(u"Site '"_s + first.displayName() + u"' chosen: the controller has no site '"_s + config.site +
-            u"' for this account."_s);
+        //: %1 is the site taken instead, %2 the site that was asked for.
+        log(tr("Site '%1' chosen: the controller has no site '%2' for this account.")
+                .arg(first.displayName(), config.site));
         config.site = first.name;
     }
     setSites(listed);
@@ -477,7 +476,8 @@ QCoro::Task<Done> AppState::disconnect()
         co_await retire(session, /*logOut=*/true);
     if (gone->isSet())
         co_return Done{};
-    log(u"Disconnected"_s);
+    //: Activity log line: the person disconnected from the controller.
+    log(tr("Disconnected"));
     co_return Done{};
 }
 
@@ -515,7 +515,8 @@ QCoro::Task<Done> AppState::refreshDevices()
             setAccessPoints(std::move(devices).value());
         } else {
             setLastError(devices.error().description());
-            log(u"Device refresh failed: "_s + devices.error().description(), LogLevel::warning);
+            //: %1 says why.
+            log(tr("Device refresh failed: %1").arg(devices.error().description()), LogLevel::warning);
         }
     }
     auto protect = co_await std::move(cameras);
@@ -525,7 +526,8 @@ QCoro::Task<Done> AppState::refreshDevices()
         setCameras(std::move(protect).value());
     } else {
         setLastError(protect.error().description());
-        log(u"Device refresh failed: "_s + protect.error().description(), LogLevel::warning);
+        //: %1 says why.
+        log(tr("Device refresh failed: %1").arg(protect.error().description()), LogLevel::warning);
     }
     co_return Done{};
 }
@@ -567,9 +569,11 @@ QCoro::Task<Result<Done, UnifiAPIError>> AppState::restartOn(QPointer<Controller
     if (gone->isSet())
         co_return result;
     if (result.ok())
-        log(u"Restarted "_s + target.displayName);
+        //: Activity log line; %1 is the device's name.
+        log(tr("Restarted %1").arg(target.displayName));
     else
-        log(u"Restart failed for "_s + target.displayName + u": "_s + result.error().description(), LogLevel::error);
+        //: %1 is the device's name, %2 says why.
+        log(tr("Restart failed for %1: %2").arg(target.displayName, result.error().description()), LogLevel::error);
     co_return result;
 }
 

@@ -55,7 +55,8 @@ QCoro::Task<AppState::BatchOutcome> AppState::restartBatch(QList<RestartTarget> 
         for (qsizetype rest = from; rest < targets.size(); ++rest) {
             const RestartTarget &target = targets.at(rest);
             outcome.failed.append(target);
-            log(u"Restart failed for "_s + target.displayName + u": "_s + why.description(), LogLevel::error);
+            //: %1 is the device's name, %2 says why.
+            log(tr("Restart failed for %1: %2").arg(target.displayName, why.description()), LogLevel::error);
         }
     };
     for (qsizetype index = 0; index < targets.size(); ++index) {
@@ -131,11 +132,13 @@ QCoro::Task<AppState::BatchOutcome> AppState::restartBatch(QList<RestartTarget> 
         if (back) {
             outcome.backOnline.append(target);
             outcome.duration = std::chrono::duration_cast<std::chrono::seconds>(elapsedSince(batchStart, {}));
-            log(target.displayName + u" back online after "_s + durationText(seconds));
+            //: %1 is the device's name, %2 how long it took (such as "1 min 48 s").
+            log(tr("%1 back online after %2").arg(target.displayName, durationText(seconds)));
             continue;
         }
         outcome.notBack.append(target);
-        log(target.displayName + u" not back after "_s + durationText(limit), LogLevel::warning);
+        //: %1 is the device's name, %2 how long it was waited for (such as "10 min").
+        log(tr("%1 not back after %2").arg(target.displayName, durationText(limit)), LogLevel::warning);
         if (wait->whenNotBack == ScheduledJob::WaitForOnline::WhenNotBack::stopTheJob) {
             // Coverage is already missing here: the next device is not taken down too.
             outcome.notRestarted = targets.mid(index + 1);
@@ -150,10 +153,13 @@ QString AppState::durationText(std::chrono::seconds duration)
     const qint64 minutes = duration.count() / 60;
     const qint64 seconds = duration.count() % 60;
     if (minutes == 0)
-        return QString::number(seconds) + u" s"_s;
+        //: A duration in seconds, abbreviated.
+        return tr("%1 s").arg(seconds);
     if (seconds == 0)
-        return QString::number(minutes) + u" min"_s;
-    return QString::number(minutes) + u" min "_s + QString::number(seconds) + u" s"_s;
+        //: A duration in minutes, abbreviated.
+        return tr("%1 min").arg(minutes);
+    //: A duration in minutes (%1) and seconds (%2), abbreviated.
+    return tr("%1 min %2 s").arg(QString::number(minutes), QString::number(seconds));
 }
 
 QString AppState::BatchOutcome::summary() const
@@ -166,21 +172,31 @@ QString AppState::BatchOutcome::summary() const
     };
     if (!waitMinutes) {
         if (failed.isEmpty())
-            return u"Restarted "_s + QString::number(succeeded.size()) + u" device(s) successfully."_s;
-        return QString::number(succeeded.size()) + u" succeeded, "_s + QString::number(failed.size()) + u" failed: "_s +
-               names(failed);
+            //: %1 is a number of devices.
+            return AppState::tr("Restarted %1 device(s) successfully.").arg(succeeded.size());
+        //: %1 and %2 are numbers of devices, %3 the names of those that failed.
+        return AppState::tr("%1 succeeded, %2 failed: %3")
+            .arg(QString::number(succeeded.size()), QString::number(failed.size()), names(failed));
     }
     if (failed.isEmpty() && notBack.isEmpty() && notRestarted.isEmpty())
-        return u"Restarted "_s + QString::number(succeeded.size()) + u" device(s); all back online in "_s +
-               durationText(duration) + u"."_s;
-    QStringList parts{QString::number(backOnline.size()) + u" back online"_s};
+        //: %1 is a number of devices, %2 how long the whole run took (such as "3 min 10 s").
+        return AppState::tr("Restarted %1 device(s); all back online in %2.")
+            .arg(QString::number(succeeded.size()), durationText(duration));
+    // The items below make one line, joined with commas and ended with a full stop.
+    //: One item of a run's outcome; %1 is a number of devices.
+    QStringList parts{AppState::tr("%1 back online").arg(backOnline.size())};
     if (!notBack.isEmpty())
-        parts.append(QString::number(notBack.size()) + u" not back after "_s +
-                     durationText(std::chrono::minutes(*waitMinutes)) + u": "_s + names(notBack));
+        //: One item of a run's outcome; %1 is a number of devices, %2 the wait (such as "10 min"), %3 their names.
+        parts.append(AppState::tr("%1 not back after %2: %3")
+                         .arg(QString::number(notBack.size()), durationText(std::chrono::minutes(*waitMinutes)),
+                              names(notBack)));
     if (!failed.isEmpty())
-        parts.append(QString::number(failed.size()) + u" failed: "_s + names(failed));
+        //: One item of a run's outcome; %1 is a number of devices, %2 their names.
+        parts.append(AppState::tr("%1 failed: %2").arg(QString::number(failed.size()), names(failed)));
     if (!notRestarted.isEmpty())
-        parts.append(QString::number(notRestarted.size()) + u" not restarted: "_s + names(notRestarted));
+        //: One item of a run's outcome; %1 is a number of devices, %2 their names.
+        parts.append(
+            AppState::tr("%1 not restarted: %2").arg(QString::number(notRestarted.size()), names(notRestarted)));
     return parts.join(u", "_s) + u"."_s;
 }
 

@@ -12,8 +12,10 @@ namespace lanternfold {
 
 using namespace Qt::StringLiterals;
 
-const QString RunNotifier::passwordRefusedText =
-    u"Lanternfold needs the controller password again: the saved one was refused."_s;
+QString RunNotifier::passwordRefusedText()
+{
+    return tr("Lanternfold needs the controller password again: the saved one was refused.");
+}
 
 RunNotifier::RunNotifier(AppState &state, SchedulerEngine &engine, NotificationService &notifications)
     : QObject(&engine), m_notifications(notifications)
@@ -21,7 +23,7 @@ RunNotifier::RunNotifier(AppState &state, SchedulerEngine &engine, NotificationS
     connect(&engine, &SchedulerEngine::jobSkipped, this,
             [this](const ScheduledJob &job, SchedulerEngine::SkipReason reason) { jobSkipped(job, int(reason)); });
     connect(&state, &AppState::savedPasswordRefused, this,
-            [this] { m_notifications.post(u"Lanternfold"_s, passwordRefusedText); });
+            [this] { m_notifications.post(u"Lanternfold"_s, passwordRefusedText()); });
     connect(&engine, &SchedulerEngine::jobRan, this, &RunNotifier::jobRan);
     // From the event loop: the first use of the session bus waits for the connection to it, and
     // the window need not wait for that. Nothing depends on the answer.
@@ -36,17 +38,21 @@ QString RunNotifier::outcomeText(const AppState::BatchOutcome &outcome)
 void RunNotifier::jobSkipped(const ScheduledJob &job, int reason)
 {
     if (SchedulerEngine::SkipReason(reason) == SchedulerEngine::SkipReason::certificateUnconfirmed) {
-        m_notifications.post(u"Lanternfold"_s,
-                             u"Scheduled job '"_s + job.name +
-                                 u"' skipped \u2014 confirm the controller's certificate in Lanternfold first."_s);
+        //: %1 is the name of the scheduled job.
+        m_notifications.post(
+            u"Lanternfold"_s,
+            tr("Scheduled job '%1' skipped \u2014 confirm the controller's certificate in Lanternfold first.")
+                .arg(job.name));
         return;
     }
-    m_notifications.post(u"Lanternfold"_s, u"Couldn't run '"_s + job.name + u"': not connected to the controller."_s);
+    //: %1 is the name of the scheduled job.
+    m_notifications.post(u"Lanternfold"_s, tr("Couldn't run '%1': not connected to the controller.").arg(job.name));
 }
 
 void RunNotifier::jobRan(const ScheduledJob &job, const AppState::BatchOutcome &outcome)
 {
-    m_notifications.post(u"Lanternfold \u2014 "_s + job.name, outcomeText(outcome));
+    //: A notification's title: the program's name, then the name of the job that ran.
+    m_notifications.post(tr("Lanternfold \u2014 %1").arg(job.name), outcomeText(outcome));
 }
 
 } // namespace lanternfold

@@ -25,7 +25,7 @@ public:
     RunNotifier(AppState &state, SchedulerEngine &engine, NotificationService &notifications);
 
     /// Said once, when the saved password stops working for automatic logins.
-    static const QString passwordRefusedText;
+    static QString passwordRefusedText();
     ~RunNotifier() override = default;
 
     /// "Restarted 3 device(s) successfully." or "2 succeeded, 1 failed: Garage AP".

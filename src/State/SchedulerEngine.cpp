@@ -14,8 +14,6 @@
 
 namespace lanternfold {
 
-using namespace Qt::StringLiterals;
-
 SchedulerEngine::SchedulerEngine(AppState &appState) : QObject(&appState), m_appState(&appState) {}
 
 SchedulerEngine::~SchedulerEngine() = default;
@@ -71,7 +69,7 @@ void SchedulerEngine::noticeClockChanges(const QDateTime &now)
         const qint64 bootMoved = (sinceBoot - last->second).count();
         if (std::abs(wallMoved - bootMoved) > std::chrono::milliseconds(clockChangeThreshold).count()) {
             qCInfo(lcScheduler) << "wall clock moved" << wallMoved << "ms while" << bootMoved << "ms passed";
-            m_appState->log(u"System clock changed; next runs recomputed."_s);
+            m_appState->log(tr("System clock changed; next runs recomputed."));
             m_appState->jobList().recomputeNextRuns();
             return;
         }
@@ -102,11 +100,13 @@ QCoro::Task<void> SchedulerEngine::run(QPointer<SchedulerEngine> self, Scheduled
             co_return;
         if (!loggedIn) {
             const bool certificate = appState->reconnectNeedsCertificate();
-            appState->log(certificate
-                              ? u"Scheduled job '"_s + job.name +
-                                    u"' skipped \u2014 confirm the controller's certificate in Lanternfold first."_s
-                              : u"Scheduled job '"_s + job.name +
-                                    u"' skipped \u2014 not logged in and auto-reconnect failed."_s,
+            //: %1 is the name of the scheduled job.
+            const QString skippedForCertificate =
+                tr("Scheduled job '%1' skipped \u2014 confirm the controller's certificate in Lanternfold first.");
+            //: %1 is the name of the scheduled job.
+            const QString skippedNotLoggedIn =
+                tr("Scheduled job '%1' skipped \u2014 not logged in and auto-reconnect failed.");
+            appState->log((certificate ? skippedForCertificate : skippedNotLoggedIn).arg(job.name),
                           AppState::LogLevel::warning);
             Q_EMIT self->jobSkipped(job, certificate ? SkipReason::certificateUnconfirmed : SkipReason::notConnected);
             self->markRan(job, false);
@@ -120,21 +120,23 @@ QCoro::Task<void> SchedulerEngine::run(QPointer<SchedulerEngine> self, Scheduled
     if (const auto &interrupted = job.runInProgress) {
         const std::optional<QDateTime> following = nextRun(job.rule, interrupted->occurrence, appState->calendar());
         if (following && *following <= appState->now()) {
-            appState->log(u"Interrupted run of '"_s + job.name + u"' closed as missed."_s, AppState::LogLevel::warning);
+            //: %1 is the name of the scheduled job.
+            appState->log(tr("Interrupted run of '%1' closed as missed.").arg(job.name), AppState::LogLevel::warning);
             appState->jobList().closeInterruptedRun(job.id);
         } else {
             occurrence = interrupted->occurrence;
             targets.removeIf(
                 [&interrupted](const RestartTarget &target) { return interrupted->restarted.contains(target.id()); });
-            appState->log(u"Resumed '"_s + job.name + u"' after an interruption: "_s +
-                          QString::number(job.targets.size() - targets.size()) + u" of "_s +
-                          QString::number(job.targets.size()) + u" device(s) were already restarted."_s);
+            //: %1 is the name of the scheduled job; %2 of its %3 devices were restarted before the interruption.
+            appState->log(tr("Resumed '%1' after an interruption: %2 of %3 device(s) were already restarted.")
+                              .arg(job.name, QString::number(job.targets.size() - targets.size()),
+                                   QString::number(job.targets.size())));
         }
     }
     if (occurrence)
         appState->jobList().beginRun(job.id, *occurrence);
-    appState->log(u"Running scheduled job '"_s + job.name + u"' ("_s + QString::number(targets.size()) +
-                  u" device(s))"_s);
+    //: %1 is the name of the scheduled job, %2 the number of devices it restarts now.
+    appState->log(tr("Running scheduled job '%1' (%2 device(s))").arg(job.name, QString::number(targets.size())));
     AppState::BatchOptions options;
     options.pause =
         std::chrono::seconds(std::clamp<qint64>(job.staggerSeconds, 0, ScheduledJob::staggerSecondsMaximum));
@@ -151,7 +153,8 @@ QCoro::Task<void> SchedulerEngine::run(QPointer<SchedulerEngine> self, Scheduled
     // A run that waited took minutes: its end is worth a line of its own.
     if (outcome.waitMinutes) {
         const bool whole = outcome.failed.isEmpty() && outcome.notBack.isEmpty() && outcome.notRestarted.isEmpty();
-        appState->log(u"Scheduled job '"_s + job.name + u"': "_s + outcome.summary(),
+        //: %1 is the name of the scheduled job, %2 what its run did.
+        appState->log(tr("Scheduled job '%1': %2").arg(job.name, outcome.summary()),
                       whole ? AppState::LogLevel::info : AppState::LogLevel::warning);
     }
     qCDebug(lcScheduler) << "job" << job.id.toString(QUuid::WithoutBraces) << "ran:" << outcome.succeeded.size()

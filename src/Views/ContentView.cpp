@@ -17,8 +17,6 @@
 
 namespace lanternfold {
 
-using namespace Qt::StringLiterals;
-
 ContentView::ContentView(AppState &appState, CertTrustService &trust, LoginItemService &loginItem, QWidget *parent)
     : QWidget(parent), m_appState(appState), m_trust(trust), m_loginItem(loginItem)
 {
@@ -50,7 +48,8 @@ void ContentView::showLoginState()
     m_tabs = new QTabWidget(this);
     m_tabs->setDocumentMode(true);
     m_devices = new DeviceListModel(m_appState, m_tabs);
-    m_tabs->addTab(new DeviceListView(m_appState, *m_devices, m_tabs), symbolIcon(Symbol::wifiRouter), u"Devices"_s);
+    //: Tab title: the access points and cameras of the controller
+    m_tabs->addTab(new DeviceListView(m_appState, *m_devices, m_tabs), symbolIcon(Symbol::wifiRouter), tr("Devices"));
     m_stack->addWidget(m_tabs);
     // Showing the Devices tab asks for the device lists; the requests leave on the next turn of
     // the event loop. The other two tabs are built after that turn, so that their construction
@@ -63,9 +62,26 @@ void ContentView::addRemainingTabs()
 {
     if (!m_tabs || !m_devices || m_tabs->count() != 1)
         return;
-    m_tabs->addTab(new ScheduleListView(m_appState, *m_devices, m_tabs), symbolIcon(Symbol::clock), u"Schedules"_s);
-    m_tabs->addTab(new SettingsView(m_appState, m_trust, m_loginItem, m_tabs), symbolIcon(Symbol::gearshape),
-                   u"Settings"_s);
+    //: Tab title: the scheduled restarts
+    m_tabs->addTab(new ScheduleListView(m_appState, *m_devices, m_tabs), symbolIcon(Symbol::clock), tr("Schedules"));
+    m_settings = new SettingsView(m_appState, m_trust, m_loginItem, m_tabs);
+    m_settings->setQuitAction(m_quit, !m_inTray);
+    //: Tab title
+    m_tabs->addTab(m_settings, symbolIcon(Symbol::gearshape), tr("Settings"));
+}
+
+void ContentView::setQuitAction(QAction *quit)
+{
+    m_quit = quit;
+    if (m_settings)
+        m_settings->setQuitAction(m_quit, !m_inTray);
+}
+
+void ContentView::setInTray(bool inTray)
+{
+    m_inTray = inTray;
+    if (m_settings)
+        m_settings->setQuitAction(m_quit, !m_inTray);
 }
 
 } // namespace lanternfold

@@ -6,6 +6,7 @@
 #include <QPointer>
 #include <QWidget>
 
+class QAction;
 class QStackedLayout;
 #include <QTabWidget>
 
@@ -16,6 +17,7 @@ class CertTrustService;
 class DeviceListModel;
 class LoginItemService;
 class LoginView;
+class SettingsView;
 
 /// The main window's content: the login form until a login succeeds, then the Devices, Schedules
 /// and Settings tabs; a disconnect brings the form back. Swapped in place, never by reopening.
@@ -35,6 +37,11 @@ public:
     /// on the next turn of the event loop.
     [[nodiscard]] QTabWidget *tabs() const { return m_tabs; }
 
+    /// The program's Quit, which Settings offers as a button while no tray holds its menu.
+    void setQuitAction(QAction *quit);
+    /// Whether the tray icon is there: without it, Settings shows the Quit button.
+    void setInTray(bool inTray);
+
 private:
     void showLoginState();
     void addRemainingTabs();
@@ -47,6 +54,9 @@ private:
     QPointer<QTabWidget> m_tabs;
     /// The device rows the tabs share; they go with the tabs.
     QPointer<DeviceListModel> m_devices;
+    QPointer<SettingsView> m_settings;
+    QPointer<QAction> m_quit;
+    bool m_inTray = false;
 };
 
 } // namespace lanternfold

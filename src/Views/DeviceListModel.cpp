@@ -8,8 +8,6 @@
 
 namespace lanternfold {
 
-using namespace Qt::StringLiterals;
-
 DeviceListModel::DeviceListModel(AppState &state, QObject *parent)
     : QAbstractListModel(parent), m_state(state), m_accessPoints(state.accessPoints()), m_cameras(state.cameras())
 {
@@ -37,12 +35,14 @@ int DeviceListModel::rowCount(const QModelIndex &parent) const
 
 QString DeviceListModel::accessPointsTitle(qsizetype count)
 {
-    return u"Access Points ("_s + QString::number(count) + u')';
+    //: Section heading of the device list; %1 is how many access points it holds
+    return tr("Access Points (%1)").arg(count);
 }
 
 QString DeviceListModel::camerasTitle(qsizetype count)
 {
-    return u"Cameras ("_s + QString::number(count) + u')';
+    //: Section heading of the device list; %1 is how many cameras it holds
+    return tr("Cameras (%1)").arg(count);
 }
 
 std::optional<DeviceRow> DeviceListModel::deviceRow(int row) const

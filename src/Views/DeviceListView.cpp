@@ -24,8 +24,6 @@
 
 namespace lanternfold {
 
-using namespace Qt::StringLiterals;
-
 namespace {
 
 constexpr int sideMargin = 16;
@@ -81,12 +79,14 @@ QWidget *DeviceListView::buildHeader()
     auto *header = new QWidget(this);
     auto *layout = new QHBoxLayout(header);
     layout->setContentsMargins(sideMargin, 14, sideMargin, 0);
-    auto *title = new QLabel(u"Devices"_s, header);
+    //: Heading of the Devices tab
+    auto *title = new QLabel(tr("Devices"), header);
     title->setTextFormat(Qt::PlainText);
     setTextStyle(title, TextStyle::title2, /*bold=*/true);
     layout->addWidget(title);
     layout->addStretch(1);
-    m_refresh = new QPushButton(symbolIcon(Symbol::arrowClockwise), u"Refresh"_s, header);
+    //: Button: loads the device lists from the controller again
+    m_refresh = new QPushButton(symbolIcon(Symbol::arrowClockwise), tr("Refresh"), header);
     connect(m_refresh, &QPushButton::clicked, this, [this] { (void)refresh(QPointer<DeviceListView>(this)); });
     layout->addWidget(m_refresh);
     return header;
@@ -107,14 +107,14 @@ QWidget *DeviceListView::buildFooter()
     m_outcome->hide();
     layout->addWidget(m_outcome);
     layout->addStretch(1);
-    m_waitToggle = new QCheckBox(u"Wait for each device to come back"_s, footer);
+    m_waitToggle = new QCheckBox(tr("Wait for each device to come back"), footer);
     m_waitToggle->setChecked(m_appState && m_appState->devicesTabWaits());
     connect(m_waitToggle, &QCheckBox::toggled, this, [this](bool on) {
         if (m_appState)
             m_appState->setDevicesTabWaits(on);
     });
     layout->addWidget(m_waitToggle);
-    m_restart = new BusyButton(u"Restart Selected"_s, symbolIcon(Symbol::power), footer);
+    m_restart = new BusyButton(tr("Restart Selected"), symbolIcon(Symbol::power), footer);
     connect(m_restart, &QPushButton::clicked, this, [this] { (void)restartSelected(QPointer<DeviceListView>(this)); });
     layout->addWidget(m_restart);
     return footer;
@@ -217,7 +217,8 @@ void DeviceListView::takeSelectionFromList()
 
 void DeviceListView::updateFooter()
 {
-    m_selectedCount->setText(QString::number(m_selected.size()) + u" selected"_s);
+    //: %1 is how many devices are selected in the list
+    m_selectedCount->setText(tr("%1 selected").arg(m_selected.size()));
     m_outcome->setText(m_restartResultMessage.value_or(QString()));
     m_outcome->setVisible(m_restartResultMessage.has_value());
     m_restart->setBusy(m_isRestarting);
@@ -246,9 +247,11 @@ void DeviceListView::setRestartResultMessage(std::optional<QString> message)
 
 QString DeviceListView::outcomeLine(qsizetype succeeded, qsizetype failed)
 {
-    if (failed > 0)
-        return QString::number(succeeded) + u" ok, "_s + QString::number(failed) + u" failed."_s;
-    return u"Restarted "_s + QString::number(succeeded) + u" device(s)."_s;
+    if (failed > 0) {
+        //: After a restart run: %1 devices restarted, %2 did not
+        return tr("%1 ok, %2 failed.").arg(succeeded).arg(failed);
+    }
+    return tr("Restarted %1 device(s).").arg(succeeded);
 }
 
 QCoro::Task<void> DeviceListView::refresh(QPointer<DeviceListView> self)

@@ -5,15 +5,17 @@
 
 #include "Models/RestartTarget.h"
 
-namespace lanternfold {
+#include <QCoreApplication>
 
-using namespace Qt::StringLiterals;
+namespace lanternfold {
 
 DeviceRow DeviceRow::from(const UnifiDevice &accessPoint)
 {
     return DeviceRow{
         .name = accessPoint.name,
-        .subtitle = accessPoint.model + u" \u00b7 "_s + accessPoint.mac,
+        //: Line under an access point's name: %1 is its model, %2 its MAC address
+        .subtitle = QCoreApplication::translate("lanternfold::DeviceRow", "%1 \u00b7 %2")
+                        .arg(accessPoint.model, accessPoint.mac),
         .online = accessPoint.isOnline(),
         .id = deviceKey(RestartTargetKind::accessPoint, accessPoint.mac),
     };

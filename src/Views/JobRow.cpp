@@ -24,9 +24,9 @@ namespace {
 
 constexpr qsizetype namesShown = 3;
 
-QString dateLine(const QString &prefix, const QDateTime &instant, const Calendar &calendar)
+QString dateText(const QDateTime &instant, const Calendar &calendar)
 {
-    return prefix + formatDateTime(instant, calendar, FormatStyle::mediumStyle, FormatStyle::shortStyle);
+    return formatDateTime(instant, calendar, FormatStyle::mediumStyle, FormatStyle::shortStyle);
 }
 
 } // namespace
@@ -83,19 +83,25 @@ void JobRow::setJob(ScheduledJob job)
     // The switch has no visible label: the job's name says what it switches.
     m_switch->setAccessibleName(m_job.name);
     m_name->setText(m_job.name);
-    m_summary->setText(summary(m_job.rule, calendar) +
-                       (m_job.waitForOnline ? u" \u00b7 waits for each device"_s : QString()));
-    m_targets->setText(sitePrefix() + targetsLine(m_job.targets));
+    const QString rule = summary(m_job.rule, calendar);
+    //: %1 is when the job runs ("Daily at 03:00"); added when the job waits for its devices to come back online
+    m_summary->setText(m_job.waitForOnline ? tr("%1 \u00b7 waits for each device").arg(rule) : rule);
+    const QString targets = targetsLine(m_job.targets);
+    const std::optional<QString> site = shownSite();
+    //: %1 is the site's name, %2 the job's devices ("5 device(s): A, B, C…")
+    m_targets->setText(site ? tr("%1 \u00b7 %2").arg(*site, targets) : targets);
     m_nextRun->setVisible(m_job.nextRunAt.has_value());
-    m_nextRun->setText(m_job.nextRunAt ? dateLine(u"Next: "_s, *m_job.nextRunAt, calendar) : QString());
+    //: %1 is the date and time of the job's next run
+    m_nextRun->setText(m_job.nextRunAt ? tr("Next: %1").arg(dateText(*m_job.nextRunAt, calendar)) : QString());
     m_lastRun->setVisible(m_job.lastRunAt.has_value());
-    m_lastRun->setText(m_job.lastRunAt ? dateLine(u"Last: "_s, *m_job.lastRunAt, calendar) : QString());
+    //: %1 is the date and time the job last ran
+    m_lastRun->setText(m_job.lastRunAt ? tr("Last: %1").arg(dateText(*m_job.lastRunAt, calendar)) : QString());
     setAccessibleName(m_job.name);
     setAccessibleDescription(description());
     applyColours();
 }
 
-QString JobRow::sitePrefix() const
+std::optional<QString> JobRow::shownSite() const
 {
     // One site says nothing worth reading; with several, which one the job restarts matters. A job
     // of cameras alone has no site: they belong to the console.
@@ -104,8 +110,8 @@ QString JobRow::sitePrefix() const
         std::any_of(m_job.targets.cbegin(), m_job.targets.cend(),
                     [](const RestartTarget &target) { return target.kind == RestartTargetKind::accessPoint; });
     if (sites.size() < 2 || !restartsAccessPoints)
-        return {};
-    return siteDisplayName(sites, m_job.site) + u" \u00b7 "_s;
+        return std::nullopt;
+    return siteDisplayName(sites, m_job.site);
 }
 
 QString JobRow::description() const
@@ -131,7 +137,8 @@ QString JobRow::targetsLine(const QList<RestartTarget> &targets)
     QStringList names;
     for (qsizetype index = 0; index < std::min(targets.size(), namesShown); ++index)
         names.append(targets.at(index).displayName);
-    QString line = QString::number(targets.size()) + u" device(s): "_s + names.join(u", "_s);
+    //: %1 is how many devices the job restarts, %2 the names of the first few, separated by commas
+    QString line = tr("%1 device(s): %2").arg(QString::number(targets.size()), names.join(u", "_s));
     if (targets.size() > namesShown)
         line += u'\u2026';
     return line;

@@ -7,6 +7,8 @@
 
 #include <QWidget>
 
+#include <optional>
+
 class QCheckBox;
 
 namespace lanternfold {
@@ -48,8 +50,9 @@ public:
 
 private:
     void switchFlipped(bool on);
-    /// "Warehouse · " before the devices when the account has several sites; empty otherwise.
-    [[nodiscard]] QString sitePrefix() const;
+    /// The job's site ("Warehouse"), shown before the devices when the account has several sites;
+    /// absent otherwise.
+    [[nodiscard]] std::optional<QString> shownSite() const;
     void applyColours();
 
     AppState &m_appState;

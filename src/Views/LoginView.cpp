@@ -23,8 +23,6 @@
 
 namespace lanternfold {
 
-using namespace Qt::StringLiterals;
-
 namespace {
 
 QLabel *makeLabel(const QString &text, QWidget *parent)
@@ -55,16 +53,18 @@ LoginView::LoginView(AppState &appState, QWidget *parent) : QWidget(parent), m_a
     m_lastError->hide();
     columnLayout->addWidget(m_lastError);
 
-    m_connect = new BusyButton(u"Connect"_s, QIcon(), column);
+    //: Button: logs in to the controller
+    m_connect = new BusyButton(tr("Connect"), QIcon(), column);
     m_connect->setDefault(true);
     m_connect->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     m_connect->setMinimumHeight(m_connect->sizeHint().height() + 6);
     columnLayout->addWidget(m_connect);
 
-    m_note = makeLabel(u"Credentials are sent directly to your controller over your LAN and stored only in your system "
-                       u"keyring. The controller's TLS certificate is pinned on first connect \u2014 see Settings to "
-                       u"review or reset it."_s,
-                       column);
+    m_note =
+        makeLabel(tr("Credentials are sent directly to your controller over your LAN and stored only in your system "
+                     "keyring. The controller's TLS certificate is pinned on first connect \u2014 see Settings to "
+                     "review or reset it."),
+                  column);
     m_note->setWordWrap(true);
     m_note->setAlignment(Qt::AlignHCenter);
     setTextStyle(m_note, TextStyle::caption);
@@ -110,10 +110,11 @@ QWidget *LoginView::buildHeader()
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(6);
     layout->addWidget(new LanternfoldLogo(56, header), 0, Qt::AlignHCenter);
-    auto *title = makeLabel(u"Lanternfold"_s, header);
+    //: The program's name, above the login form
+    auto *title = makeLabel(tr("Lanternfold"), header);
     setTextStyle(title, TextStyle::title2, /*bold=*/true);
     layout->addWidget(title, 0, Qt::AlignHCenter);
-    m_subtitle = makeLabel(u"Connect to your local UniFi controller"_s, header);
+    m_subtitle = makeLabel(tr("Connect to your local UniFi controller"), header);
     setTextStyle(m_subtitle, TextStyle::subheadline);
     layout->addWidget(m_subtitle, 0, Qt::AlignHCenter);
     return header;
@@ -136,29 +137,33 @@ QWidget *LoginView::buildForm()
     form->setLabelAlignment(Qt::AlignLeft | Qt::AlignVCenter);
 
     m_kind = new QComboBox(group);
-    m_kind->addItem(u"UniFi OS (UDM / UDM-Pro / UDM-SE / Cloud Gateway)"_s,
+    //: Controller type: a console that runs UniFi OS; the names in brackets are Ubiquiti products
+    m_kind->addItem(tr("UniFi OS (UDM / UDM-Pro / UDM-SE / Cloud Gateway)"),
                     QVariant::fromValue(ControllerKind::unifiOS));
-    m_kind->addItem(u"Classic (self-hosted Network Application)"_s, QVariant::fromValue(ControllerKind::classic));
-    form->addRow(u"Controller type"_s, m_kind);
+    //: Controller type: the Network Application installed on one's own server
+    m_kind->addItem(tr("Classic (self-hosted Network Application)"), QVariant::fromValue(ControllerKind::classic));
+    form->addRow(tr("Controller type"), m_kind);
 
     m_host = new QLineEdit(group);
-    m_host->setPlaceholderText(u"192.168.1.1"_s);
+    //: Example address shown in the empty host field
+    m_host->setPlaceholderText(tr("192.168.1.1"));
     m_host->setInputMethodHints(Qt::ImhUrlCharactersOnly | Qt::ImhNoPredictiveText | Qt::ImhNoAutoUppercase);
-    form->addRow(u"Controller IP or hostname"_s, m_host);
+    form->addRow(tr("Controller IP or hostname"), m_host);
 
     m_port = new QLineEdit(QString::number(defaultPort(ControllerKind::unifiOS)), group);
     m_port->setInputMethodHints(Qt::ImhFormattedNumbersOnly | Qt::ImhNoPredictiveText);
-    form->addRow(u"Port"_s, m_port);
+    //: Form label: the controller's network port
+    form->addRow(tr("Port"), m_port);
 
     m_username = new QLineEdit(group);
     m_username->setInputMethodHints(Qt::ImhNoPredictiveText | Qt::ImhNoAutoUppercase);
-    form->addRow(u"Username"_s, m_username);
+    form->addRow(tr("Username"), m_username);
 
     m_password = new QLineEdit(group);
     m_password->setEchoMode(QLineEdit::Password);
-    form->addRow(u"Password"_s, m_password);
+    form->addRow(tr("Password"), m_password);
 
-    m_rememberPassword = new QCheckBox(u"Remember password in keyring"_s, group);
+    m_rememberPassword = new QCheckBox(tr("Remember password in keyring"), group);
     m_rememberPassword->setChecked(true);
     form->addRow(m_rememberPassword);
     return group;

@@ -3,21 +3,25 @@
 
 #include "Views/RuleType.h"
 
-namespace lanternfold {
+#include <QCoreApplication>
 
-using namespace Qt::StringLiterals;
+namespace lanternfold {
 
 QString ruleTypeTitle(RuleType type)
 {
     switch (type) {
     case RuleType::once:
-        return u"Once"_s;
+        //: How often a schedule repeats: it runs a single time
+        return QCoreApplication::translate("lanternfold::RuleType", "Once");
     case RuleType::daily:
-        return u"Daily"_s;
+        //: How often a schedule repeats: every day
+        return QCoreApplication::translate("lanternfold::RuleType", "Daily");
     case RuleType::weekly:
-        return u"Weekly"_s;
+        //: How often a schedule repeats: on chosen days of the week
+        return QCoreApplication::translate("lanternfold::RuleType", "Weekly");
     case RuleType::interval:
-        return u"Every N Hours"_s;
+        //: How often a schedule repeats: at a fixed number of hours apart
+        return QCoreApplication::translate("lanternfold::RuleType", "Every N Hours");
     }
     Q_UNREACHABLE();
     return {};

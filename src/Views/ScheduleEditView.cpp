@@ -45,11 +45,6 @@ enum RepeatsRow { frequencyRow, runAtRow, timeRow, weekdaysRow, intervalRow, int
 
 constexpr int devicesShownWithoutScrolling = 7;
 
-QString hoursText(qint64 hours)
-{
-    return QString::number(hours) + u" hour"_s + (hours == 1 ? QString() : u"s"_s);
-}
-
 QLabel *sectionHeader(const QString &text, QWidget *parent)
 {
     auto *header = new QLabel(text, parent);
@@ -100,7 +95,7 @@ ScheduleEditView::ScheduleEditView(AppState &appState, DeviceListModel &devices,
       m_calendar(appState.calendar()),
       m_openedAt(appState.now())
 {
-    setWindowTitle(m_existingJob ? u"Edit Schedule"_s : u"New Schedule"_s);
+    setWindowTitle(m_existingJob ? tr("Edit Schedule") : tr("New Schedule"));
     loadFields();
     buildForm();
     refresh();
@@ -112,7 +107,8 @@ ScheduleEditView::~ScheduleEditView() = default;
 void ScheduleEditView::loadFields()
 {
     if (!m_existingJob) {
-        m_name = u"Restart Devices"_s;
+        //: The name a new schedule starts with
+        m_name = tr("Restart Devices");
         m_ruleType = RuleType::interval;
         m_onceDate = m_openedAt;
         m_timeOfDay = todayAt(3, 0);
@@ -174,8 +170,13 @@ void ScheduleEditView::buildForm()
     layout->addStretch(1);
 
     auto *buttons = new QDialogButtonBox(this);
-    m_cancelButton = buttons->addButton(u"Cancel"_s, QDialogButtonBox::RejectRole);
-    m_confirmButton = buttons->addButton(m_existingJob ? u"Save"_s : u"Create"_s, QDialogButtonBox::AcceptRole);
+    //: Button: closes the editor without saving
+    m_cancelButton = buttons->addButton(tr("Cancel"), QDialogButtonBox::RejectRole);
+    //: Button: saves the changes to an existing schedule
+    const QString saveText = tr("Save");
+    //: Button: adds the new schedule
+    const QString createText = tr("Create");
+    m_confirmButton = buttons->addButton(m_existingJob ? saveText : createText, QDialogButtonBox::AcceptRole);
     m_confirmButton->setDefault(true);
     m_cancelButton->setAutoDefault(false);
     // Each button does its own work: the confirm button must save before the sheet closes.
@@ -193,9 +194,10 @@ QWidget *ScheduleEditView::buildNameSection()
     auto *layout = new QVBoxLayout(section);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(6);
-    QLabel *header = sectionHeader(u"Name"_s, section);
+    //: Section heading: the schedule's name
+    QLabel *header = sectionHeader(tr("Name"), section);
     m_nameField = new QLineEdit(m_name, section);
-    m_nameField->setPlaceholderText(u"Schedule name"_s);
+    m_nameField->setPlaceholderText(tr("Schedule name"));
     header->setBuddy(m_nameField);
     connect(m_nameField, &QLineEdit::textChanged, this, [this](const QString &text) {
         m_name = text;
@@ -212,9 +214,10 @@ QWidget *ScheduleEditView::buildDevicesSection()
     auto *layout = new QVBoxLayout(section);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(6);
-    layout->addWidget(sectionHeader(u"Devices"_s, section));
+    //: Section heading: the devices the schedule restarts
+    layout->addWidget(sectionHeader(tr("Devices"), section));
 
-    m_noDevicesNote = new QLabel(u"No devices loaded. Connect and refresh from the Devices tab first."_s, section);
+    m_noDevicesNote = new QLabel(tr("No devices loaded. Connect and refresh from the Devices tab first."), section);
     m_noDevicesNote->setWordWrap(true);
     setTextColor(m_noDevicesNote, secondaryTextColor(m_noDevicesNote->palette()));
     layout->addWidget(m_noDevicesNote);
@@ -242,7 +245,8 @@ QWidget *ScheduleEditView::buildRepeatsSection()
     auto *layout = new QVBoxLayout(section);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(6);
-    layout->addWidget(sectionHeader(u"Repeats"_s, section));
+    //: Section heading: when and how often the schedule runs
+    layout->addWidget(sectionHeader(tr("Repeats"), section));
 
     m_repeatsForm = new QFormLayout;
     m_repeatsForm->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
@@ -272,7 +276,8 @@ QWidget *ScheduleEditView::buildRepeatsSection()
         if (checked)
             setRuleType(static_cast<RuleType>(id));
     });
-    m_repeatsForm->addRow(u"Frequency"_s, segments);
+    //: Form label: the choice between Once, Daily, Weekly and Every N Hours
+    m_repeatsForm->addRow(tr("Frequency"), segments);
 
     m_runAtPicker = new QDateTimeEdit(section);
     m_runAtPicker->setLocale(m_calendar.locale);
@@ -285,14 +290,16 @@ QWidget *ScheduleEditView::buildRepeatsSection()
     m_runAtPicker->setMinimumDateTime(wallClockReading(m_runAtLimitedToFuture ? now : m_onceDate, m_calendar));
     m_runAtPicker->setDateTime(wallClockReading(m_onceDate, m_calendar));
     connect(m_runAtPicker, &QDateTimeEdit::dateTimeChanged, this, &ScheduleEditView::runAtPicked);
-    m_repeatsForm->addRow(u"Run at"_s, m_runAtPicker);
+    //: Form label: the date and time of a schedule that runs once
+    m_repeatsForm->addRow(tr("Run at"), m_runAtPicker);
 
     m_timePicker = new QTimeEdit(section);
     m_timePicker->setLocale(m_calendar.locale);
     m_timePicker->setDisplayFormat(m_calendar.locale.timeFormat(QLocale::ShortFormat));
     m_timePicker->setTime(wallClockReading(m_timeOfDay, m_calendar).time());
     connect(m_timePicker, &QTimeEdit::timeChanged, this, &ScheduleEditView::timePicked);
-    m_repeatsForm->addRow(u"Time"_s, m_timePicker);
+    //: Form label: the time of day of a daily or weekly schedule
+    m_repeatsForm->addRow(tr("Time"), m_timePicker);
 
     m_weekdayPicker = new WeekdayPicker(weekdaySymbols(m_calendar), section);
     m_weekdayPicker->setSelection(m_weekdays);
@@ -324,7 +331,8 @@ QWidget *ScheduleEditView::buildStaggerSection()
     auto *layout = new QVBoxLayout(section);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(6);
-    layout->addWidget(sectionHeader(u"Stagger"_s, section));
+    //: Section heading: the pause between restarting one device and the next
+    layout->addWidget(sectionHeader(tr("Stagger"), section));
 
     auto *form = new QFormLayout;
     form->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
@@ -340,10 +348,10 @@ QWidget *ScheduleEditView::buildStaggerSection()
         refresh();
     });
     form->addRow(m_staggerLabel, m_staggerStepper);
-    form->addRow(caption(u"Spacing out restarts avoids dropping wifi/camera coverage all at once."_s, section));
+    form->addRow(caption(tr("Spacing out restarts avoids dropping wifi/camera coverage all at once."), section));
     layout->addLayout(form);
 
-    m_waitToggle = new QCheckBox(u"Wait for each device to come back online"_s, section);
+    m_waitToggle = new QCheckBox(tr("Wait for each device to come back online"), section);
     m_waitToggle->setChecked(m_waits);
     layout->addWidget(m_waitToggle);
     auto *waitForm = new QFormLayout;
@@ -353,16 +361,20 @@ QWidget *ScheduleEditView::buildStaggerSection()
     m_waitMinutesStepper = new QSpinBox(section);
     m_waitMinutesStepper->setRange(int(ScheduledJob::waitMinutesMinimum), int(ScheduledJob::waitMinutesMaximum));
     m_waitMinutesStepper->setValue(int(m_wait.minutes));
-    m_waitMinutesStepper->setSuffix(u" minutes"_s);
-    auto *upTo = new QLabel(u"up to"_s, section);
+    //: Unit after the number of a spin box ("10 minutes"); keep the leading space
+    m_waitMinutesStepper->setSuffix(tr(" minutes"));
+    //: Form label before the longest wait for a device ("up to 10 minutes")
+    auto *upTo = new QLabel(tr("up to"), section);
     upTo->setBuddy(m_waitMinutesStepper);
     waitForm->addRow(upTo, m_waitMinutesStepper);
     m_whenNotBackPicker = new QComboBox(section);
-    m_whenNotBackPicker->addItem(u"Stop the job"_s);
-    m_whenNotBackPicker->addItem(u"Continue with the next device"_s);
+    //: What happens when a device is not back online in time: the run ends there
+    m_whenNotBackPicker->addItem(tr("Stop the job"));
+    //: What happens when a device is not back online in time: the run goes on
+    m_whenNotBackPicker->addItem(tr("Continue with the next device"));
     m_whenNotBackPicker->setCurrentIndex(
         m_wait.whenNotBack == ScheduledJob::WaitForOnline::WhenNotBack::stopTheJob ? 0 : 1);
-    auto *whenNotBack = new QLabel(u"If one does not come back:"_s, section);
+    auto *whenNotBack = new QLabel(tr("If one does not come back:"), section);
     whenNotBack->setBuddy(m_whenNotBackPicker);
     waitForm->addRow(whenNotBack, m_whenNotBackPicker);
     layout->addLayout(waitForm);
@@ -399,9 +411,10 @@ void ScheduleEditView::rebuildDeviceToggles()
     auto *scroll = findChild<QScrollArea *>(u"deviceScroll"_s);
     if (editsAnotherSite() && m_existingJob) {
         const ScheduledJob &existing = *m_existingJob;
-        m_noDevicesNote->setText(JobRow::targetsLine(existing.targets) + u"\nThese devices are on site '"_s +
-                                 siteDisplayName(m_appState.sites(), existing.site) +
-                                 u"'. Choose that site in Settings to change them."_s);
+        //: %1 is the job's devices ("5 device(s): A, B, C…"), %2 the name of the site they are on
+        m_noDevicesNote->setText(
+            tr("%1\nThese devices are on site '%2'. Choose that site in Settings to change them.")
+                .arg(JobRow::targetsLine(existing.targets), siteDisplayName(m_appState.sites(), existing.site)));
     }
     m_noDevicesNote->setVisible(targets.isEmpty());
     scroll->setVisible(!targets.isEmpty());
@@ -493,9 +506,18 @@ void ScheduleEditView::refresh()
     m_repeatsForm->setRowVisible(intervalRow, m_ruleType == RuleType::interval);
     m_repeatsForm->setRowVisible(intervalCaptionRow, m_ruleType == RuleType::interval);
 
-    m_intervalLabel->setText(u"Every "_s + hoursText(m_intervalHours));
-    m_intervalCaption->setText(u"First run will be "_s + hoursText(m_intervalHours) + u" after saving."_s);
-    m_staggerLabel->setText(QString::number(m_staggerSeconds) + u" seconds between each device"_s);
+    // One sentence each for one hour and for several, so that a translation can word both.
+    if (m_intervalHours == 1) {
+        //: Label beside the number of hours between two runs, when it is one
+        m_intervalLabel->setText(tr("Every %1 hour").arg(m_intervalHours));
+        m_intervalCaption->setText(tr("First run will be %1 hour after saving.").arg(m_intervalHours));
+    } else {
+        //: Label beside the number of hours between two runs
+        m_intervalLabel->setText(tr("Every %1 hours").arg(m_intervalHours));
+        m_intervalCaption->setText(tr("First run will be %1 hours after saving.").arg(m_intervalHours));
+    }
+    //: %1 is the pause, in seconds, between restarting one device and the next
+    m_staggerLabel->setText(tr("%1 seconds between each device").arg(m_staggerSeconds));
     m_waitMinutesStepper->setEnabled(m_waits);
     m_whenNotBackPicker->setEnabled(m_waits);
     m_confirmButton->setEnabled(canSave());

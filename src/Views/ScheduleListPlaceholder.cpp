@@ -11,8 +11,6 @@
 
 namespace lanternfold {
 
-using namespace Qt::StringLiterals;
-
 namespace {
 
 constexpr int pictureSide = 48;
@@ -30,10 +28,10 @@ ScheduleListPlaceholder::ScheduleListPlaceholder(QWidget *parent) : QWidget(pare
     m_picture->setPixmap(symbolIcon(Symbol::clockBadge).pixmap(pictureSide, pictureSide));
     m_picture->setAlignment(Qt::AlignCenter);
     // Decoration: the title says it all.
-    m_picture->setAccessibleName(u"No Scheduled Restarts"_s);
+    m_picture->setAccessibleName(tr("No Scheduled Restarts"));
     layout->addWidget(m_picture);
 
-    m_title = new QLabel(u"No Scheduled Restarts"_s, this);
+    m_title = new QLabel(tr("No Scheduled Restarts"), this);
     setTextStyle(m_title, TextStyle::title2);
     QFont bold = m_title->font();
     bold.setBold(true);
@@ -41,7 +39,7 @@ ScheduleListPlaceholder::ScheduleListPlaceholder(QWidget *parent) : QWidget(pare
     m_title->setAlignment(Qt::AlignCenter);
     layout->addWidget(m_title);
 
-    m_description = new QLabel(u"Create a schedule to power-cycle access points or cameras automatically."_s, this);
+    m_description = new QLabel(tr("Create a schedule to power-cycle access points or cameras automatically."), this);
     m_description->setAlignment(Qt::AlignCenter);
     m_description->setWordWrap(true);
     setTextColor(m_description, secondaryTextColor(m_description->palette()));

@@ -25,8 +25,6 @@
 
 namespace lanternfold {
 
-using namespace Qt::StringLiterals;
-
 namespace {
 
 constexpr int idRole = Qt::UserRole;
@@ -61,11 +59,12 @@ ScheduleListView::ScheduleListView(AppState &appState, DeviceListModel &devices,
 
     auto *header = new QHBoxLayout;
     header->setContentsMargins(16, 14, 16, 10);
-    auto *title = new QLabel(u"Schedules"_s, this);
+    //: Heading of the Schedules tab
+    auto *title = new QLabel(tr("Schedules"), this);
     setTextStyle(title, TextStyle::title2);
     header->addWidget(title);
     header->addStretch(1);
-    m_newSchedule = new QPushButton(symbolIcon(Symbol::plus), u"New Schedule"_s, this);
+    m_newSchedule = new QPushButton(symbolIcon(Symbol::plus), tr("New Schedule"), this);
     connect(m_newSchedule, &QPushButton::clicked, this, &ScheduleListView::presentNewJob);
     header->addWidget(m_newSchedule);
     layout->addLayout(header);
@@ -90,7 +89,8 @@ ScheduleListView::ScheduleListView(AppState &appState, DeviceListModel &devices,
     m_pages->addWidget(listPage);
     layout->addWidget(m_pages, 1);
 
-    m_deleteAction = new QAction(u"Delete"_s, this);
+    //: Menu item of a schedule row: removes the selected schedules
+    m_deleteAction = new QAction(tr("Delete"), this);
     m_deleteAction->setShortcut(QKeySequence::Delete);
     m_deleteAction->setShortcutContext(Qt::WidgetWithChildrenShortcut);
     m_deleteAction->setEnabled(false);

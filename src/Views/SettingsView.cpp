@@ -9,6 +9,7 @@
 #include "Views/ActivityLogList.h"
 #include "Views/TextStyle.h"
 
+#include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QEvent>
@@ -20,8 +21,6 @@
 #include <QVBoxLayout>
 
 namespace lanternfold {
-
-using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -66,45 +65,55 @@ SettingsView::SettingsView(AppState &state, CertTrustService &trust, LoginItemSe
     column->setContentsMargins(sideMargin, 14, sideMargin, 12);
 
     // Controller: the saved configuration, whether or not it is logged in now.
-    column->addWidget(sectionHeader(u"Controller"_s, this));
+    //: Section heading: the controller this program connects to
+    column->addWidget(sectionHeader(tr("Controller"), this));
     column->addWidget(makeControllerDetails());
-    m_notConnected = new QLabel(u"Not connected."_s, this);
+    m_notConnected = new QLabel(tr("Not connected."), this);
     column->addWidget(m_notConnected);
     column->addSpacing(sectionGap);
 
-    column->addWidget(sectionHeader(u"Security"_s, this));
-    m_forgetButton = new QPushButton(u"Forget Pinned Certificate"_s, this);
+    //: Section heading
+    column->addWidget(sectionHeader(tr("Security"), this));
+    m_forgetButton = new QPushButton(tr("Forget Pinned Certificate"), this);
     column->addWidget(m_forgetButton, 0, Qt::AlignLeft);
     m_secondaryLabels.append(
-        caption(u"Only do this if you've reset, replaced, or re-adopted your controller — you'll be "
-                u"asked to re-verify the new certificate fingerprint on next connect."_s,
+        caption(tr("Only do this if you've reset, replaced, or re-adopted your controller — you'll be "
+                   "asked to re-verify the new certificate fingerprint on next connect."),
                 this));
     column->addWidget(m_secondaryLabels.last());
     column->addSpacing(sectionGap);
 
-    column->addWidget(sectionHeader(u"Background Scheduling"_s, this));
-    m_launchSwitch = new QCheckBox(u"Launch Lanternfold at login"_s, this);
+    column->addWidget(sectionHeader(tr("Background Scheduling"), this));
+    m_launchSwitch = new QCheckBox(tr("Launch Lanternfold at login"), this);
     m_launchSwitch->setChecked(m_launchAtLogin);
     // No wider than its text: a click beside it is a click on nothing.
     column->addWidget(m_launchSwitch, 0, Qt::AlignLeft);
-    m_secondaryLabels.append(caption(u"Schedules only fire while Lanternfold is running. Keep it running in the "
-                                     u"background (closing the window won't quit it) and enable launch-at-login so "
-                                     u"restarts keep happening after a reboot."_s,
+    m_secondaryLabels.append(caption(tr("Schedules only fire while Lanternfold is running. Keep it running in the "
+                                        "background (closing the window won't quit it) and enable launch-at-login so "
+                                        "restarts keep happening after a reboot."),
                                      this));
     column->addWidget(m_secondaryLabels.last());
     // While the background service holds the schedules, this program only edits them.
-    m_serviceNote = caption(u"Schedules are run by the background service."_s, this);
+    m_serviceNote = caption(tr("Schedules are run by the background service."), this);
     m_serviceNote->setVisible(m_state.schedulesRunElsewhere());
     column->addWidget(m_serviceNote);
     m_loginItemErrorLabel = caption({}, this);
     m_loginItemErrorLabel->setTextFormat(Qt::PlainText);
     m_loginItemErrorLabel->setVisible(false);
     column->addWidget(m_loginItemErrorLabel);
+    m_quitButton = new QPushButton(this);
+    m_quitButton->setVisible(false);
+    connect(m_quitButton, &QPushButton::clicked, this, [this] {
+        if (m_quit)
+            m_quit->trigger();
+    });
+    column->addWidget(m_quitButton, 0, Qt::AlignLeft);
     column->addSpacing(sectionGap);
 
-    column->addWidget(sectionHeader(u"Activity Log"_s, this));
+    //: Section heading: the list of what the program has done
+    column->addWidget(sectionHeader(tr("Activity Log"), this));
     m_log = new QStackedWidget(this);
-    m_noActivity = new QLabel(u"No activity yet."_s, m_log);
+    m_noActivity = new QLabel(tr("No activity yet."), m_log);
     m_noActivity->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     m_secondaryLabels.append(m_noActivity);
     m_logList = new ActivityLogList(m_log);
@@ -142,19 +151,24 @@ QWidget *SettingsView::makeControllerDetails()
     m_hostValue = valueLabel(m_controllerDetails);
     m_typeValue = valueLabel(m_controllerDetails);
     m_usernameValue = valueLabel(m_controllerDetails);
-    form->addRow(u"Host"_s, m_hostValue);
-    form->addRow(u"Type"_s, m_typeValue);
-    form->addRow(u"Username"_s, m_usernameValue);
+    //: Form label: the controller's address and port
+    form->addRow(tr("Host"), m_hostValue);
+    //: Form label: the kind of controller (UniFi OS or Classic)
+    form->addRow(tr("Type"), m_typeValue);
+    form->addRow(tr("Username"), m_usernameValue);
     // The sites by the names people know; each item keeps its short id. The label names the combo
     // box for assistive technology (its buddy), which reads the box itself as the site chosen.
     m_sitePicker = new QComboBox(m_controllerDetails);
-    m_sitePicker->setAccessibleName(u"Site"_s);
+    //: A UniFi site: one of the networks an account manages
+    m_sitePicker->setAccessibleName(tr("Site"));
     m_sitePicker->setSizeAdjustPolicy(QComboBox::AdjustToContents);
     // As wide as the longest site name, like the values above it, not across the whole tab.
     m_sitePicker->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-    form->addRow(u"Site"_s, m_sitePicker);
+    //: A UniFi site: one of the networks an account manages
+    form->addRow(tr("Site"), m_sitePicker);
     m_controllerForm = form;
-    m_disconnectButton = new QPushButton(u"Disconnect"_s, m_controllerDetails);
+    //: Button: logs out of the controller
+    m_disconnectButton = new QPushButton(tr("Disconnect"), m_controllerDetails);
     form->addRow(m_disconnectButton);
     form->setAlignment(m_disconnectButton, Qt::AlignLeft);
     return m_controllerDetails;
@@ -168,7 +182,13 @@ void SettingsView::showController()
     if (!config)
         return;
     m_hostValue->setText(config->host + u':' + QString::number(config->port));
-    m_typeValue->setText(config->kind == ControllerKind::unifiOS ? u"UniFi OS"_s : u"Classic"_s);
+    if (config->kind == ControllerKind::unifiOS) {
+        //: Controller type: a console that runs UniFi OS (a product name)
+        m_typeValue->setText(tr("UniFi OS"));
+    } else {
+        //: Controller type: the self-hosted Network Application
+        m_typeValue->setText(tr("Classic"));
+    }
     m_usernameValue->setText(config->username);
     showSites();
 }
@@ -223,6 +243,14 @@ void SettingsView::forgetPinnedCertificate()
     // The pin is keyed by the host exactly as configured. No configuration, nothing to forget.
     if (const std::optional<ControllerConfig> &config = m_state.config())
         m_trust.removePin(config->host);
+}
+
+void SettingsView::setQuitAction(QAction *quit, bool shown)
+{
+    m_quit = quit;
+    if (quit)
+        m_quitButton->setText(quit->text());
+    m_quitButton->setVisible(quit && shown);
 }
 
 void SettingsView::launchAtLoginFlipped(bool enabled)

@@ -9,6 +9,7 @@
 
 #include <optional>
 
+class QAction;
 class QCheckBox;
 class QComboBox;
 class QFormLayout;
@@ -42,6 +43,10 @@ public:
     [[nodiscard]] const std::optional<QString> &loginItemError() const { return m_loginItemError; }
     /// "Schedules are run by the background service.", shown while it does.
     [[nodiscard]] QLabel *serviceNote() const { return m_serviceNote; }
+    /// The program's Quit as a button, shown when asked: where no tray holds the menu, the window
+    /// is the only place to end the program from.
+    void setQuitAction(QAction *quit, bool shown);
+    [[nodiscard]] QPushButton *quitButton() const { return m_quitButton; }
 
 protected:
     void changeEvent(QEvent *event) override;
@@ -73,6 +78,8 @@ private:
     QFormLayout *m_controllerForm = nullptr;
     QComboBox *m_sitePicker = nullptr;
     QPushButton *m_disconnectButton = nullptr;
+    QPushButton *m_quitButton = nullptr;
+    QPointer<QAction> m_quit;
     QLabel *m_notConnected = nullptr;
     QPushButton *m_forgetButton = nullptr;
     QCheckBox *m_launchSwitch = nullptr;

@@ -16,8 +16,6 @@
 
 namespace lanternfold {
 
-using namespace Qt::StringLiterals;
-
 /// One open question: its answer once given, and how many clients still wait for it.
 struct FirstUseTrust::Question
 {
@@ -68,7 +66,7 @@ QCoro::Task<Result<QSslCertificate, FirstUseRefusal>> FirstUseTrust::fetchCertif
     if (closed->isSet())
         co_return FirstUseRefusal{FirstUseRefusal::Reason::closed, {}};
     if (!socket.isEncrypted()) {
-        const QString error = timer.isActive() ? socket.errorString() : u"The request timed out."_s;
+        const QString error = timer.isActive() ? socket.errorString() : tr("The request timed out.");
         socket.abort();
         co_return FirstUseRefusal{FirstUseRefusal::Reason::unreachable, error};
     }
