@@ -6,6 +6,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QMenu>
+#include <QSignalSpy>
 #include <QSystemTrayIcon>
 #include <QTest>
 
@@ -22,6 +23,7 @@ private Q_SLOTS:
     void entriesCallTheirActions();
     void trayThatAppearsLateIsPickedUp();
     void noTrayAtAllStopsLooking();
+    void ctrlQInAWindowThatHoldsQuitQuits();
 };
 
 void TestAppDelegate::menuHasTheTwoEntries()
@@ -83,6 +85,30 @@ void TestAppDelegate::noTrayAtAllStopsLooking()
         delegate.checkTray();
     QVERIFY(!delegate.isWaitingForTray());
     QVERIFY(!delegate.statusItem()->isVisible());
+}
+
+void TestAppDelegate::ctrlQInAWindowThatHoldsQuitQuits()
+{
+    // With no tray to hold the menu, the window is the way to quit: it holds the same action.
+    int quit = 0;
+    AppDelegate delegate(AppDelegate::Actions{{}, [&quit] { ++quit; }});
+    QSignalSpy trayChanges(&delegate, &AppDelegate::trayChanged);
+    delegate.setTrayAvailability([] { return false; });
+    delegate.setUpStatusItem();
+    QVERIFY(!delegate.isInTray());
+    QVERIFY(trayChanges.isEmpty());
+    QWidget window;
+    window.addAction(delegate.quitAction());
+    window.show();
+    QApplication::setActiveWindow(&window);
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    QTest::keyClick(&window, Qt::Key_Q, Qt::ControlModifier);
+    QCOMPARE(quit, 1);
+    delegate.setTrayAvailability([] { return true; });
+    delegate.checkTray();
+    QVERIFY(delegate.isInTray());
+    QCOMPARE(trayChanges.size(), 1);
+    QCOMPARE(trayChanges.at(0).at(0).toBool(), true);
 }
 
 QTEST_MAIN(TestAppDelegate)

@@ -13,11 +13,13 @@
 #include "State/SchedulerEngine.h"
 #include "Views/ContentView.h"
 #include "Views/LoginView.h"
+#include "Views/SettingsView.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QDir>
 #include <QProcess>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QTabWidget>
 #include <QThread>
@@ -41,6 +43,8 @@ private Q_SLOTS:
 
     void startShowsTheWindowAtLeastItsMinimumSize();
     void closingTheWindowKeepsTheProgramAndOpenBringsItBack();
+    void withoutATrayTheFirstCloseSaysTheProgramKeepsRunning();
+    void withATrayClosingTheWindowIsQuiet();
     void openRaisesAWindowThatIsAlreadyShown();
     void aSecondLaunchOpensTheWindow();
     void onlyOneProcessRunsTheSchedules();
@@ -58,6 +62,7 @@ private:
 void TestLanternfoldApp::init()
 {
     ClientFixture::init();
+    m_notifications.posted.clear();
     m_store = std::make_unique<ScheduleStore>(dir->path());
     m_app = std::make_unique<LanternfoldApp>(*m_store, *trust, dir->filePath(u"Lanternfold.conf"_s),
                                              PlatformServices{m_keychain, m_notifications, m_loginItem});
@@ -96,6 +101,33 @@ void TestLanternfoldApp::closingTheWindowKeepsTheProgramAndOpenBringsItBack()
     QCOMPARE(&m_app->window(), &window);
 }
 
+void TestLanternfoldApp::withoutATrayTheFirstCloseSaysTheProgramKeepsRunning()
+{
+    m_app->delegate().setTrayAvailability([] { return false; }); // a stock GNOME session
+    ContentView &window = m_app->window();
+    QTRY_VERIFY(!window.windowIcon().isNull()); // the tray was looked for
+    QVERIFY(!m_app->delegate().isInTray());
+    QVERIFY(window.actions().contains(m_app->delegate().quitAction())); // Ctrl+Q works in the window
+    QVERIFY(window.close());
+    QCOMPARE(m_notifications.notifications().size(), 1);
+    QCOMPARE(m_notifications.notifications().at(0).summary, u"Lanternfold"_s);
+    QCOMPARE(m_notifications.notifications().at(0).body,
+             u"Lanternfold keeps running in the background. Launch it again to open the window."_s);
+    // Once a run: the second close is no news.
+    m_app->openMainWindow();
+    QVERIFY(window.close());
+    QCOMPARE(m_notifications.notifications().size(), 1);
+}
+
+void TestLanternfoldApp::withATrayClosingTheWindowIsQuiet()
+{
+    m_app->delegate().setTrayAvailability([] { return true; });
+    ContentView &window = m_app->window();
+    QTRY_VERIFY(m_app->delegate().isInTray());
+    QVERIFY(window.close());
+    QVERIFY(m_notifications.notifications().isEmpty());
+}
+
 void TestLanternfoldApp::openRaisesAWindowThatIsAlreadyShown()
 {
     ContentView &window = m_app->window();
@@ -114,17 +146,32 @@ void TestLanternfoldApp::aSecondLaunchOpensTheWindow()
     SingleInstance instance(dir->filePath(u"lanternfold.socket"_s));
     QCOMPARE(instance.claim(), SingleInstance::Claim::primary);
     connect(&instance, &SingleInstance::openRequested, m_app.get(), &LanternfoldApp::openMainWindow);
+    QSignalSpy requests(&instance, &SingleInstance::openRequested);
     m_app->window().close();
 
-    SingleInstance::Claim second = SingleInstance::Claim::failed;
-    std::unique_ptr<QThread> launch(QThread::create([this, &second] {
-        SingleInstance later(dir->filePath(u"lanternfold.socket"_s));
-        second = later.claim();
-    }));
-    launch->start();
-    QTRY_VERIFY(launch->isFinished());
-    QCOMPARE(second, SingleInstance::Claim::handedOver);
+    // Launched by a Wayland desktop, the launch brings the compositor's token for the running
+    // window; a token that could not be one (spaces, control characters) is not passed on.
+    const auto launchWith = [this](const QByteArray &token) {
+        SingleInstance::Claim second = SingleInstance::Claim::failed;
+        std::unique_ptr<QThread> launch(QThread::create([this, &second, token] {
+            SingleInstance later(dir->filePath(u"lanternfold.socket"_s));
+            later.setActivationToken(token);
+            second = later.claim();
+        }));
+        launch->start();
+        QTRY_VERIFY(launch->isFinished());
+        QCOMPARE(second, SingleInstance::Claim::handedOver);
+    };
+    launchWith("weston-7f3a_1:2");
     QTRY_VERIFY(m_app->window().isVisible());
+    QTRY_COMPARE(requests.size(), 1);
+    QCOMPARE(requests.at(0).at(0).toString(), u"weston-7f3a_1:2"_s);
+    launchWith({});
+    QTRY_COMPARE(requests.size(), 2);
+    QCOMPARE(requests.at(1).at(0).toString(), QString());
+    launchWith("two words\tand a tab");
+    QTRY_COMPARE(requests.size(), 3);
+    QCOMPARE(requests.at(2).at(0).toString(), QString());
 }
 
 void TestLanternfoldApp::loggingInSwapsTheFormForTheTabsInTheSameWindow()
@@ -147,6 +194,14 @@ void TestLanternfoldApp::loggingInSwapsTheFormForTheTabsInTheSameWindow()
     QCOMPARE(window.tabs()->tabText(2), u"Settings"_s);
     for (int index = 0; index < 3; ++index)
         QVERIFY(!window.tabs()->tabIcon(index).isNull());
+    // No tray here (offscreen): Settings offers the program's Quit; once a tray comes, the menu does.
+    auto *settings = qobject_cast<SettingsView *>(window.tabs()->widget(2));
+    QVERIFY(settings);
+    QVERIFY(settings->quitButton()->isVisibleTo(settings));
+    QCOMPARE(settings->quitButton()->text(), u"Quit Lanternfold"_s);
+    m_app->delegate().setTrayAvailability([] { return true; });
+    m_app->delegate().checkTray();
+    QVERIFY(!settings->quitButton()->isVisibleTo(settings));
 
     const QPointer<QTabWidget> tabs = window.tabs();
     (void)state.disconnect();

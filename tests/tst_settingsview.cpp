@@ -13,6 +13,7 @@
 #include "Views/SettingsView.h"
 
 #include <QAccessible>
+#include <QAction>
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
@@ -93,6 +94,7 @@ private Q_SLOTS:
     void oneSiteShowsNoSiteChoice();
     void severalSitesAreChosenFromTheList();
     void saysWhenTheBackgroundServiceRunsTheSchedules();
+    void offersQuitWhenNoTrayHoldsTheMenu();
 
 private:
     SettingsView &makeView();
@@ -547,6 +549,24 @@ void TestSettingsView::saysWhenTheBackgroundServiceRunsTheSchedules()
     QVERIFY(view.serviceNote()->y() < withText<QLabel>(view, u"Activity Log"_s)->y());
     state->setSchedulesRunElsewhere(false);
     QVERIFY(!view.serviceNote()->isVisible());
+}
+
+void TestSettingsView::offersQuitWhenNoTrayHoldsTheMenu()
+{
+    SettingsView &view = makeView();
+    QVERIFY(!view.quitButton()->isVisible()); // nothing to offer before the program gives its Quit
+    QAction quit(u"Quit Lanternfold"_s);
+    QSignalSpy triggered(&quit, &QAction::triggered);
+    view.setQuitAction(&quit, true);
+    QVERIFY(view.quitButton()->isVisible());
+    QCOMPARE(view.quitButton()->text(), u"Quit Lanternfold"_s);
+    // In the Background Scheduling section, before the activity log.
+    QVERIFY(view.quitButton()->y() > launchSwitch()->y());
+    QVERIFY(view.quitButton()->y() < withText<QLabel>(view, u"Activity Log"_s)->y());
+    QTest::mouseClick(view.quitButton(), Qt::LeftButton);
+    QCOMPARE(triggered.size(), 1);
+    view.setQuitAction(&quit, false); // a tray came
+    QVERIFY(!view.quitButton()->isVisible());
 }
 
 QTEST_MAIN(TestSettingsView)

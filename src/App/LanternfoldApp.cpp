@@ -124,8 +124,12 @@ void LanternfoldApp::setUpIcons()
     m_delegate->setUpStatusItem();
 }
 
-void LanternfoldApp::openMainWindow()
+void LanternfoldApp::openMainWindow(const QString &activationToken)
 {
+    // Qt's Wayland shell reads the token from the environment when the window asks to be
+    // activated, and then removes it, as it does with the token this process was started with.
+    if (!activationToken.isEmpty() && QGuiApplication::platformName() == u"wayland"_s)
+        qputenv("XDG_ACTIVATION_TOKEN", activationToken.toLatin1());
     if (m_window->isMinimized())
         m_window->showNormal();
     else

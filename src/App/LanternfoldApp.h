@@ -50,8 +50,9 @@ public:
 
     /// Shows the main window; its icon and the tray's follow once the window has painted.
     void start();
-    /// Shows the main window, or brings it to the front when it is already open.
-    void openMainWindow();
+    /// Shows the main window, or brings it to the front when it is already open. A later launch's
+    /// activation token, when it brought one, lets a Wayland compositor raise the window.
+    void openMainWindow(const QString &activationToken = {});
 
     [[nodiscard]] AppState &appState() const { return *m_appState; }
     [[nodiscard]] SchedulerEngine &scheduler() const { return *m_scheduler; }

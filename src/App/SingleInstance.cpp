@@ -21,7 +21,22 @@ namespace lanternfold {
 using namespace Qt::StringLiterals;
 
 namespace {
-constexpr QByteArrayView openRequest("open\n");
+// "open" and a space and the launch's activation token, if it has one, on one line.
+constexpr QByteArrayView openRequest("open");
+constexpr qsizetype tokenLimit = 512;
+
+/// An activation token is opaque, but goes into the environment and onto a line: printable
+/// ASCII without spaces and of a sane length, or nothing.
+QByteArray usableToken(const QByteArray &token)
+{
+    if (token.size() > tokenLimit)
+        return {};
+    for (const char c : token) {
+        if (c <= ' ' || c > '~')
+            return {};
+    }
+    return token;
+}
 constexpr std::chrono::milliseconds handOverTimeout{2000};
 } // namespace
 
@@ -45,6 +60,11 @@ QString SingleInstance::defaultSocketPath()
     QDir().mkpath(folder);
     ::chmod(QFile::encodeName(folder).constData(), 0700);
     return QDir(folder).filePath(u"lanternfold.socket"_s);
+}
+
+QByteArray SingleInstance::launchActivationToken()
+{
+    return usableToken(qgetenv("XDG_ACTIVATION_TOKEN"));
 }
 
 SingleInstance::Claim SingleInstance::claim()
@@ -82,7 +102,12 @@ SingleInstance::HandOver SingleInstance::handOver()
     socket.connectToServer(m_socketPath);
     if (!socket.waitForConnected(int(handOverTimeout.count())))
         return HandOver::nobody;
-    socket.write(openRequest.data(), openRequest.size());
+    QByteArray request = openRequest.toByteArray();
+    const QByteArray token = usableToken(m_activationToken);
+    if (!token.isEmpty())
+        request += ' ' + token;
+    request += '\n';
+    socket.write(request);
     if (!socket.waitForBytesWritten(int(handOverTimeout.count())))
         return HandOver::unanswered;
     // The running instance answers once it has taken the request.
@@ -98,10 +123,14 @@ void SingleInstance::acceptRequest()
         connect(socket, &QLocalSocket::readyRead, this, [this, socket] {
             if (!socket->canReadLine())
                 return;
-            const QByteArray request = socket->readLine();
-            if (request == openRequest) {
+            const QByteArray line = socket->readLine(tokenLimit + 16);
+            const QByteArray request = line.endsWith('\n') ? line.chopped(1) : QByteArray();
+            const qsizetype space = request.indexOf(' ');
+            const QByteArray verb = space < 0 ? request : request.left(space);
+            if (verb == openRequest) {
                 socket->write(QByteArrayLiteral("ok\n"));
-                Q_EMIT openRequested();
+                const QByteArray token = space < 0 ? QByteArray() : usableToken(request.mid(space + 1));
+                Q_EMIT openRequested(QString::fromLatin1(token));
             }
             socket->disconnectFromServer();
         });

@@ -40,9 +40,16 @@ public:
     /// the event loop, waiting at most a second or two for an instance that hangs.
     Claim claim();
 
+    /// The token the desktop gave this launch to bring a window to the front (a Wayland
+    /// compositor refuses to raise a window without one): handed to the running instance with the
+    /// request. XDG_ACTIVATION_TOKEN by default.
+    void setActivationToken(QByteArray token) { m_activationToken = std::move(token); }
+    [[nodiscard]] static QByteArray launchActivationToken();
+
 Q_SIGNALS:
-    /// A later launch asked for the main window.
-    void openRequested();
+    /// A later launch asked for the main window, with the launch's activation token if it had one
+    /// (empty otherwise).
+    void openRequested(const QString &activationToken);
 
 private:
     enum class HandOver : std::uint8_t { answered, unanswered, nobody };
@@ -50,6 +57,7 @@ private:
     void acceptRequest();
 
     QString m_socketPath;
+    QByteArray m_activationToken = launchActivationToken();
     QLocalServer *m_server = nullptr;
 };
 
