@@ -8,6 +8,7 @@
 #include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QScopeGuard>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QStandardPaths>
@@ -36,11 +37,14 @@ private Q_SLOTS:
     void cleanupTestCase();
 
     void aNewUserConnectsRestartsSchedulesAndComesBack();
+    void inGermanTheWindowSpeaksGerman();
+    void onWaylandItConnectsRestartsAndQuits();
 
 private:
     /// Runs one step of tests/support/ui.py; its standard output, or nullopt when it failed.
     std::optional<QString> ui(const QStringList &arguments, int timeoutSeconds = 30);
-    bool startLanternfold();
+    bool startLanternfold(const QProcessEnvironment &environment);
+    bool startLanternfold() { return startLanternfold(m_environment); }
     /// Quits through the tray menu, as a person does; the program's exit status.
     int quitFromTheTray();
     bool startTray();
@@ -128,10 +132,10 @@ std::optional<QString> TestEndToEnd::ui(const QStringList &arguments, int timeou
     return QString::fromUtf8(step.readAllStandardOutput()).trimmed();
 }
 
-bool TestEndToEnd::startLanternfold()
+bool TestEndToEnd::startLanternfold(const QProcessEnvironment &environment)
 {
     m_lanternfold = std::make_unique<QProcess>();
-    m_lanternfold->setProcessEnvironment(m_environment);
+    m_lanternfold->setProcessEnvironment(environment);
     m_lanternfold->setProcessChannelMode(QProcess::ForwardedErrorChannel);
     m_lanternfold->start(QStringLiteral(LANTERNFOLD_EXECUTABLE), {});
     return m_lanternfold->waitForStarted();
@@ -314,6 +318,98 @@ void TestEndToEnd::aNewUserConnectsRestartsSchedulesAndComesBack()
     QVERIFY(ui({u"wait"_s, u"text"_s, u"Controller IP or hostname"_s}));
     QCOMPARE(ScheduleStore(dataFolder).load().size(), 1);
     QCOMPARE(quitFromTheTray(), 0); // from the tray that came late
+}
+
+void TestEndToEnd::inGermanTheWindowSpeaksGerman()
+{
+    // A German desktop: the login form and its controls read German to a screen reader too.
+    QProcessEnvironment german = m_environment;
+    german.remove(u"LC_ALL"_s);
+    german.remove(u"LANGUAGE"_s);
+    german.insert(u"LANG"_s, u"de_DE.UTF-8"_s);
+    QVERIFY(startLanternfold(german));
+    QVERIFY(ui({u"wait"_s, u"text"_s, u"Controller-IP oder Hostname"_s}));
+    QVERIFY(ui({u"wait"_s, u"text"_s, u"Benutzername"_s}));
+    QVERIFY(ui({u"wait"_s, u"password text"_s, u"Passwort"_s}));
+    QVERIFY(ui({u"wait"_s, u"push button"_s, u"Verbinden"_s}));
+    QVERIFY(!ui({u"names"_s, u"push button"_s}).value_or(QString()).split(u'\n').contains(u"Connect"_s));
+    screenshot(u"login-de"_s);
+    QCOMPARE(stopLanternfold(), 0);
+}
+
+void TestEndToEnd::onWaylandItConnectsRestartsAndQuits()
+{
+    // A headless weston: a Wayland session with no X server, no tray and no xdotool. Everything
+    // goes through accessibility, as a screen reader would do it.
+    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    QVERIFY(!runtime.isEmpty());
+    const QString socket = u"lanternfold-test-wayland"_s;
+    QProcess weston;
+    weston.setProcessChannelMode(QProcess::MergedChannels);
+    weston.start(u"weston"_s, {u"--backend=headless-backend.so"_s, u"--socket="_s + socket, u"--idle-time=0"_s,
+                               u"--no-config"_s});
+    QVERIFY(weston.waitForStarted());
+    const auto stopWeston = qScopeGuard([&weston] {
+        weston.terminate();
+        weston.waitForFinished(5000);
+    });
+    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(runtime + u"/"_s + socket), 20000);
+
+    // A home of its own: no key pinned, nothing saved, so the whole first connection happens here.
+    QProcessEnvironment wayland = m_environment;
+    wayland.remove(u"DISPLAY"_s);
+    wayland.insert(u"WAYLAND_DISPLAY"_s, socket);
+    wayland.insert(u"QT_QPA_PLATFORM"_s, u"wayland"_s);
+    wayland.insert(u"XDG_SESSION_TYPE"_s, u"wayland"_s);
+    wayland.insert(u"XDG_CONFIG_HOME"_s, m_tmp + u"/wayland-config"_s);
+    wayland.insert(u"XDG_DATA_HOME"_s, m_tmp + u"/wayland-data"_s);
+    QVERIFY(startLanternfold(wayland));
+    QVERIFY(ui({u"settext"_s, u"text"_s, u"Controller IP or hostname"_s, u"127.0.0.1"_s}));
+    QVERIFY(ui({u"settext"_s, u"text"_s, u"Port"_s, QString::number(m_sim->port())}));
+    QVERIFY(ui({u"settext"_s, u"text"_s, u"Username"_s, m_sim->username()}));
+    QVERIFY(ui({u"settext"_s, u"password text"_s, u"Password"_s, m_sim->password()}));
+    QVERIFY(ui({u"act"_s, u"push button"_s, u"Connect"_s, u"Press"_s}));
+    QVERIFY(ui({u"wait"_s, u"alert"_s, u"Verify Controller Certificate"_s}));
+    QVERIFY(ui({u"act"_s, u"push button"_s, u"Trust & Continue"_s, u"Press"_s}));
+
+    QVERIFY(ui({u"wait"_s, u"page tab"_s, u"Devices"_s}));
+    QVERIFY(ui({u"gone"_s, u"label"_s, u"Access Points (0)"_s}));
+    const QString restarts = u"/proxy/network/api/s/default/cmd/devmgr"_s;
+    const qsizetype before = ClientFixture::requestsTo(*m_sim, restarts).size();
+    QString device;
+    const QStringList shown = ui({u"names"_s, u"list item"_s}).value_or(QString()).split(u'\n');
+    for (const QString &name : demoAccessPointNames()) {
+        if (shown.contains(name)) {
+            device = name;
+            break;
+        }
+    }
+    QVERIFY(!device.isEmpty());
+    QVERIFY(ui({u"act"_s, u"list item"_s, device, u"Toggle"_s}));
+    QVERIFY(ui({u"wait"_s, u"label"_s, u"1 selected"_s}));
+    QVERIFY(ui({u"act"_s, u"push button"_s, u"Restart Selected"_s, u"Press"_s}));
+    QVERIFY(ui({u"wait"_s, u"label"_s, u"Restarted 1 device(s)."_s}));
+    QCOMPARE(ClientFixture::requestsTo(*m_sim, restarts).size(), before + 1);
+
+    // Launched again, as a launcher does, with an activation token (weston offers none of its
+    // own): the running window takes the request and the new process ends.
+    QProcessEnvironment launcher = wayland;
+    launcher.insert(u"XDG_ACTIVATION_TOKEN"_s, u"lanternfold-test-token"_s);
+    QProcess again;
+    again.setProcessEnvironment(launcher);
+    again.start(QStringLiteral(LANTERNFOLD_EXECUTABLE), {});
+    QSignalSpy againFinished(&again, &QProcess::finished);
+    QVERIFY(againFinished.wait(20000));
+    QCOMPARE(again.exitCode(), 0);
+    QCOMPARE(m_lanternfold->state(), QProcess::Running);
+
+    // No tray on this desktop: Settings holds the way out.
+    QVERIFY(ui({u"act"_s, u"page tab"_s, u"Settings"_s, u"Press"_s}));
+    QVERIFY(ui({u"act"_s, u"push button"_s, u"Quit Lanternfold"_s, u"Press"_s}));
+    QSignalSpy finished(m_lanternfold.get(), &QProcess::finished);
+    QVERIFY(m_lanternfold->state() == QProcess::NotRunning || finished.wait(20000));
+    QCOMPARE(m_lanternfold->exitStatus(), QProcess::NormalExit);
+    QCOMPARE(m_lanternfold->exitCode(), 0);
 }
 
 QTEST_GUILESS_MAIN(TestEndToEnd)

@@ -16,6 +16,7 @@ Commands:
     key KEY...            presses keys (xdotool names: Return, Escape, ctrl+a)
     names ROLE            prints the names of the showing controls with that role, one per line
     value ROLE NAME       prints the text a control holds (a field's contents)
+    settext ROLE NAME TEXT  puts TEXT into a field through accessibility, with no keyboard (Wayland)
     act ROLE NAME ACTION  performs one of the control's accessible actions ("Toggle", "Press"), as a
                           screen reader would: for rows whose place on the screen Qt misreports
     where ROLE NAME       prints the control's x, y, width and height on the screen
@@ -150,6 +151,11 @@ def main():
         node = wait_for(options.app, args[0], args[1], options.timeout)
         text = node.queryText()
         print(text.getText(0, text.characterCount))
+    elif command == "settext":
+        # Without the keyboard: where no X server takes xdotool's keys (a Wayland session).
+        node = wait_for(options.app, args[0], args[1], options.timeout)
+        if not node.queryEditableText().setTextContents(args[2]):
+            sys.exit(f"{args[0]} {args[1]!r} did not take the text")
     elif command == "act":
         node = wait_for(options.app, args[0], args[1], options.timeout)
         actions = node.queryAction()
