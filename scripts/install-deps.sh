@@ -31,8 +31,10 @@ packages=(
   # lanternfoldctl's man page is made from its --help at build time; the user unit is checked with
   # systemd-analyze verify, the bash completion is tried in bash
   help2man systemd bash-completion
-  # the translations: lupdate and lrelease with their CMake functions, and Qt's own texts
-  qt6-l10n-tools qt6-tools-dev qt6-translations-l10n
+  # the translations: lupdate and lrelease, and Qt's own texts
+  qt6-l10n-tools qt6-translations-l10n
+  # scripts/screenshots.sh --dark: the dark palette a desktop without a Qt theme of its own gives
+  qt6ct
   # the Wayland test runs the program on a headless weston with Qt's Wayland platform
   weston qt6-wayland
 )

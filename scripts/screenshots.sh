@@ -6,11 +6,25 @@
 # screenshots of every screen in docs/screenshots/. Nothing of the person's own is touched: a
 # temporary HOME, a private session bus and keyring.
 #
-#   scripts/screenshots.sh [OUTPUT_FOLDER]
+#   scripts/screenshots.sh [--lang de|fr|es] [--dark] [--scale N] [OUTPUT_FOLDER]
+#
+# --lang runs the program in that language (the controls are found by their translated names),
+# --dark gives it a dark palette the way a desktop without its own Qt theme does (qt6ct with its
+# "darker" colour scheme), --scale N draws it at N device pixels per pixel (QT_SCALE_FACTOR), as on
+# a high-density screen.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 if [ "${1:-}" != --inside ]; then
+  export LANTERNFOLD_SHOT_LANG=en LANTERNFOLD_SHOT_DARK=0 LANTERNFOLD_SHOT_SCALE=1
+  while [ $# -gt 0 ]; do
+    case "$1" in
+      --lang) LANTERNFOLD_SHOT_LANG=$2; shift 2 ;;
+      --dark) LANTERNFOLD_SHOT_DARK=1; shift ;;
+      --scale) LANTERNFOLD_SHOT_SCALE=$2; shift 2 ;;
+      *) break ;;
+    esac
+  done
   bash scripts/install-deps.sh
   build=${LANTERNFOLD_BUILD:-build}
   cmake -S . -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=g++ >/dev/null
@@ -30,13 +44,46 @@ cleanup() { for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done; w
 trap cleanup EXIT
 
 
-Xvfb -displayfd 1 -screen 0 1280x800x24 -nolisten tcp >"$LANTERNFOLD_TEST_TMP/display" 2>/dev/null &
+Xvfb -displayfd 1 -screen 0 "$((1280 * LANTERNFOLD_SHOT_SCALE))x$((800 * LANTERNFOLD_SHOT_SCALE))x24" -nolisten tcp \
+  >"$LANTERNFOLD_TEST_TMP/display" 2>/dev/null &
 pids+=($!)
 for _ in $(seq 50); do [ -s "$LANTERNFOLD_TEST_TMP/display" ] && break; sleep 0.1; done
 export DISPLAY=":$(head -1 "$LANTERNFOLD_TEST_TMP/display")"
 export QT_QPA_PLATFORM=xcb QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1
 export LC_ALL=en_US.UTF-8 LANG=en_US.UTF-8 TZ=Europe/Zurich
 locale -a 2>/dev/null | grep -qi '^en_US.utf8$' || export LC_ALL=C.UTF-8 LANG=C.UTF-8
+case "$LANTERNFOLD_SHOT_LANG" in
+  en) ;;
+  de) unset LC_ALL; export LANG=de_DE.UTF-8 ;;
+  fr) unset LC_ALL; export LANG=fr_FR.UTF-8 ;;
+  es) unset LC_ALL; export LANG=es_ES.UTF-8 ;;
+  *) echo "no translation for $LANTERNFOLD_SHOT_LANG" >&2; exit 2 ;;
+esac
+if [ "$LANTERNFOLD_SHOT_DARK" = 1 ]; then
+  mkdir -p "$XDG_CONFIG_HOME/qt6ct"
+  printf '[Appearance]\ncustom_palette=true\ncolor_scheme_path=/usr/share/qt6ct/colors/darker.conf\nstyle=Fusion\n' \
+    >"$XDG_CONFIG_HOME/qt6ct/qt6ct.conf"
+  export QT_QPA_PLATFORMTHEME=qt6ct
+fi
+export QT_SCALE_FACTOR=$LANTERNFOLD_SHOT_SCALE
+# The name a control has in the language of this run: its English text looked up in the
+# translation file (%1 filled with the second argument).
+t() {
+  /usr/bin/python3 - "$LANTERNFOLD_SOURCE/translations/lanternfold_$LANTERNFOLD_SHOT_LANG.ts" "$@" <<'PY'
+import os, sys, xml.etree.ElementTree as ET
+path, text = sys.argv[1], sys.argv[2]
+found = text
+if os.path.exists(path):
+    for message in ET.parse(path).getroot().iter("message"):
+        translation = message.find("translation")
+        if message.findtext("source") == text and translation is not None and translation.text:
+            found = translation.text
+            break
+if len(sys.argv) > 3:
+    found = found.replace("%1", sys.argv[3])
+print(found.replace("&&", "&"))
+PY
+}
 /usr/libexec/at-spi-bus-launcher --launch-immediately &
 pids+=($!)
 
@@ -86,31 +133,29 @@ shot() {
 
 "$LANTERNFOLD_BIN" &
 pids+=($!)
-ui wait text "Controller IP or hostname" || { ui dump; exit 1; }
-ui focus text "Controller IP or hostname"
-ui type "$host"
-ui focus text "Port"
-ui type "$port"
-ui focus text "Username"
-ui type demo
-ui focus "password text" "Password"
-ui type lanternfold-demo
+ui wait text "$(t "Controller IP or hostname")" || { ui dump; exit 1; }
+# Fields are filled and buttons pressed through accessibility, not with the mouse: Qt reports
+# controls' places in unscaled pixels, which misses them when QT_SCALE_FACTOR is not 1.
+ui settext text "$(t "Controller IP or hostname")" "$host"
+ui settext text "$(t "Port")" "$port"
+ui settext text "$(t "Username")" demo
+ui settext "password text" "$(t "Password")" lanternfold-demo
 shot login
-ui key Return
-ui wait alert "Verify Controller Certificate"
+ui act "push button" "$(t "Connect")" Press
+ui wait alert "$(t "Verify Controller Certificate")"
 shot certificate
-ui click "push button" "Trust & Continue"
-ui wait "page tab" "Devices"
-ui --timeout 30 gone label "Access Points (0)"
+ui act "push button" "$(t "Trust & Continue")" Press
+ui wait "page tab" "$(t "Devices")"
+ui --timeout 30 gone label "$(t "Access Points (%1)" 0)"
 shot devices
-ui click "page tab" "Schedules"
-ui wait label "Schedules"
+ui act "page tab" "$(t "Schedules")" Press
+ui wait label "$(t "Schedules")"
 shot schedules
-ui click "push button" "New Schedule"
-ui wait "push button" "Create"
+ui act "push button" "$(t "New Schedule")" Press
+ui wait "push button" "$(t "Create")"
 shot editor
-ui key Escape
-ui click "page tab" "Settings"
-ui wait label "Activity Log"
+ui act "push button" "$(t "Cancel")" Press
+ui act "page tab" "$(t "Settings")" Press
+ui wait label "$(t "Activity Log")"
 shot settings
 echo "fingerprint of this run's controller: $fingerprint"

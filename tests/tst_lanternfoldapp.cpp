@@ -195,7 +195,7 @@ void TestLanternfoldApp::loggingInSwapsTheFormForTheTabsInTheSameWindow()
     for (int index = 0; index < 3; ++index)
         QVERIFY(!window.tabs()->tabIcon(index).isNull());
     // No tray here (offscreen): Settings offers the program's Quit; once a tray comes, the menu does.
-    auto *settings = qobject_cast<SettingsView *>(window.tabs()->widget(2));
+    SettingsView *settings = window.settingsView();
     QVERIFY(settings);
     QVERIFY(settings->quitButton()->isVisibleTo(settings));
     QCOMPARE(settings->quitButton()->text(), u"Quit Lanternfold"_s);

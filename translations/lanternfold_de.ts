@@ -139,12 +139,12 @@ Wenn Sie den Controller kürzlich zurückgesetzt oder neu adoptiert haben, entfe
     <message>
         <source>The controller has no site &apos;%1&apos; for this account. Choose a site in Settings.</source>
         <extracomment>%1 is the site&apos;s short id.</extracomment>
-        <translation>Der Controller hat für dieses Konto keine Site '%1'. Wählen Sie in den Einstellungen eine Site.</translation>
+        <translation>Der Controller hat für dieses Konto keine Site &apos;%1&apos;. Wählen Sie in den Einstellungen eine Site.</translation>
     </message>
     <message>
         <source>This account may not restart devices on site &apos;%1&apos;. Use an administrator account.</source>
         <extracomment>%1 is the site&apos;s name.</extracomment>
-        <translation>Dieses Konto darf auf der Site '%1' keine Geräte neu starten. Verwenden Sie ein Administratorkonto.</translation>
+        <translation>Dieses Konto darf auf der Site &apos;%1&apos; keine Geräte neu starten. Verwenden Sie ein Administratorkonto.</translation>
     </message>
 </context>
 <context>
@@ -182,7 +182,7 @@ Wenn Sie den Controller kürzlich zurückgesetzt oder neu adoptiert haben, entfe
     <message>
         <source>Site &apos;%1&apos; chosen: the controller has no site &apos;%2&apos; for this account.</source>
         <extracomment>%1 is the site taken instead, %2 the site that was asked for.</extracomment>
-        <translation>Site '%1' gewählt: Der Controller hat für dieses Konto keine Site '%2'.</translation>
+        <translation>Site &apos;%1&apos; gewählt: Der Controller hat für dieses Konto keine Site &apos;%2&apos;.</translation>
     </message>
     <message>
         <source>Disconnected</source>
@@ -522,12 +522,12 @@ Vergewissern Sie sich, dass er zu Ihrem Controller passt (denselben Fingerabdruc
     <message>
         <source>Scheduled job &apos;%1&apos; skipped — confirm the controller&apos;s certificate in Lanternfold first.</source>
         <extracomment>%1 is the name of the scheduled job.</extracomment>
-        <translation>Geplanter Auftrag '%1' übersprungen — bestätigen Sie zuerst in Lanternfold das Zertifikat des Controllers.</translation>
+        <translation>Geplanter Auftrag &apos;%1&apos; übersprungen — bestätigen Sie zuerst in Lanternfold das Zertifikat des Controllers.</translation>
     </message>
     <message>
         <source>Couldn&apos;t run &apos;%1&apos;: not connected to the controller.</source>
         <extracomment>%1 is the name of the scheduled job.</extracomment>
-        <translation>'%1' konnte nicht ausgeführt werden: keine Verbindung zum Controller.</translation>
+        <translation>&apos;%1&apos; konnte nicht ausgeführt werden: keine Verbindung zum Controller.</translation>
     </message>
     <message>
         <source>Lanternfold — %1</source>
@@ -645,7 +645,7 @@ Vergewissern Sie sich, dass er zu Ihrem Controller passt (denselben Fingerabdruc
 These devices are on site &apos;%2&apos;. Choose that site in Settings to change them.</source>
         <extracomment>%1 is the job&apos;s devices (&quot;5 device(s): A, B, C…&quot;), %2 the name of the site they are on</extracomment>
         <translation>%1
-Diese Geräte gehören zur Site '%2'. Wählen Sie diese Site in den Einstellungen, um sie zu ändern.</translation>
+Diese Geräte gehören zur Site &apos;%2&apos;. Wählen Sie diese Site in den Einstellungen, um sie zu ändern.</translation>
     </message>
     <message>
         <source>Every %1 hour</source>
@@ -708,32 +708,32 @@ Diese Geräte gehören zur Site '%2'. Wählen Sie diese Site in den Einstellunge
     <message>
         <source>Scheduled job &apos;%1&apos; skipped — confirm the controller&apos;s certificate in Lanternfold first.</source>
         <extracomment>%1 is the name of the scheduled job.</extracomment>
-        <translation>Geplanter Auftrag '%1' übersprungen — bestätigen Sie zuerst in Lanternfold das Zertifikat des Controllers.</translation>
+        <translation>Geplanter Auftrag &apos;%1&apos; übersprungen — bestätigen Sie zuerst in Lanternfold das Zertifikat des Controllers.</translation>
     </message>
     <message>
         <source>Scheduled job &apos;%1&apos; skipped — not logged in and auto-reconnect failed.</source>
         <extracomment>%1 is the name of the scheduled job.</extracomment>
-        <translation>Geplanter Auftrag '%1' übersprungen — nicht angemeldet und automatische Neuverbindung fehlgeschlagen.</translation>
+        <translation>Geplanter Auftrag &apos;%1&apos; übersprungen — nicht angemeldet und automatische Neuverbindung fehlgeschlagen.</translation>
     </message>
     <message>
         <source>Interrupted run of &apos;%1&apos; closed as missed.</source>
         <extracomment>%1 is the name of the scheduled job.</extracomment>
-        <translation>Unterbrochene Ausführung von '%1' als verpasst abgeschlossen.</translation>
+        <translation>Unterbrochene Ausführung von &apos;%1&apos; als verpasst abgeschlossen.</translation>
     </message>
     <message>
         <source>Resumed &apos;%1&apos; after an interruption: %2 of %3 device(s) were already restarted.</source>
         <extracomment>%1 is the name of the scheduled job; %2 of its %3 devices were restarted before the interruption.</extracomment>
-        <translation>'%1' nach einer Unterbrechung fortgesetzt: %2 von %3 Gerät(en) waren bereits neu gestartet.</translation>
+        <translation>&apos;%1&apos; nach einer Unterbrechung fortgesetzt: %2 von %3 Gerät(en) waren bereits neu gestartet.</translation>
     </message>
     <message>
         <source>Running scheduled job &apos;%1&apos; (%2 device(s))</source>
         <extracomment>%1 is the name of the scheduled job, %2 the number of devices it restarts now.</extracomment>
-        <translation>Geplanter Auftrag '%1' wird ausgeführt (%2 Gerät(e))</translation>
+        <translation>Geplanter Auftrag &apos;%1&apos; wird ausgeführt (%2 Gerät(e))</translation>
     </message>
     <message>
         <source>Scheduled job &apos;%1&apos;: %2</source>
         <extracomment>%1 is the name of the scheduled job, %2 what its run did.</extracomment>
-        <translation>Geplanter Auftrag '%1': %2</translation>
+        <translation>Geplanter Auftrag &apos;%1&apos;: %2</translation>
     </message>
 </context>
 <context>

@@ -105,20 +105,20 @@ Presented: %2
 If you recently reset or re-adopted the controller, remove the pin in Settings and reconnect.</source>
         <extracomment>%1 is the key&apos;s fingerprint (SHA-256) that was pinned, %2 the one the controller shows now.</extracomment>
         <translation>Le certificat du contrôleur a changé de manière inattendue.
-Empreinte épinglée : %1
-Empreinte présentée : %2
+Empreinte épinglée&#xa0;: %1
+Empreinte présentée&#xa0;: %2
 
 Si vous avez récemment réinitialisé ou réadopté le contrôleur, supprimez l&apos;épinglage dans les Paramètres et reconnectez-vous.</translation>
     </message>
     <message>
         <source>Controller returned HTTP %1: %2</source>
         <extracomment>%1 is the HTTP status code, %2 the start of the controller&apos;s answer.</extracomment>
-        <translation>Le contrôleur a renvoyé HTTP %1 : %2</translation>
+        <translation>Le contrôleur a renvoyé HTTP %1&#xa0;: %2</translation>
     </message>
     <message>
         <source>Failed to parse controller response: %1</source>
         <extracomment>%1 says what was wrong with the answer (often in English).</extracomment>
-        <translation>Impossible d&apos;analyser la réponse du contrôleur : %1</translation>
+        <translation>Impossible d&apos;analyser la réponse du contrôleur&#xa0;: %1</translation>
     </message>
     <message>
         <source>Invalid username or password.</source>
@@ -139,12 +139,12 @@ Si vous avez récemment réinitialisé ou réadopté le contrôleur, supprimez l
     <message>
         <source>The controller has no site &apos;%1&apos; for this account. Choose a site in Settings.</source>
         <extracomment>%1 is the site&apos;s short id.</extracomment>
-        <translation>Le contrôleur n&apos;a pas de site « %1 » pour ce compte. Choisissez un site dans les Paramètres.</translation>
+        <translation>Le contrôleur n&apos;a pas de site «&#xa0;%1&#xa0;» pour ce compte. Choisissez un site dans les Paramètres.</translation>
     </message>
     <message>
         <source>This account may not restart devices on site &apos;%1&apos;. Use an administrator account.</source>
         <extracomment>%1 is the site&apos;s name.</extracomment>
-        <translation>Ce compte n&apos;est pas autorisé à redémarrer des appareils sur le site « %1 ». Utilisez un compte administrateur.</translation>
+        <translation>Ce compte n&apos;est pas autorisé à redémarrer des appareils sur le site «&#xa0;%1&#xa0;». Utilisez un compte administrateur.</translation>
     </message>
 </context>
 <context>
@@ -163,11 +163,11 @@ Si vous avez récemment réinitialisé ou réadopté le contrôleur, supprimez l
     <message>
         <source>Connect failed: %1</source>
         <extracomment>%1 says why, as the controller or the connection told it.</extracomment>
-        <translation>Échec de la connexion : %1</translation>
+        <translation>Échec de la connexion&#xa0;: %1</translation>
     </message>
     <message>
         <source>Lanternfold needs the controller password again: the saved one was refused.</source>
-        <translation>Lanternfold a de nouveau besoin du mot de passe du contrôleur : celui enregistré a été refusé.</translation>
+        <translation>Lanternfold a de nouveau besoin du mot de passe du contrôleur&#xa0;: celui enregistré a été refusé.</translation>
     </message>
     <message>
         <source>Connected to %1</source>
@@ -177,12 +177,12 @@ Si vous avez récemment réinitialisé ou réadopté le contrôleur, supprimez l
     <message>
         <source>Could not read the controller&apos;s sites: %1</source>
         <extracomment>%1 says why.</extracomment>
-        <translation>Impossible de lire les sites du contrôleur : %1</translation>
+        <translation>Impossible de lire les sites du contrôleur&#xa0;: %1</translation>
     </message>
     <message>
         <source>Site &apos;%1&apos; chosen: the controller has no site &apos;%2&apos; for this account.</source>
         <extracomment>%1 is the site taken instead, %2 the site that was asked for.</extracomment>
-        <translation>Site « %1 » choisi : le contrôleur n&apos;a pas de site « %2 » pour ce compte.</translation>
+        <translation>Site «&#xa0;%1&#xa0;» choisi&#xa0;: le contrôleur n&apos;a pas de site «&#xa0;%2&#xa0;» pour ce compte.</translation>
     </message>
     <message>
         <source>Disconnected</source>
@@ -192,7 +192,7 @@ Si vous avez récemment réinitialisé ou réadopté le contrôleur, supprimez l
     <message>
         <source>Device refresh failed: %1</source>
         <extracomment>%1 says why.</extracomment>
-        <translation>Échec de l&apos;actualisation des appareils : %1</translation>
+        <translation>Échec de l&apos;actualisation des appareils&#xa0;: %1</translation>
     </message>
     <message>
         <source>Restarted %1</source>
@@ -202,7 +202,7 @@ Si vous avez récemment réinitialisé ou réadopté le contrôleur, supprimez l
     <message>
         <source>Restart failed for %1: %2</source>
         <extracomment>%1 is the device&apos;s name, %2 says why.</extracomment>
-        <translation>Échec du redémarrage de %1 : %2</translation>
+        <translation>Échec du redémarrage de %1&#xa0;: %2</translation>
     </message>
     <message>
         <source>%1 back online after %2</source>
@@ -217,17 +217,17 @@ Si vous avez récemment réinitialisé ou réadopté le contrôleur, supprimez l
     <message>
         <source>%1 s</source>
         <extracomment>A duration in seconds, abbreviated.</extracomment>
-        <translation>%1 s</translation>
+        <translation>%1&#xa0;s</translation>
     </message>
     <message>
         <source>%1 min</source>
         <extracomment>A duration in minutes, abbreviated.</extracomment>
-        <translation>%1 min</translation>
+        <translation>%1&#xa0;min</translation>
     </message>
     <message>
         <source>%1 min %2 s</source>
         <extracomment>A duration in minutes (%1) and seconds (%2), abbreviated.</extracomment>
-        <translation>%1 min %2 s</translation>
+        <translation>%1&#xa0;min %2&#xa0;s</translation>
     </message>
     <message>
         <source>Restarted %1 device(s) successfully.</source>
@@ -237,12 +237,12 @@ Si vous avez récemment réinitialisé ou réadopté le contrôleur, supprimez l
     <message>
         <source>%1 succeeded, %2 failed: %3</source>
         <extracomment>%1 and %2 are numbers of devices, %3 the names of those that failed.</extracomment>
-        <translation>%1 réussi(s), %2 en échec : %3</translation>
+        <translation>%1 réussi(s), %2 en échec&#xa0;: %3</translation>
     </message>
     <message>
         <source>Restarted %1 device(s); all back online in %2.</source>
         <extracomment>%1 is a number of devices, %2 how long the whole run took (such as &quot;3 min 10 s&quot;).</extracomment>
-        <translation>%1 appareil(s) redémarré(s) ; tous de nouveau en ligne en %2.</translation>
+        <translation>%1 appareil(s) redémarré(s)&#xa0;; tous de nouveau en ligne en %2.</translation>
     </message>
     <message>
         <source>%1 back online</source>
@@ -252,17 +252,17 @@ Si vous avez récemment réinitialisé ou réadopté le contrôleur, supprimez l
     <message>
         <source>%1 not back after %2: %3</source>
         <extracomment>One item of a run&apos;s outcome; %1 is a number of devices, %2 the wait (such as &quot;10 min&quot;), %3 their names.</extracomment>
-        <translation>%1 toujours hors ligne après %2 : %3</translation>
+        <translation>%1 toujours hors ligne après %2&#xa0;: %3</translation>
     </message>
     <message>
         <source>%1 failed: %2</source>
         <extracomment>One item of a run&apos;s outcome; %1 is a number of devices, %2 their names.</extracomment>
-        <translation>%1 en échec : %2</translation>
+        <translation>%1 en échec&#xa0;: %2</translation>
     </message>
     <message>
         <source>%1 not restarted: %2</source>
         <extracomment>One item of a run&apos;s outcome; %1 is a number of devices, %2 their names.</extracomment>
-        <translation>%1 non redémarré(s) : %2</translation>
+        <translation>%1 non redémarré(s)&#xa0;: %2</translation>
     </message>
 </context>
 <context>
@@ -282,7 +282,7 @@ Confirm this matches your controller (check the same fingerprint in UniFi OS ▸
         <extracomment>%1 is the controller&apos;s host name or address, %2 the key&apos;s fingerprint in groups of four characters. &quot;UniFi OS ▸ Settings ▸ System&quot; names the controller&apos;s own menus: keep it as the controller shows it.</extracomment>
         <translation>Lanternfold ne s&apos;est encore jamais connecté à %1.
 
-Empreinte du certificat (SHA-256 de la clé publique) :
+Empreinte du certificat (SHA-256 de la clé publique)&#xa0;:
 %2
 
 Vérifiez qu&apos;elle correspond à votre contrôleur (comparez-la avec l&apos;empreinte affichée dans UniFi OS ▸ Settings ▸ System, ou obtenue localement avec `openssl`) avant de lui faire confiance. Cette valeur est épinglée — les connexions futures seront refusées si elle change un jour de manière inattendue.</translation>
@@ -391,7 +391,7 @@ Vérifiez qu&apos;elle correspond à votre contrôleur (comparez-la avec l&apos;
     </message>
     <message>
         <source>The request could not be made: a header holds a line break.</source>
-        <translation>Impossible d&apos;envoyer la requête : un en-tête contient un saut de ligne.</translation>
+        <translation>Impossible d&apos;envoyer la requête&#xa0;: un en-tête contient un saut de ligne.</translation>
     </message>
 </context>
 <context>
@@ -409,17 +409,17 @@ Vérifiez qu&apos;elle correspond à votre contrôleur (comparez-la avec l&apos;
     <message>
         <source>Next: %1</source>
         <extracomment>%1 is the date and time of the job&apos;s next run</extracomment>
-        <translation>Prochaine : %1</translation>
+        <translation>Prochaine&#xa0;: %1</translation>
     </message>
     <message>
         <source>Last: %1</source>
         <extracomment>%1 is the date and time the job last ran</extracomment>
-        <translation>Dernière : %1</translation>
+        <translation>Dernière&#xa0;: %1</translation>
     </message>
     <message>
         <source>%1 device(s): %2</source>
         <extracomment>%1 is how many devices the job restarts, %2 the names of the first few, separated by commas</extracomment>
-        <translation>%1 appareil(s) : %2</translation>
+        <translation>%1 appareil(s)&#xa0;: %2</translation>
     </message>
 </context>
 <context>
@@ -517,17 +517,17 @@ Vérifiez qu&apos;elle correspond à votre contrôleur (comparez-la avec l&apos;
     <name>lanternfold::RunNotifier</name>
     <message>
         <source>Lanternfold needs the controller password again: the saved one was refused.</source>
-        <translation>Lanternfold a de nouveau besoin du mot de passe du contrôleur : celui enregistré a été refusé.</translation>
+        <translation>Lanternfold a de nouveau besoin du mot de passe du contrôleur&#xa0;: celui enregistré a été refusé.</translation>
     </message>
     <message>
         <source>Scheduled job &apos;%1&apos; skipped — confirm the controller&apos;s certificate in Lanternfold first.</source>
         <extracomment>%1 is the name of the scheduled job.</extracomment>
-        <translation>Tâche planifiée « %1 » ignorée — confirmez d&apos;abord le certificat du contrôleur dans Lanternfold.</translation>
+        <translation>Tâche planifiée «&#xa0;%1&#xa0;» ignorée — confirmez d&apos;abord le certificat du contrôleur dans Lanternfold.</translation>
     </message>
     <message>
         <source>Couldn&apos;t run &apos;%1&apos;: not connected to the controller.</source>
         <extracomment>%1 is the name of the scheduled job.</extracomment>
-        <translation>Impossible d&apos;exécuter « %1 » : non connecté au contrôleur.</translation>
+        <translation>Impossible d&apos;exécuter «&#xa0;%1&#xa0;»&#xa0;: non connecté au contrôleur.</translation>
     </message>
     <message>
         <source>Lanternfold — %1</source>
@@ -638,19 +638,19 @@ Vérifiez qu&apos;elle correspond à votre contrôleur (comparez-la avec l&apos;
     </message>
     <message>
         <source>If one does not come back:</source>
-        <translation>Si un appareil ne revient pas :</translation>
+        <translation>Si un appareil ne revient pas&#xa0;:</translation>
     </message>
     <message>
         <source>%1
 These devices are on site &apos;%2&apos;. Choose that site in Settings to change them.</source>
         <extracomment>%1 is the job&apos;s devices (&quot;5 device(s): A, B, C…&quot;), %2 the name of the site they are on</extracomment>
         <translation>%1
-Ces appareils sont sur le site « %2 ». Choisissez ce site dans les Paramètres pour les modifier.</translation>
+Ces appareils sont sur le site «&#xa0;%2&#xa0;». Choisissez ce site dans les Paramètres pour les modifier.</translation>
     </message>
     <message>
         <source>Every %1 hour</source>
         <extracomment>Label beside the number of hours between two runs, when it is one</extracomment>
-        <translation>Intervalle : %1 heure</translation>
+        <translation>Intervalle&#xa0;: %1 heure</translation>
     </message>
     <message>
         <source>First run will be %1 hour after saving.</source>
@@ -659,7 +659,7 @@ Ces appareils sont sur le site « %2 ». Choisissez ce site dans les Paramètr
     <message>
         <source>Every %1 hours</source>
         <extracomment>Label beside the number of hours between two runs</extracomment>
-        <translation>Intervalle : %1 heures</translation>
+        <translation>Intervalle&#xa0;: %1 heures</translation>
     </message>
     <message>
         <source>First run will be %1 hours after saving.</source>
@@ -703,37 +703,37 @@ Ces appareils sont sur le site « %2 ». Choisissez ce site dans les Paramètr
     <name>lanternfold::SchedulerEngine</name>
     <message>
         <source>System clock changed; next runs recomputed.</source>
-        <translation>L&apos;horloge système a changé ; prochaines exécutions recalculées.</translation>
+        <translation>L&apos;horloge système a changé&#xa0;; prochaines exécutions recalculées.</translation>
     </message>
     <message>
         <source>Scheduled job &apos;%1&apos; skipped — confirm the controller&apos;s certificate in Lanternfold first.</source>
         <extracomment>%1 is the name of the scheduled job.</extracomment>
-        <translation>Tâche planifiée « %1 » ignorée — confirmez d&apos;abord le certificat du contrôleur dans Lanternfold.</translation>
+        <translation>Tâche planifiée «&#xa0;%1&#xa0;» ignorée — confirmez d&apos;abord le certificat du contrôleur dans Lanternfold.</translation>
     </message>
     <message>
         <source>Scheduled job &apos;%1&apos; skipped — not logged in and auto-reconnect failed.</source>
         <extracomment>%1 is the name of the scheduled job.</extracomment>
-        <translation>Tâche planifiée « %1 » ignorée — non connecté et échec de la reconnexion automatique.</translation>
+        <translation>Tâche planifiée «&#xa0;%1&#xa0;» ignorée — non connecté et échec de la reconnexion automatique.</translation>
     </message>
     <message>
         <source>Interrupted run of &apos;%1&apos; closed as missed.</source>
         <extracomment>%1 is the name of the scheduled job.</extracomment>
-        <translation>Exécution interrompue de « %1 » classée comme manquée.</translation>
+        <translation>Exécution interrompue de «&#xa0;%1&#xa0;» classée comme manquée.</translation>
     </message>
     <message>
         <source>Resumed &apos;%1&apos; after an interruption: %2 of %3 device(s) were already restarted.</source>
         <extracomment>%1 is the name of the scheduled job; %2 of its %3 devices were restarted before the interruption.</extracomment>
-        <translation>Reprise de « %1 » après une interruption : %2 appareil(s) sur %3 déjà redémarré(s).</translation>
+        <translation>Reprise de «&#xa0;%1&#xa0;» après une interruption&#xa0;: %2 appareil(s) sur %3 déjà redémarré(s).</translation>
     </message>
     <message>
         <source>Running scheduled job &apos;%1&apos; (%2 device(s))</source>
         <extracomment>%1 is the name of the scheduled job, %2 the number of devices it restarts now.</extracomment>
-        <translation>Exécution de la tâche planifiée « %1 » (%2 appareil(s))</translation>
+        <translation>Exécution de la tâche planifiée «&#xa0;%1&#xa0;» (%2 appareil(s))</translation>
     </message>
     <message>
         <source>Scheduled job &apos;%1&apos;: %2</source>
         <extracomment>%1 is the name of the scheduled job, %2 what its run did.</extracomment>
-        <translation>Tâche planifiée « %1 » : %2</translation>
+        <translation>Tâche planifiée «&#xa0;%1&#xa0;»&#xa0;: %2</translation>
     </message>
 </context>
 <context>
@@ -834,7 +834,7 @@ Ces appareils sont sur le site « %2 ». Choisissez ce site dans les Paramètr
     <message>
         <source>Unexpected MAC address from controller: %1</source>
         <extracomment>%1 is the MAC address as the controller gave it.</extracomment>
-        <translation>Adresse MAC inattendue reçue du contrôleur : %1</translation>
+        <translation>Adresse MAC inattendue reçue du contrôleur&#xa0;: %1</translation>
     </message>
     <message>
         <source>A classic controller has no cameras.</source>
@@ -843,7 +843,7 @@ Ces appareils sont sur le site « %2 ». Choisissez ce site dans les Paramètr
     <message>
         <source>Unexpected %1 from controller: %2</source>
         <extracomment>%1 names what was expected (such as &quot;camera id&quot;), %2 is the value the controller gave.</extracomment>
-        <translation>Valeur inattendue reçue du contrôleur pour %1 : %2</translation>
+        <translation>Valeur inattendue reçue du contrôleur pour %1&#xa0;: %2</translation>
     </message>
     <message>
         <source>The controller&apos;s CSRF token holds characters a request header cannot carry.</source>

@@ -11,6 +11,7 @@
 #include "Views/SettingsView.h"
 #include "Views/Symbols.h"
 
+#include <QScrollArea>
 #include <QStackedLayout>
 #include <QTabWidget>
 #include <QTimer>
@@ -64,10 +65,21 @@ void ContentView::addRemainingTabs()
         return;
     //: Tab title: the scheduled restarts
     m_tabs->addTab(new ScheduleListView(m_appState, *m_devices, m_tabs), symbolIcon(Symbol::clock), tr("Schedules"));
-    m_settings = new SettingsView(m_appState, m_trust, m_loginItem, m_tabs);
+    m_settings = new SettingsView(m_appState, m_trust, m_loginItem);
     m_settings->setQuitAction(m_quit, !m_inTray);
+    // Settings is one long column: with a large font, a long translation or a high scale factor it
+    // can be taller than the window, and scrolls then instead of squeezing its rows into each other.
+    auto *settingsPage = new QScrollArea(m_tabs);
+    settingsPage->setFrameShape(QFrame::NoFrame);
+    settingsPage->setWidgetResizable(true);
+    settingsPage->setWidget(m_settings);
     //: Tab title
-    m_tabs->addTab(m_settings, symbolIcon(Symbol::gearshape), tr("Settings"));
+    m_tabs->addTab(settingsPage, symbolIcon(Symbol::gearshape), tr("Settings"));
+}
+
+SettingsView *ContentView::settingsView() const
+{
+    return m_settings;
 }
 
 void ContentView::setQuitAction(QAction *quit)

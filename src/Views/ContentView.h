@@ -36,6 +36,8 @@ public:
     /// The tabs while logged in, else null. Devices comes first; Schedules and Settings join it
     /// on the next turn of the event loop.
     [[nodiscard]] QTabWidget *tabs() const { return m_tabs; }
+    /// The Settings tab's view (inside the tab's scroll area) while logged in, else null.
+    [[nodiscard]] SettingsView *settingsView() const;
 
     /// The program's Quit, which Settings offers as a button while no tray holds its menu.
     void setQuitAction(QAction *quit);
