@@ -5,9 +5,11 @@
 
 #include "Schedules/ScheduleStore.h"
 
+#include <QFileInfo>
 #include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QRegularExpression>
 #include <QScopeGuard>
 #include <QSettings>
 #include <QSignalSpy>
@@ -39,6 +41,7 @@ private Q_SLOTS:
     void aNewUserConnectsRestartsSchedulesAndComesBack();
     void inGermanTheWindowSpeaksGerman();
     void onWaylandItConnectsRestartsAndQuits();
+    void theDemoNeedsNoTyping();
 
 private:
     /// Runs one step of tests/support/ui.py; its standard output, or nullopt when it failed.
@@ -346,8 +349,8 @@ void TestEndToEnd::onWaylandItConnectsRestartsAndQuits()
     const QString socket = u"lanternfold-test-wayland"_s;
     QProcess weston;
     weston.setProcessChannelMode(QProcess::MergedChannels);
-    weston.start(u"weston"_s, {u"--backend=headless-backend.so"_s, u"--socket="_s + socket, u"--idle-time=0"_s,
-                               u"--no-config"_s});
+    weston.start(u"weston"_s,
+                 {u"--backend=headless-backend.so"_s, u"--socket="_s + socket, u"--idle-time=0"_s, u"--no-config"_s});
     QVERIFY(weston.waitForStarted());
     const auto stopWeston = qScopeGuard([&weston] {
         weston.terminate();
@@ -410,6 +413,51 @@ void TestEndToEnd::onWaylandItConnectsRestartsAndQuits()
     QVERIFY(m_lanternfold->state() == QProcess::NotRunning || finished.wait(20000));
     QCOMPARE(m_lanternfold->exitStatus(), QProcess::NormalExit);
     QCOMPARE(m_lanternfold->exitCode(), 0);
+}
+
+void TestEndToEnd::theDemoNeedsNoTyping()
+{
+    // scripts/run.sh without its install and build: the demo controller and Lanternfold on a demo
+    // profile, on this test's own bus and keyring.
+    QProcessEnvironment environment = m_environment;
+    environment.insert(u"LANTERNFOLD_DEMO_BUS"_s, u"current"_s);
+    environment.insert(u"LANTERNFOLD_DEMO_PORT"_s, u"0"_s);
+    QProcess demo;
+    demo.setProcessEnvironment(environment);
+    demo.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    demo.start(u"bash"_s,
+               {QStringLiteral(LANTERNFOLD_SOURCE_DIR "/scripts/demo.sh"), QStringLiteral(LANTERNFOLD_BUILD_DIR)});
+    QVERIFY(demo.waitForStarted());
+    QString printed;
+    QTRY_VERIFY_WITH_TIMEOUT(
+        (printed += QString::fromUtf8(demo.readAllStandardOutput())).contains(u"goes when it ends"_s), 30000);
+    static const QRegularExpression profileLine(u"Everything the demo saves is in (\\S+) and"_s);
+    const QString profile = profileLine.match(printed).captured(1);
+    QVERIFY2(!profile.isEmpty(), qPrintable(printed));
+    QVERIFY(printed.contains(u"press Connect"_s));
+
+    // Filled in: the address and user from the saved profile, the password from its keyring. The
+    // one press is enough; the key is asked about before anything is sent.
+    QCOMPARE(ui({u"value"_s, u"text"_s, u"Controller IP or hostname"_s}), std::optional<QString>(u"127.0.0.1"_s));
+    QCOMPARE(ui({u"value"_s, u"text"_s, u"Username"_s}), std::optional<QString>(u"demo"_s));
+    // A password field keeps its text from accessibility; Connect is offered only once the
+    // keyring's answer has filled it (pressed before, it does nothing), and then the question comes.
+    bool asked = false;
+    for (int attempt = 0; attempt < 10 && !asked; ++attempt) {
+        QVERIFY(ui({u"act"_s, u"push button"_s, u"Connect"_s, u"Press"_s}));
+        asked = ui({u"wait"_s, u"alert"_s, u"Verify Controller Certificate"_s}, 3).has_value();
+    }
+    QVERIFY(asked);
+    QVERIFY(ui({u"act"_s, u"push button"_s, u"Trust & Continue"_s, u"Press"_s}));
+    QVERIFY(ui({u"wait"_s, u"page tab"_s, u"Devices"_s}));
+    QVERIFY(ui({u"gone"_s, u"label"_s, u"Access Points (0)"_s}));
+    screenshot(u"demo"_s);
+
+    // Ended like Ctrl-C in its terminal: the program, the controller and the profile go.
+    demo.terminate();
+    QVERIFY(demo.waitForFinished(20000));
+    QVERIFY2(!QFileInfo::exists(profile), qPrintable(profile));
+    QVERIFY(!ui({u"wait"_s, u"text"_s, u"Controller IP or hostname"_s}, 2));
 }
 
 QTEST_GUILESS_MAIN(TestEndToEnd)

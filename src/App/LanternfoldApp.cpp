@@ -15,6 +15,7 @@
 #include "Views/AppIcons.h"
 #include "Views/CertificateQuestion.h"
 #include "Views/ContentView.h"
+#include "Views/LoginView.h"
 
 #include <QApplication>
 #include <QEvent>
@@ -122,6 +123,15 @@ void LanternfoldApp::setUpIcons()
     m_iconsSet = true;
     m_window->setWindowIcon(lanternfoldIcon());
     m_delegate->setUpStatusItem();
+}
+
+QCoro::Task<void> LanternfoldApp::fillRememberedPassword(QPointer<LanternfoldApp> self)
+{
+    if (!self)
+        co_return;
+    const std::optional<QString> password = co_await self->m_appState->rememberedPassword();
+    if (self && password && self->m_window->loginView())
+        self->m_window->loginView()->fillPassword(*password);
 }
 
 void LanternfoldApp::openMainWindow(const QString &activationToken)

@@ -3,7 +3,9 @@
 
 #pragma once
 
+#include <QCoroTask>
 #include <QObject>
+#include <QPointer>
 #include <QString>
 
 #include <chrono>
@@ -61,6 +63,11 @@ public:
 
     /// The icons wait for the window's first paint, or this long if that never comes.
     static constexpr std::chrono::milliseconds iconDelayLimit{500};
+
+    /// Fills the login form's password from the keyring, for the saved controller and user: for
+    /// a profile made to be tried without typing (the demo of scripts/run.sh). Not done otherwise:
+    /// the form leaves the password to the person.
+    static QCoro::Task<void> fillRememberedPassword(QPointer<LanternfoldApp> self);
 
     /// Takes the scheduler lock and starts the schedules; false while another process holds it.
     /// Tried at start and then at the scheduler's interval (lockRetry) until it succeeds.

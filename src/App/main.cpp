@@ -40,10 +40,13 @@ std::optional<int> answerInformationOptions(int argc, char *argv[])
     if (!parser.parse(arguments) || !parser.positionalArguments().isEmpty())
         return std::nullopt;
     if (parser.isSet(help)) {
-        std::fputs("Usage: lanternfold [--help | --version]\n"
+        std::fputs("Usage: lanternfold [--help | --version | --remembered-password]\n"
                    "\n"
                    "Restarts the access points and cameras of a UniFi controller, by hand or on schedules.\n"
-                   "It opens its window and stays in the tray; starting it again shows the running one.\n",
+                   "It opens its window and stays in the tray; starting it again shows the running one.\n"
+                   "\n"
+                   "  --remembered-password  fill the login form's password from the keyring, for the\n"
+                   "                         saved controller and user (the demo of scripts/run.sh)\n",
                    stdout);
         return 0;
     }
@@ -96,5 +99,9 @@ int main(int argc, char *argv[])
                                PlatformServices{keychain, notifications, loginItem});
     QObject::connect(&instance, &SingleInstance::openRequested, &lanternfold, &LanternfoldApp::openMainWindow);
     lanternfold.start();
+    // The demo profile of scripts/run.sh: the demo controller's password is in that profile's
+    // keyring, and the form shows it, so that a newcomer only presses Connect.
+    if (QCoreApplication::arguments().contains(u"--remembered-password"_s))
+        (void)LanternfoldApp::fillRememberedPassword(&lanternfold);
     return QApplication::exec();
 }

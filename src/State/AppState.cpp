@@ -455,6 +455,16 @@ QCoro::Task<bool> AppState::reconnectIfPossible()
     co_return !gone->isSet() && m_isLoggedIn;
 }
 
+QCoro::Task<std::optional<QString>> AppState::rememberedPassword()
+{
+    if (!m_config || isSavedPasswordRefused())
+        co_return std::nullopt;
+    // Only the keyring, which outlives the state, is used once the read is under way.
+    KeychainService &keychain = m_keychain;
+    const QString account = keyringAccount(*m_config);
+    co_return co_await keychain.readPassword(account);
+}
+
 QCoro::Task<Done> AppState::disconnect()
 {
     const std::shared_ptr<Latch> gone = m_gone;

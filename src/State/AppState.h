@@ -99,6 +99,9 @@ public:
     /// The controller refused the saved password of the configured controller and user: no
     /// automatic login is tried until the person connects by hand. Kept across restarts.
     [[nodiscard]] bool isSavedPasswordRefused() const;
+    /// The password the keyring holds for the saved controller and user, unless the controller
+    /// refused it; nothing without a saved configuration. Asks nobody (the keyring's own time limit).
+    [[nodiscard]] QCoro::Task<std::optional<QString>> rememberedPassword();
     /// Whether the Devices tab's restarts wait for each device to come back (a preference).
     [[nodiscard]] bool devicesTabWaits() const;
     void setDevicesTabWaits(bool waits);

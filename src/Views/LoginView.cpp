@@ -232,6 +232,12 @@ QString LoginView::username() const
     return m_username->text();
 }
 
+void LoginView::fillPassword(const QString &password)
+{
+    if (m_password->text().isEmpty())
+        m_password->setText(password);
+}
+
 QString LoginView::password() const
 {
     return m_password->text();

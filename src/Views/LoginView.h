@@ -57,6 +57,9 @@ public:
     [[nodiscard]] QString password() const;
     [[nodiscard]] bool rememberPassword() const;
 
+    /// Puts a password read from the keyring into an empty password field; one typed meanwhile wins.
+    void fillPassword(const QString &password);
+
     /// The kind as the person would pick it; the port follows it.
     void setKind(ControllerKind kind);
     /// What Connect would send now: the form untrimmed, the port parsed or the kind's default.
