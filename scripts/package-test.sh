@@ -103,6 +103,7 @@ grep -q "lanternfold-cli (= $version)" <<<"$(dpkg-deb --field "$deb" Depends)" |
   fail "lanternfold does not depend on lanternfold-cli of its own version"
 checked "lanternfold Depends: $(dpkg-deb --field "$deb" Depends)"
 grep -q gnome-keyring <<<"$(dpkg-deb --field "$deb" Recommends)" || fail "lanternfold Recommends lacks a Secret Service"
+grep -q qt6-wayland <<<"$(dpkg-deb --field "$deb" Recommends)" || fail "lanternfold Recommends lacks qt6-wayland"
 cli_names=$(depends_names "$cli")
 for p in libc6 libstdc++6 libqt6core6 libqt6network6 libqt6keychain1 libicu72 libssl3 libsecret-1-0; do
   grep -qxF "$p" <<<"$cli_names" || fail "lanternfold-cli Depends lacks $p: $(dpkg-deb --field "$cli" Depends)"
