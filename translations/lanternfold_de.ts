@@ -850,4 +850,11 @@ Diese Geräte gehören zur Site &apos;%2&apos;. Wählen Sie diese Site in den Ei
         <translation>Das CSRF-Token des Controllers enthält Zeichen, die ein Anfrage-Header nicht übertragen kann.</translation>
     </message>
 </context>
+<context>
+    <name>main</name>
+    <message>
+        <source>Lanternfold is already running and busy; it will open its window when it can.</source>
+        <translation>Lanternfold läuft bereits und ist beschäftigt; es öffnet sein Fenster, sobald es kann.</translation>
+    </message>
+</context>
 </TS>

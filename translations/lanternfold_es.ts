@@ -850,4 +850,11 @@ Estos dispositivos están en el sitio «%2». Elija ese sitio en Ajustes para mo
         <translation>El token CSRF del controlador contiene caracteres que una cabecera de solicitud no puede llevar.</translation>
     </message>
 </context>
+<context>
+    <name>main</name>
+    <message>
+        <source>Lanternfold is already running and busy; it will open its window when it can.</source>
+        <translation>Lanternfold ya se está ejecutando y está ocupado; abrirá su ventana en cuanto pueda.</translation>
+    </message>
+</context>
 </TS>

@@ -850,4 +850,11 @@ Ces appareils sont sur le site «&#xa0;%2&#xa0;». Choisissez ce site dans les P
         <translation>Le jeton CSRF du contrôleur contient des caractères qu&apos;un en-tête de requête ne peut pas transporter.</translation>
     </message>
 </context>
+<context>
+    <name>main</name>
+    <message>
+        <source>Lanternfold is already running and busy; it will open its window when it can.</source>
+        <translation>Lanternfold est déjà en cours d’exécution et occupé ; il ouvrira sa fenêtre dès que possible.</translation>
+    </message>
+</context>
 </TS>

@@ -74,12 +74,18 @@ int main(int argc, char *argv[])
     // The schedules run while the window is closed: only Quit (or the session, or a signal) ends it.
     QApplication::setQuitOnLastWindowClosed(false);
 
+    // Before anything is said, even by a second launch that only hands over.
+    Translations translations;
+    translations.install(QLocale());
+
     SingleInstance instance(SingleInstance::defaultSocketPath());
     switch (instance.claim()) {
     case SingleInstance::Claim::handedOver:
         return 0;
     case SingleInstance::Claim::leftForBusyInstance:
-        std::fputs("Lanternfold is already running and busy; it will open its window when it can.\n", stderr);
+        std::fprintf(stderr, "%s\n",
+                     qPrintable(QCoreApplication::translate(
+                         "main", "Lanternfold is already running and busy; it will open its window when it can.")));
         return 0;
     case SingleInstance::Claim::primary:
     case SingleInstance::Claim::failed:
@@ -90,8 +96,6 @@ int main(int argc, char *argv[])
     // connections and nothing is left half-written.
     onTerminationSignals(&app, [] { QCoreApplication::quit(); });
     fonts.wait();
-    Translations translations;
-    translations.install(QLocale());
     SecretServiceKeychain keychain;
     DesktopNotifications notifications;
     AutostartLoginItem loginItem;
