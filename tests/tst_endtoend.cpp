@@ -429,8 +429,11 @@ void TestEndToEnd::theDemoNeedsNoTyping()
                {QStringLiteral(LANTERNFOLD_SOURCE_DIR "/scripts/demo.sh"), QStringLiteral(LANTERNFOLD_BUILD_DIR)});
     QVERIFY(demo.waitForStarted());
     QString printed;
-    QTRY_VERIFY_WITH_TIMEOUT(
-        (printed += QString::fromUtf8(demo.readAllStandardOutput())).contains(u"goes when it ends"_s), 30000);
+    const auto printedAll = [&demo, &printed] {
+        printed += QString::fromUtf8(demo.readAllStandardOutput());
+        return printed.contains(u"goes when it ends"_s);
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(printedAll(), 30000);
     static const QRegularExpression profileLine(u"Everything the demo saves is in (\\S+) and"_s);
     const QString profile = profileLine.match(printed).captured(1);
     QVERIFY2(!profile.isEmpty(), qPrintable(printed));
