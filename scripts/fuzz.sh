@@ -7,6 +7,8 @@
 #   scripts/fuzz.sh [SECONDS]          run every target (default 60 s each)
 #   scripts/fuzz.sh --merge [SECONDS]  run, then minimise the committed corpus with -merge=1
 #   scripts/fuzz.sh --build-only       build the targets, run nothing
+#
+# LANTERNFOLD_FUZZ_JOBS=N runs N targets at a time (one core each; 1 by default).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -28,34 +30,57 @@ export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-halt_on_error=1:print_stacktrace=1}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-status=0
-for corpus in fuzz/corpus/*/; do
+# One target: its report (and its status in the report's last line) goes to $work/<target>.report.
+run_target() {
+  local corpus=$1 target binary
   target=$(basename "$corpus")
   binary="$build/fuzz/$target"
-  if [ ! -x "$binary" ]; then
-    echo "fuzz: no target built for corpus $corpus" >&2
-    status=1
-    continue
+  {
+    if [ ! -x "$binary" ]; then
+      echo "fuzz: no target built for corpus $corpus"
+      echo FAILED
+      return
+    fi
+    mkdir -p "$work/$target" "$work/artifacts-$target"
+    # A target's own libFuzzer flags, if it needs any, are in fuzz/<target>.flags.
+    local flags=()
+    [ -f "fuzz/$target.flags" ] && read -ra flags <"fuzz/$target.flags"
+    echo "== $target: ${seconds}s from $(ls "$corpus" | wc -l) corpus files"
+    if ! "$binary" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 "${flags[@]}" \
+        -artifact_prefix="$work/artifacts-$target/" "$work/$target" "$corpus" >"$work/$target.log" 2>&1; then
+      echo "fuzz: $target FAILED"
+      tail -n 60 "$work/$target.log"
+      mkdir -p fuzz-artifacts && cp -r "$work/artifacts-$target/." fuzz-artifacts/ 2>/dev/null || true
+      echo FAILED
+      return
+    fi
+    echo "   $target: $(grep -E '^executions:' "$work/$target.log" | tail -n 1), no crash, hang, leak or sanitizer report"
+    if [ "$merge" = 1 ]; then
+      mkdir -p "$work/merged-$target"
+      "$binary" -merge=1 "$work/merged-$target" "$corpus" "$work/$target" >/dev/null 2>&1
+      rm -rf "$corpus" && mkdir -p "$corpus" && cp "$work/merged-$target"/* "$corpus"/
+      echo "   corpus minimised to $(ls "$corpus" | wc -l) files"
+    fi
+    echo OK
+  } >"$work/$target.report" 2>&1
+}
+
+jobs_at_once=${LANTERNFOLD_FUZZ_JOBS:-1}
+running=0
+for corpus in fuzz/corpus/*/; do
+  if [ "$running" -ge "$jobs_at_once" ]; then
+    wait -n || true
+    running=$((running - 1))
   fi
-  mkdir -p "$work/$target" "$work/artifacts-$target"
-  # A target's own libFuzzer flags, if it needs any, are in fuzz/<target>.flags.
-  flags=()
-  [ -f "fuzz/$target.flags" ] && read -ra flags <"fuzz/$target.flags"
-  echo "== $target: ${seconds}s from $(ls "$corpus" | wc -l) corpus files"
-  if ! "$binary" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 "${flags[@]}" \
-      -artifact_prefix="$work/artifacts-$target/" "$work/$target" "$corpus" >"$work/$target.log" 2>&1; then
-    echo "fuzz: $target FAILED" >&2
-    tail -n 60 "$work/$target.log" >&2
-    mkdir -p fuzz-artifacts && cp -r "$work/artifacts-$target/." fuzz-artifacts/ 2>/dev/null || true
-    status=1
-    continue
-  fi
-  echo "   $target: $(grep -E '^executions:' "$work/$target.log" | tail -n 1), no crash, hang, leak or sanitizer report"
-  if [ "$merge" = 1 ]; then
-    mkdir -p "$work/merged-$target"
-    "$binary" -merge=1 "$work/merged-$target" "$corpus" "$work/$target" >/dev/null 2>&1
-    rm -rf "$corpus" && mkdir -p "$corpus" && cp "$work/merged-$target"/* "$corpus"/
-    echo "   corpus minimised to $(ls "$corpus" | wc -l) files"
-  fi
+  run_target "$corpus" &
+  running=$((running + 1))
+done
+wait || true
+
+status=0
+for corpus in fuzz/corpus/*/; do
+  report="$work/$(basename "$corpus").report"
+  sed '$d' "$report"
+  [ "$(tail -n 1 "$report")" = OK ] || status=1
 done
 exit $status
