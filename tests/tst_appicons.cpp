@@ -8,9 +8,12 @@
 #include "Views/IconFiles.h"
 #include "Views/LogoDrawing.h"
 
+#include <QDir>
+#include <QFile>
 #include <QGuiApplication>
 #include <QPainter>
 #include <QSvgRenderer>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QXmlStreamReader>
 
@@ -77,6 +80,7 @@ private Q_SLOTS:
     void trayGlyphStaysInside();
     void scalableIconIsTheEmblem();
     void symbolicIconIsTheTrayGlyphInOneGrey();
+    void traysThatLoadIconsByNameGetTheSymbolicIcon();
 };
 
 void TestAppIcons::windowIconIsTheEmblemAtEverySize()
@@ -240,6 +244,43 @@ void TestAppIcons::symbolicIconIsTheTrayGlyphInOneGrey()
         // The marks cover a good part of the square, as the painted glyph's do.
         QVERIFY2(opaque > pixels * pixels / 8, qPrintable(u"%1 px: %2 opaque"_s.arg(pixels).arg(opaque)));
     }
+}
+
+void TestAppIcons::traysThatLoadIconsByNameGetTheSymbolicIcon()
+{
+    // Installed: the theme holds the symbolic icon, written as the build writes it.
+    QTemporaryDir themes;
+    QVERIFY(themes.isValid());
+    const QDir root(themes.path());
+    QVERIFY(root.mkpath(u"hicolor/symbolic/apps"_s));
+    QFile index(root.filePath(u"hicolor/index.theme"_s));
+    QVERIFY(index.open(QIODevice::WriteOnly));
+    index.write("[Icon Theme]\nName=Hicolor\nDirectories=symbolic/apps\n\n"
+                "[symbolic/apps]\nMinSize=8\nSize=16\nMaxSize=512\nType=Scalable\n");
+    index.close();
+    QFile icon(root.filePath(u"hicolor/symbolic/apps/lanternfold-symbolic.svg"_s));
+    QVERIFY(icon.open(QIODevice::WriteOnly));
+    icon.write(lanternfoldSymbolicSvg());
+    icon.close();
+    const QStringList searchPaths = QIcon::themeSearchPaths();
+    const QString themeName = QIcon::themeName();
+    QIcon::setThemeSearchPaths({themes.path()});
+    QIcon::setThemeName(u"hicolor"_s);
+
+    // A StatusNotifierItem host looks it up by name and recolours it; an XEmbed tray is given
+    // the painted glyph, which reads on any panel as it is.
+    QCOMPARE(trayIcon(TrayHost::byName).name(), u"lanternfold-symbolic"_s);
+    QVERIFY(trayIcon(TrayHost::pixelsOnly).name().isEmpty());
+    QCOMPARE(trayIcon(TrayHost::pixelsOnly).availableSizes().size(), 6);
+
+    // Not installed (a build tree): the painted glyph for both.
+    QVERIFY(QFile::remove(icon.fileName()));
+    QIcon::setThemeSearchPaths({});
+    QIcon::setThemeSearchPaths({themes.path()});
+    QVERIFY(trayIcon(TrayHost::byName).name().isEmpty());
+    QCOMPARE(trayIcon(TrayHost::byName).availableSizes().size(), 6);
+    QIcon::setThemeSearchPaths(searchPaths);
+    QIcon::setThemeName(themeName);
 }
 
 QTEST_MAIN(TestAppIcons)

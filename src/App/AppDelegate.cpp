@@ -6,6 +6,8 @@
 #include "Views/AppIcons.h"
 
 #include <QAction>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QMenu>
 #include <QSystemTrayIcon>
 #include <QTimer>
@@ -42,7 +44,10 @@ AppDelegate::~AppDelegate() = default;
 void AppDelegate::setUpStatusItem()
 {
     if (!m_statusItem) {
-        m_statusItem = new QSystemTrayIcon(trayIcon(), this);
+        // Qt hands the icon to a StatusNotifierItem host when the session bus has a watcher.
+        const QDBusConnectionInterface *bus = QDBusConnection::sessionBus().interface();
+        const bool byName = bus && bus->isServiceRegistered(u"org.kde.StatusNotifierWatcher"_s).value();
+        m_statusItem = new QSystemTrayIcon(trayIcon(byName ? TrayHost::byName : TrayHost::pixelsOnly), this);
         m_statusItem->setToolTip(u"Lanternfold"_s);
         m_statusItem->setContextMenu(m_menu.get());
         // A click on the icon itself opens the window too, as a tray user expects.

@@ -100,15 +100,19 @@ QImage renderTrayGlyph(int pixels)
     return image;
 }
 
-QIcon trayIcon()
+QIcon trayIcon(TrayHost host)
 {
     QIcon painted;
     for (const int pixels : {16, 22, 24, 32, 48, 64})
         painted.addPixmap(QPixmap::fromImage(renderTrayGlyph(pixels)));
-    // Installed, the theme's symbolic icon goes first: a tray that knows the icon by name (a
-    // StatusNotifierItem host) recolours it for its panel, light or dark. Without it (a build tree,
-    // an uninstalled copy) the painted one, white with a dark rim, reads on either.
-    return QIcon::fromTheme(u"lanternfold-symbolic"_s, painted);
+    // A StatusNotifierItem host (KDE Plasma, GNOME's AppIndicator extension, most panels today)
+    // loads the icon by its name and recolours a symbolic one for its panel, light or dark: the
+    // theme's symbolic icon goes first there, when it is installed. An XEmbed tray shows the
+    // pixels as they are, so it gets the painted glyph, white with a dark rim, which reads on
+    // either; so does a build tree or an uninstalled copy, whose theme has no such icon.
+    if (host == TrayHost::byName)
+        return QIcon::fromTheme(u"lanternfold-symbolic"_s, painted);
+    return painted;
 }
 
 } // namespace lanternfold

@@ -8,6 +8,8 @@
 #include <QList>
 #include <QPainterPath>
 
+#include <cstdint>
+
 namespace lanternfold {
 
 /// The square sizes, in pixels, of the program's icon in the hicolor theme.
@@ -30,6 +32,9 @@ namespace lanternfold {
 [[nodiscard]] QPainterPath trayMarks(qreal size, qreal margin);
 
 /// The tray icon: a one-colour drawing of the emblem's shapes that reads on light and dark panels.
-[[nodiscard]] QIcon trayIcon();
+/// How the tray shows its icons: by the icon's name from the theme (a StatusNotifierItem host), or
+/// the pixels it is given (an XEmbed tray).
+enum class TrayHost : std::uint8_t { byName, pixelsOnly };
+[[nodiscard]] QIcon trayIcon(TrayHost host = TrayHost::pixelsOnly);
 
 } // namespace lanternfold
