@@ -19,6 +19,7 @@
 #include <QShowEvent>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <limits>
 
 namespace lanternfold {
@@ -39,6 +40,7 @@ LoginView::LoginView(AppState &appState, QWidget *parent) : QWidget(parent), m_a
     setMinimumSize(480, 560);
 
     auto *column = new QWidget(this);
+    m_column = column;
     column->setMaximumWidth(maximumFormWidth);
     column->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     auto *columnLayout = new QVBoxLayout(column);
@@ -289,6 +291,9 @@ void LoginView::showEvent(QShowEvent *event)
     // by the window system: then the saved controller fills the form again.
     if (!event->spontaneous())
         prefill();
+    // Wider than usual where the desktop's font is large: the controller types' names must not be
+    // cut off.
+    m_column->setMaximumWidth(std::max(maximumFormWidth, m_column->sizeHint().width()));
 }
 
 void LoginView::keyPressEvent(QKeyEvent *event)

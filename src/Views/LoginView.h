@@ -91,6 +91,7 @@ private:
     QCheckBox *m_rememberPassword = nullptr;
     QLabel *m_subtitle = nullptr;
     QLabel *m_lastError = nullptr;
+    QWidget *m_column = nullptr;
     BusyButton *m_connect = nullptr;
     QLabel *m_note = nullptr;
     /// Set while the saved configuration fills the form: its kind must not reset its port.
