@@ -3,6 +3,7 @@
 
 // The window icon and the tray icon: the sizes each holds, the window icon being the emblem itself,
 // and the tray glyph staying one colour while reading on light and dark panels alike.
+#include "Contrast.h"
 #include "ImageComparison.h"
 #include "Views/AppIcons.h"
 #include "Views/IconFiles.h"
@@ -24,23 +25,6 @@ using namespace lanternfold::test;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-/// WCAG's relative luminance of an opaque colour.
-qreal luminance(QRgb colour)
-{
-    const auto channel = [](int value) {
-        const qreal c = value / 255.0;
-        return c <= 0.03928 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
-    };
-    return 0.2126 * channel(qRed(colour)) + 0.7152 * channel(qGreen(colour)) + 0.0722 * channel(qBlue(colour));
-}
-
-qreal contrast(QRgb a, QRgb b)
-{
-    const qreal la = luminance(a);
-    const qreal lb = luminance(b);
-    return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
-}
 
 /// glyph drawn over a panel of colour panel.
 QImage onPanel(const QImage &glyph, const QColor &panel)

@@ -55,6 +55,8 @@ private:
     /// Ends the program the way the session does at logout; its exit status.
     int stopLanternfold();
     QImage screenshot(const QString &name);
+    /// The first access point of the demo site that the device list shows by name; empty if none.
+    QString firstAccessPointShown();
 
     QString m_tmp;
     std::unique_ptr<QProcess> m_display;
@@ -236,6 +238,16 @@ int paintedPixels(const QImage &image)
 
 } // namespace
 
+QString TestEndToEnd::firstAccessPointShown()
+{
+    const QStringList shown = ui({u"names"_s, u"list item"_s}).value_or(QString()).split(u'\n');
+    for (const QString &name : demoAccessPointNames()) {
+        if (shown.contains(name))
+            return name;
+    }
+    return {};
+}
+
 void TestEndToEnd::aNewUserConnectsRestartsSchedulesAndComesBack()
 {
     QVERIFY(startLanternfold());
@@ -263,15 +275,7 @@ void TestEndToEnd::aNewUserConnectsRestartsSchedulesAndComesBack()
     QVERIFY(ui({u"wait"_s, u"page tab"_s, u"Devices"_s}));
     QVERIFY(ui({u"gone"_s, u"label"_s, u"Access Points (0)"_s}));
     QCOMPARE(ClientFixture::requestsTo(*m_sim, u"/api/auth/login"_s).size(), 1);
-    // The first access point of the demo site that the list shows by name.
-    QString firstDevice;
-    const QStringList shown = ui({u"names"_s, u"list item"_s}).value_or(QString()).split(u'\n');
-    for (const QString &name : demoAccessPointNames()) {
-        if (shown.contains(name)) {
-            firstDevice = name;
-            break;
-        }
-    }
+    const QString firstDevice = firstAccessPointShown();
     QVERIFY(!firstDevice.isEmpty());
     QVERIFY(ui({u"click"_s, u"list item"_s, firstDevice}));
     QVERIFY(ui({u"wait"_s, u"label"_s, u"1 selected"_s}));
@@ -379,14 +383,7 @@ void TestEndToEnd::onWaylandItConnectsRestartsAndQuits()
     QVERIFY(ui({u"gone"_s, u"label"_s, u"Access Points (0)"_s}));
     const QString restarts = u"/proxy/network/api/s/default/cmd/devmgr"_s;
     const qsizetype before = ClientFixture::requestsTo(*m_sim, restarts).size();
-    QString device;
-    const QStringList shown = ui({u"names"_s, u"list item"_s}).value_or(QString()).split(u'\n');
-    for (const QString &name : demoAccessPointNames()) {
-        if (shown.contains(name)) {
-            device = name;
-            break;
-        }
-    }
+    const QString device = firstAccessPointShown();
     QVERIFY(!device.isEmpty());
     QVERIFY(ui({u"act"_s, u"list item"_s, device, u"Toggle"_s}));
     QVERIFY(ui({u"wait"_s, u"label"_s, u"1 selected"_s}));

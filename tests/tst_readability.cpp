@@ -6,6 +6,7 @@
 // enough contrast with what it stands on, and the pictures are drawn for the screen's pixels
 // rather than stretched from smaller ones.
 #include "ClientFixture.h"
+#include "Contrast.h"
 #include "FakePlatform.h"
 #include "ImageComparison.h"
 
@@ -25,27 +26,11 @@
 #include <QStyle>
 #include <QTabWidget>
 
-#include <cmath>
-
 using namespace lanternfold;
 using namespace lanternfold::test;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-qreal luminance(const QColor &colour)
-{
-    const auto channel = [](float c) { return c <= 0.03928F ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4); };
-    return 0.2126 * channel(colour.redF()) + 0.7152 * channel(colour.greenF()) + 0.0722 * channel(colour.blueF());
-}
-
-/// WCAG's contrast ratio, 1 to 21.
-qreal contrast(const QColor &a, const QColor &b)
-{
-    const qreal la = luminance(a);
-    const qreal lb = luminance(b);
-    return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
-}
 
 /// A dark desktop palette as Breeze Dark and Adwaita-dark give Qt programs.
 QPalette darkPalette()
